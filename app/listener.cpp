@@ -1,0 +1,78 @@
+// The ear on the system bus; see listener.h. Polled by the main loop, one message a pass at most.
+#include "app/listener.h"
+
+#include <stdlib.h>
+#include <syslog.h>
+
+#include "app/dispatch.h"
+
+constexpr char BUS_NAME[] = "zor.signal.sink";
+constexpr char SIGNAL_INTERFACE[] = "zor.signal.Type";
+constexpr char SIGNAL_MEMBER[] = "Display";
+constexpr char MATCH_RULE[] = "type='signal',interface='zor.signal.Type'";
+
+static DBusConnection *connect_to_bus(DBusError *error) {
+    DBusConnection *connection = dbus_bus_get(DBUS_BUS_SYSTEM, error);
+    if (dbus_error_is_set(error)) {
+        syslog(LOG_ERR, "Connection Error (%s)\n", error->message);
+        dbus_error_free(error);
+    }
+    if (connection == nullptr) exit(1);
+    // Without this libdbus would end the process by itself when the bus goes away.
+    dbus_connection_set_exit_on_disconnect(connection, FALSE);
+    return connection;
+}
+
+// Whether the name is ours does not matter: the signals arrive through the match rule.
+static void request_name(DBusConnection *connection, DBusError *error) {
+    const int reply = dbus_bus_request_name(connection, BUS_NAME, DBUS_NAME_FLAG_REPLACE_EXISTING, error);
+    if (!dbus_error_is_set(error)) return;
+    syslog(LOG_ERR, "Name Error (%s,%d)\n", error->message, reply);
+    dbus_error_free(error);
+}
+
+static void subscribe(DBusConnection *connection, DBusError *error) {
+    dbus_bus_add_match(connection, MATCH_RULE, error);
+    dbus_connection_flush(connection);
+    if (dbus_error_is_set(error)) {
+        syslog(LOG_ERR, "Match Error (%s)\n", error->message);
+        exit(1);
+    }
+}
+
+DBusConnection *listener_connect() {
+    syslog(LOG_INFO, "Listening for signals\n");
+    DBusError error;
+    dbus_error_init(&error);
+    DBusConnection *connection = connect_to_bus(&error);
+    request_name(connection, &error);
+    subscribe(connection, &error);
+    syslog(LOG_INFO, "Match rule sent\n");
+    return connection;
+}
+
+static void handle_message(DBusMessage *message) {
+    if (!dbus_message_is_signal(message, SIGNAL_INTERFACE, SIGNAL_MEMBER)) return;
+    DBusMessageIter args;
+    if (!dbus_message_iter_init(message, &args)) {
+        syslog(LOG_ERR, "Message Has No Parameters\n");
+        return;
+    }
+    if (dbus_message_iter_get_arg_type(&args) != DBUS_TYPE_STRING) {
+        syslog(LOG_ERR, "Argument is not string!\n");
+        return;
+    }
+    const char *command;
+    dbus_message_iter_get_basic(&args, &command);
+    syslog(LOG_INFO, "Got Signal with value %s\n", command);
+    dispatch(command, &args);
+}
+
+bool listener_poll(DBusConnection *connection) {
+    dbus_connection_read_write(connection, 0);
+    DBusMessage *message = dbus_connection_pop_message(connection);
+    if (message == nullptr) return false;
+    handle_message(message);
+    dbus_message_unref(message);
+    return true;
+}

@@ -1,0 +1,58 @@
+# The daemon, once for each registered resolution. The two differ in LVGL's two resolution macros and in
+# nothing else: a device gets `status-display`, people at a desk can look at `status-display-layout`.
+
+# What LVGL calls of ours: its clock and the end of its assertions.
+add_library(lvgl_support STATIC port/lvgl_assert.cpp port/tick.cpp)
+target_include_directories(lvgl_support PUBLIC ${PROJECT_SOURCE_DIR})
+target_link_libraries(lvgl_support PRIVATE warnings)
+
+function(add_status_display suffix width height)
+  set(lvgl lvgl${suffix})
+  set(core display_core${suffix})
+
+  add_library(${lvgl} STATIC ${LVGL_SOURCES})
+  target_include_directories(${lvgl} SYSTEM PUBLIC ${LVGL_SOURCE_DIR})
+  target_include_directories(${lvgl} PUBLIC ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/port)
+  target_compile_definitions(${lvgl} PUBLIC LV_CONF_INCLUDE_SIMPLE LV_LVGL_H_INCLUDE_SIMPLE
+    LV_HOR_RES_MAX=${width} LV_VER_RES_MAX=${height})
+  target_link_libraries(${lvgl} PUBLIC lvgl_support)
+  target_compile_options(${lvgl} PRIVATE -w -ffunction-sections -fdata-sections)
+  if(STATUS_DISPLAY_SANITIZE)
+    target_compile_definitions(${lvgl} PUBLIC LV_MEM_CUSTOM=1)
+    # lv_draw_line.c shifts negative numbers left by design.
+    target_compile_options(${lvgl} PRIVATE -fno-sanitize=shift-base)
+  endif()
+
+  # The framebuffer driver is built apart, so that a checkout of lv_drivers can take its place untouched.
+  if(LV_DRIVERS_DIR)
+    set(drivers ${LV_DRIVERS_DIR})
+  else()
+    set(drivers ${PROJECT_SOURCE_DIR}/port/lv_drivers)
+  endif()
+  add_library(fbdev${suffix} STATIC ${drivers}/display/fbdev.c)
+  target_include_directories(fbdev${suffix} SYSTEM INTERFACE ${drivers})
+  target_compile_definitions(fbdev${suffix} PUBLIC LV_DRV_NO_CONF USE_FBDEV=1 FBDEV_PATH="/dev/fb0")
+  target_link_libraries(fbdev${suffix} PUBLIC ${lvgl})
+  if(NOT LV_DRIVERS_DIR)
+    target_link_libraries(fbdev${suffix} PRIVATE warnings)
+  endif()
+
+  add_library(${core} STATIC
+    app/dispatch.cpp app/display_state.cpp app/listener.cpp
+    screen/connectivity_line.cpp screen/identity_text.cpp screen/label_text.cpp screen/mode_line.cpp screen/overlays.cpp
+    screen/production_screen.cpp screen/status_screen.cpp screen/styles.cpp ${ART_SOURCES}
+    probes/flag_files.cpp probes/process_scan.cpp probes/text_file.cpp probes/voltage_meter.cpp probes/wifi.cpp
+    port/display_port.cpp)
+  add_dependencies(${core} art)
+  target_compile_options(${core} PRIVATE -ffunction-sections -fdata-sections)
+  target_link_libraries(${core} PUBLIC fbdev${suffix} ${lvgl} PkgConfig::DBUS PRIVATE warnings)
+
+  add_executable(status-display${suffix} app/main.cpp)
+  target_link_libraries(status-display${suffix} PRIVATE ${core} warnings)
+  target_link_options(status-display${suffix} PRIVATE -Wl,--gc-sections)
+endfunction()
+
+add_status_display("" 64 128)
+if(STATUS_DISPLAY_DESK)
+  add_status_display(-layout 128 66)
+endif()

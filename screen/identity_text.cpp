@@ -1,0 +1,31 @@
+// The unit's identity as text; see identity_text.h.
+#include "screen/identity_text.h"
+
+#include <stdio.h>
+#include <string.h>
+
+#include "probes/flag_files.h"
+#include "probes/text_file.h"
+
+struct IdentityLine {
+    char text[256];
+};
+
+static IdentityLine read_identity(const char *path, const char *if_missing) {
+    IdentityLine line = {};
+    if (read_first_line(path, line.text, sizeof line.text) == FirstLine::missing) {
+        snprintf(line.text, sizeof line.text, "%s", if_missing);
+    }
+    return line;
+}
+
+void serial_number_text(char *text, const char *if_missing) {
+    const IdentityLine line = read_identity(FILE_SERIAL_NUMBER, if_missing);
+    snprintf(text, IDENTITY_TEXT_SIZE, "%s %s", "SN:", line.text);
+}
+
+void bluetooth_name_text(char *text, const char *if_missing) {
+    const IdentityLine line = read_identity(FILE_BLUETOOTH_NAME, if_missing);
+    const char *equals = strrchr(line.text, '=');
+    snprintf(text, IDENTITY_TEXT_SIZE, "%s %s", "BT:", equals == nullptr ? line.text : equals + 1);
+}

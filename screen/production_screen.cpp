@@ -1,0 +1,70 @@
+// Builds the production screen; see production_screen.h.
+#include "screen/production_screen.h"
+
+#include <stdio.h>
+#include <syslog.h>
+
+#include "app/display_state.h"
+#include "probes/voltage_meter.h"
+#include "screen/fonts.h"
+#include "screen/identity_text.h"
+#include "screen/label_text.h"
+#include "screen/overlays.h"
+#include "screen/styles.h"
+
+static lv_style_t style_prod_row;
+static lv_style_t style_prod_text;
+static lv_style_t style_prod_text2;  // not used by any row yet
+static lv_style_t style_prod_screen;
+
+static void prepare_styles() {
+    style_set_black_box(&style_prod_row);
+    lv_style_copy(&style_prod_text, &style_prod_row);
+    style_set_text(&style_prod_text, &font_16);
+    lv_style_copy(&style_prod_text2, &style_prod_row);
+    style_set_text(&style_prod_text2, &font_16);
+    style_set_black_box(&style_prod_screen);
+}
+
+static lv_obj_t *create_row(lv_coord_t y, const char *text) {
+    lv_obj_t *row = lv_obj_create(lv_disp_get_scr_act(lv_disp_get_default()), nullptr);
+    lv_obj_set_size(row, 128, 12);
+    lv_obj_set_style(row, &style_prod_row);
+    lv_obj_set_pos(row, 0, y);
+    lv_obj_t *label = lv_label_create(row, nullptr);
+    lv_obj_set_style(label, &style_prod_text);
+    set_label_text(label, text);
+    lv_obj_align(label, nullptr, LV_ALIGN_IN_LEFT_MID, 0, 0);
+    return label;
+}
+
+// The interface service measures the jack when asked; here only that effect is wanted, so the answer is
+// read to its end and dropped.
+static void wake_jack_measurement() {
+    FILE *pipe = popen(JACK_COMMAND, "re");
+    if (pipe == nullptr) return;
+    char dropped[TEXT_SIZE];
+    while (fgets(dropped, sizeof dropped, pipe) != nullptr) {
+    }
+    pclose(pipe);
+}
+
+void production_screen_create() {
+    DisplayState &state = display_state;
+    syslog(LOG_ERR, "start prod interface.");  // at error priority on purpose: it should stand out in a log
+    state.prod_mode = true;
+    prepare_styles();
+    lv_obj_set_style(lv_disp_get_scr_act(lv_disp_get_default()), &style_prod_screen);
+
+    char text[IDENTITY_TEXT_SIZE];
+    serial_number_text(text, "ERROR");
+    create_row(0, text);
+    bluetooth_name_text(text, "ERROR");
+    create_row(12, text);
+    wake_jack_measurement();
+    create_row(24, "HW: QB418T");
+    state.fw_status_label = create_row(36, "FW: Updating...");
+
+    state.progress_task = lv_task_create(progress_step, 1000, LV_TASK_PRIO_OFF, nullptr);
+    state.voltage_task = lv_task_create(voltage_task, 500, LV_TASK_PRIO_OFF, nullptr);
+}

@@ -1,0 +1,6 @@
+// The normal screen: connectivity row on top, measurement area, mode row at the bottom, two rules.
+#pragma once
+
+/// Builds the status screen on the active screen and creates its LVGL tasks. Called once, at start-up.
+/// The existence of FLAG_WIFI_DEBUG decides between the voltage meter and the Wi-Fi debug panel.
+void status_screen_create();
