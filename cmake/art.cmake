@@ -1,13 +1,13 @@
-# Fonts and pictures: C sources made from the sheets in screen/art. Sets ART_SOURCES; target `art` makes them.
+# The fonts and pictures: C for LVGL, made in the build folder from the sheets in screen/art.
+# Sets ART_SOURCES. Every target that compiles them must also depend on the target `art`, or two targets
+# would make the same files at the same time.
 
-set(art_dir ${PROJECT_SOURCE_DIR}/screen/art)
-set(art_out ${CMAKE_BINARY_DIR}/art)
-set(ART_SOURCES ${art_out}/font_8.c ${art_out}/font_16.c ${art_out}/font_32.c ${art_out}/images.c)
-file(MAKE_DIRECTORY ${art_out})
-add_custom_command(
-  OUTPUT ${ART_SOURCES}
-  COMMAND Python3::Interpreter ${art_dir}/generate.py ${art_dir} ${art_out}
-  DEPENDS ${art_dir}/generate.py ${art_dir}/font_8.txt ${art_dir}/font_16.txt ${art_dir}/images.txt
-  COMMENT "Drawing fonts and pictures"
-  VERBATIM)
+set(ART_DIR ${PROJECT_SOURCE_DIR}/screen/art)
+set(ART_OUT ${PROJECT_BINARY_DIR}/screen/art)
+set(ART_SOURCES ${ART_OUT}/font_16.c ${ART_OUT}/font_32.c ${ART_OUT}/font_8.c ${ART_OUT}/images.c)
+
+add_custom_command(OUTPUT ${ART_SOURCES}
+  COMMAND Python3::Interpreter -B ${ART_DIR}/generate.py ${ART_DIR} ${ART_OUT}
+  DEPENDS ${ART_DIR}/generate.py ${ART_DIR}/font_16.txt ${ART_DIR}/font_8.txt ${ART_DIR}/images.txt
+  COMMENT "Making fonts and pictures from their sheets" VERBATIM)
 add_custom_target(art DEPENDS ${ART_SOURCES})

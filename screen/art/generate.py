@@ -123,11 +123,11 @@ def read_glyph_heading(path, glyph):
 
 
 def check_glyph(path, glyph, font):
-    above = glyph.bottom + len(glyph.rows)
-    if glyph.rows and (glyph.bottom < -font.base_line or above > font.line_height - font.base_line):
+    top = glyph.bottom + len(glyph.rows) - 1
+    lowest, highest = -font.base_line, font.line_height - font.base_line - 1
+    if glyph.rows and (glyph.bottom < lowest or top > highest):
         raise SheetError(path, glyph.line, f'"{glyph.words[0]}" leaves its line: it covers the rows '
-                         f"{glyph.bottom} to {above - 1} above the base line, the line has {-font.base_line} to "
-                         f"{font.line_height - font.base_line - 1}")
+                                           f"{glyph.bottom} to {top}, the line has {lowest} to {highest}")
     if glyph.advance < 1 or glyph.left < 0 or glyph.left + glyph.width > glyph.advance:
         raise SheetError(path, glyph.line, f'"{glyph.words[0]}" is wider than its advance {glyph.advance}')
 
@@ -168,8 +168,9 @@ def font_c(name, sheet, font):
                            f".box_w = {glyph.width}, .box_h = {len(glyph.rows)}, "
                            f".ofs_x = {glyph.left}, .ofs_y = {glyph.bottom}}}, /* {label} */")
         index += len(data)
-    return FONT_C.format(name=name, sheet=sheet, bitmaps="\n".join(bitmaps), descriptors="\n".join(descriptors),
-                         maps=maps_c(font), line_height=font.line_height, base_line=font.base_line)
+    return FONT_C.format(name=name, sheet=sheet, bitmaps="\n".join(bitmaps),
+                         descriptors="\n".join(descriptors), maps=maps_c(font),
+                         line_height=font.line_height, base_line=font.base_line)
 
 
 def maps_c(font):
@@ -179,7 +180,8 @@ def maps_c(font):
         maps.append(f"    {{.range_start = 0x{first:02X}, .range_length = {len(ids)}, .glyph_id_start = 0,\n"
                     f"     .glyph_id_ofs_list = ids_{number}, .list_length = {len(ids) + 1}, "
                     ".type = LV_FONT_FMT_TXT_CMAP_FORMAT0_FULL},")
-    return "\n".join(lists) + "\n\nstatic const lv_font_fmt_txt_cmap_t maps[] = {\n" + "\n".join(maps) + "\n};"
+    table = "static const lv_font_fmt_txt_cmap_t maps[] = {\n" + "\n".join(maps) + "\n};"
+    return "\n".join(lists) + "\n\n" + table
 
 
 FONT_C = """\
