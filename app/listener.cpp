@@ -5,10 +5,8 @@
 #include <syslog.h>
 
 #include "app/dispatch.h"
+#include "app/signal_names.h"
 
-constexpr char BUS_NAME[] = "zor.signal.sink";
-constexpr char SIGNAL_INTERFACE[] = "zor.signal.Type";
-constexpr char SIGNAL_MEMBER[] = "Display";
 constexpr char MATCH_RULE[] = "type='signal',interface='zor.signal.Type'";
 
 static DBusConnection *connect_to_bus(DBusError *error) {
@@ -25,7 +23,7 @@ static DBusConnection *connect_to_bus(DBusError *error) {
 
 // Whether the name is ours does not matter: the signals arrive through the match rule.
 static void request_name(DBusConnection *connection, DBusError *error) {
-    const int reply = dbus_bus_request_name(connection, BUS_NAME, DBUS_NAME_FLAG_REPLACE_EXISTING, error);
+    const int reply = dbus_bus_request_name(connection, DISPLAY_BUS_NAME, DBUS_NAME_FLAG_REPLACE_EXISTING, error);
     if (!dbus_error_is_set(error)) return;
     syslog(LOG_ERR, "Name Error (%s,%d)\n", error->message, reply);
     dbus_error_free(error);

@@ -72,11 +72,11 @@ static void show_source(bool is_supply) {
     lv_obj_align(icon, nullptr, LV_ALIGN_IN_LEFT_MID, 0, -1);
 }
 
-// Formats `volts` with one decimal into voltage_text, between the two texts, and shows it.
-static void show_volts(lv_obj_t *label, lv_align_t align, const char *before, float volts, const char *after) {
+// Formats `volts` with one decimal into voltage_text, between the two texts.
+static const char *format_volts(const char *before, float volts, const char *after) {
     char *text = display_state.voltage_text;
     snprintf(text, sizeof display_state.voltage_text, "%s%.1f%s", before, static_cast<double>(volts), after);
-    set_aligned_text(label, text, align, 0, 0);
+    return text;
 }
 
 static void clear_voltage_text() {
@@ -87,12 +87,12 @@ static void show_extremes(float volts) {
     DisplayState &state = display_state;
     if (state.voltage_min > volts && volts > LOWEST_VOLTAGE) {
         state.voltage_min = volts;
-        show_volts(state.voltage_min_label, LV_ALIGN_IN_BOTTOM_LEFT, "Min. ", volts, "");
+        set_aligned_text(state.voltage_min_label, format_volts("Min. ", volts, ""), LV_ALIGN_IN_BOTTOM_LEFT, 0, 0);
         clear_voltage_text();
     }
     if (state.voltage_max < volts) {
         state.voltage_max = volts;
-        show_volts(state.voltage_max_label, LV_ALIGN_IN_TOP_LEFT, "Max. ", volts, "");
+        set_aligned_text(state.voltage_max_label, format_volts("Max. ", volts, ""), LV_ALIGN_IN_TOP_LEFT, 0, 0);
         clear_voltage_text();
     }
 }
@@ -101,16 +101,22 @@ static uint32_t whole_volts(float volts) {
     return volts < 4294967296.0f ? static_cast<uint32_t>(volts) : UINT32_MAX;
 }
 
+static bool is_on_active_screen(const lv_obj_t *label) {
+    return label != nullptr && lv_obj_get_screen(label) == lv_disp_get_scr_act(lv_disp_get_default());
+}
+
+// While powering down the label always reads "-.-v"; the meter goes on measuring and remembering. The text is
+// chosen first and set once, so that a value that is not to be seen is not drawn either.
 static void show_value(float volts) {
     DisplayState &state = display_state;
-    lv_obj_t *label = state.voltage_label;
-    if (volts == static_cast<float>(state.voltage_last_whole) || !(volts > LOWEST_VOLTAGE)) {
-        set_aligned_text(label, NO_VOLTAGE, LV_ALIGN_CENTER, 0, 0);
-        return;
+    const char *text = NO_VOLTAGE;
+    if (volts != static_cast<float>(state.voltage_last_whole) && volts > LOWEST_VOLTAGE) {
+        const bool visible = is_on_active_screen(state.voltage_label);
+        text = visible ? format_volts("", volts, "v") : nullptr;
+        state.voltage_last_whole = whole_volts(volts);
     }
-    const bool on_screen = label != nullptr && lv_obj_get_screen(label) == lv_disp_get_scr_act(lv_disp_get_default());
-    if (on_screen) show_volts(label, LV_ALIGN_CENTER, "", volts, "v");
-    state.voltage_last_whole = whole_volts(volts);
+    if (state.power_down) text = NO_VOLTAGE;
+    if (text != nullptr) set_aligned_text(state.voltage_label, text, LV_ALIGN_CENTER, 0, 0);
 }
 
 void voltage_task(lv_task_t *) {
@@ -126,5 +132,4 @@ void voltage_task(lv_task_t *) {
     show_source(from_supply);
     show_extremes(state.supply_voltage);
     show_value(state.supply_voltage);
-    if (state.power_down) set_aligned_text(state.voltage_label, NO_VOLTAGE, LV_ALIGN_CENTER, 0, 0);
 }

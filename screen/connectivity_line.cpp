@@ -39,10 +39,11 @@ static void add_label(const char *text) {
     lv_obj_align(label, nullptr, LV_ALIGN_CENTER, 0, 0);
 }
 
-// An image without a source takes no room.
+// Without a source nothing is to be seen; LVGL would draw a white "No data" block.
 static lv_obj_t *add_image(const lv_img_dsc_t *source, lv_align_t align, lv_coord_t x) {
     lv_obj_t *image = lv_img_create(display_state.conn_box, nullptr);
     if (source != nullptr) lv_img_set_src(image, source);
+    lv_obj_set_hidden(image, source == nullptr);
     lv_obj_set_style(image, &style_conn_text);
     lv_obj_align(image, nullptr, align, x, -2);
     return image;

@@ -115,19 +115,17 @@ void show_error_overlay() {
 
 // ---- Firmware progress ----
 
-// The bar counts in 16 bits, the record in 32: the upper bits are cut, here and in the value.
-static int16_t bar_end() {
-    return static_cast<int16_t>(display_state.fw_time_to_full);
-}
-
 // LVGL 6 divides by the width of the range when it draws. A range of 0 to 0 is drawn as 0 to 1 with a value
-// that stays 0, which is the same picture: an empty bar.
+// that stays 0, which is the same picture: an empty bar. The bar keeps the range it was given: a duration that
+// comes without a type changes fw_time_to_full and leaves the bar alone.
 static void set_bar_range() {
-    lv_bar_set_range(display_state.fw_progress_bar, 0, bar_end() == 0 ? int16_t{1} : bar_end());
+    const auto end = static_cast<int16_t>(display_state.fw_time_to_full);  // the bar counts in 16 bits
+    display_state.fw_bar_has_range = end != 0;
+    lv_bar_set_range(display_state.fw_progress_bar, 0, end == 0 ? int16_t{1} : end);
 }
 
 static void set_bar_value(uint32_t step) {
-    const int16_t value = bar_end() == 0 ? int16_t{0} : static_cast<int16_t>(step);
+    const int16_t value = display_state.fw_bar_has_range ? static_cast<int16_t>(step) : int16_t{0};
     lv_bar_set_value(display_state.fw_progress_bar, value, LV_ANIM_ON);
 }
 
@@ -210,4 +208,7 @@ void show_usb_box() {
     lv_ta_set_cursor_type(box, LV_CURSOR_NONE);
     lv_ta_set_text(box, "USB\nUpgrade\n...");
     lv_ta_set_text_align(box, LV_LABEL_ALIGN_CENTER);
+    // LVGL 6 reads one byte past the end of a centred text; the same text with a byte to spare is read instead.
+    static const char padded[] = "USB\nUpgrade\n...\0";
+    lv_label_set_static_text(lv_ta_get_label(box), padded);
 }
