@@ -1,0 +1,97 @@
+// See bus.h.
+#include "tools/bus.h"
+
+#include "app/signal_names.h"
+#include "tools/errors.h"
+
+namespace display_tools {
+
+struct UnrefMessage {
+    void operator()(DBusMessage *message) const { dbus_message_unref(message); }
+};
+using MessageRef = std::unique_ptr<DBusMessage, UnrefMessage>;
+
+// A DBusError that frees itself.
+struct BusError {
+    BusError() { dbus_error_init(&error); }
+    ~BusError() { dbus_error_free(&error); }
+    BusError(const BusError &) = delete;
+    BusError &operator=(const BusError &) = delete;
+    std::string text() const { return error.message != nullptr ? error.message : "no reason given"; }
+    DBusError error;
+};
+
+void CloseConnection::operator()(DBusConnection *connection) const {
+    dbus_connection_close(connection);
+    dbus_connection_unref(connection);
+}
+
+// ---- Connecting ----
+
+static Connection open_system_bus() {
+    BusError error;
+    Connection connection(dbus_bus_get_private(DBUS_BUS_SYSTEM, &error.error));
+    if (connection) return connection;
+    throw Failure("can't reach the system bus (" + error.text() +
+                  "): start it, or name another bus with --bus ADDRESS");
+}
+
+static Connection open_address(const std::string &address) {
+    BusError error;
+    Connection connection(dbus_connection_open_private(address.c_str(), &error.error));
+    if (connection && dbus_bus_register(connection.get(), &error.error)) return connection;
+    throw Failure("can't reach a bus at '" + address + "' (" + error.text() +
+                  "): give an address such as unix:path=/run/dbus/system_bus_socket");
+}
+
+Connection connect_to_bus(const std::string &address) {
+    Connection connection = address.empty() ? open_system_bus() : open_address(address);
+    // Otherwise libdbus would end the process without a word when the bus goes away.
+    dbus_connection_set_exit_on_disconnect(connection.get(), FALSE);
+    return connection;
+}
+
+// ---- Sending ----
+
+static void require_memory(dbus_bool_t granted) {
+    if (!granted) throw Failure("out of memory: shorten the arguments");
+}
+
+static void append(DBusMessageIter *end, const Value &value) {
+    if (const auto *number = std::get_if<int32_t>(&value)) {
+        const dbus_int32_t on_bus = *number;
+        require_memory(dbus_message_iter_append_basic(end, DBUS_TYPE_INT32, &on_bus));
+    } else {
+        const char *text = std::get<std::string>(value).c_str();
+        require_memory(dbus_message_iter_append_basic(end, DBUS_TYPE_STRING, &text));
+    }
+}
+
+void emit(DBusConnection *connection, const Message &message) {
+    MessageRef signal(dbus_message_new_signal(SIGNAL_PATH, SIGNAL_INTERFACE, SIGNAL_MEMBER));
+    require_memory(signal != nullptr);
+    DBusMessageIter end;
+    dbus_message_iter_init_append(signal.get(), &end);
+    append(&end, message.word);
+    for (const Value &value : message.arguments) append(&end, value);
+
+    require_memory(dbus_connection_send(connection, signal.get(), nullptr));
+    dbus_connection_flush(connection);
+    if (!dbus_connection_get_is_connected(connection)) {
+        throw Failure("the bus went away before it had the message: send it again when the bus is back");
+    }
+}
+
+// ---- Making sure ----
+
+bool wait_until_taken(DBusConnection *connection) {
+    // The bus works through the messages of a connection in order, so its answer comes after the signal.
+    BusError error;
+    const bool owned = dbus_bus_name_has_owner(connection, DISPLAY_BUS_NAME, &error.error);
+    if (dbus_error_is_set(&error.error)) {
+        throw Failure("the bus did not answer (" + error.text() + "): it may not have taken the message");
+    }
+    return owned;
+}
+
+} // namespace display_tools

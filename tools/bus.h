@@ -1,0 +1,30 @@
+// The road of a display command onto the bus: connect, emit the signal, and make sure that the bus has it.
+// Every function throws Failure, with advice, when it can't do its work.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include <dbus/dbus.h>
+
+#include "tools/message.h"
+
+namespace display_tools {
+
+/// Closes and releases a private connection.
+struct CloseConnection {
+    void operator()(DBusConnection *connection) const;
+};
+using Connection = std::unique_ptr<DBusConnection, CloseConnection>;
+
+/// A registered connection to the bus at `address`, or to the system bus when it is empty.
+Connection connect_to_bus(const std::string &address);
+
+/// Emits the signal and hands it to the socket.
+void emit(DBusConnection *connection, const Message &message);
+
+/// Returns when the bus has dealt with what was emitted: true when the display's name has an owner. Whether
+/// the bus policy let the signal through can't be learnt: the bus drops a forbidden one without a word.
+bool wait_until_taken(DBusConnection *connection);
+
+} // namespace display_tools
