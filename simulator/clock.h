@@ -1,0 +1,51 @@
+// The daemon's clock, driven from the desk through a file that the shim maps (desk_clock.h).
+//   stepped  The daemon's usleep() moves time by what it asks for, up to a limit; there it stands still until
+//            the desk raises it. Nothing depends on the speed of the machine: frames repeat exactly.
+//   scaled   Time runs on its own, `speed` times as fast as the wall clock (20 for soaks, 0 stands still).
+// One pass of the daemon's loop is one usleep() of 1 ms.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+struct desk_clock;
+
+namespace desk {
+
+class Clock {
+public:
+    // Makes the clock file. It begins stepped, with the limit at 0: the daemon starts up and stands at its
+    // first sleep.
+    explicit Clock(const std::string &host_path, int64_t origin_us = usual_origin());
+    ~Clock();
+    Clock(const Clock &) = delete;
+    Clock &operator=(const Clock &) = delete;
+
+    // A moment from which the daemon's 32-bit millisecond clock runs for 71 minutes without its wrap.
+    static int64_t usual_origin();
+    // A moment `ms` before that wrap.
+    static int64_t origin_before_wrap(int64_t ms);
+
+    // Lets the daemon run `ms` further; raise() returns at once, stands_still() tells when it has arrived.
+    void raise(int64_t ms);
+    bool stands_still() const;
+    // raise() and wait. Throws Error when the daemon has not arrived by the deadline.
+    void advance(int64_t ms);
+
+    // Scaled time from here on; stop() is stepped time again, at the moment reached.
+    void set_speed(double speed);
+    void stop();
+
+    // Microseconds since the origin.
+    int64_t now_us() const;
+    // Passes of the daemon's loop up to now.
+    uint32_t passes() const;
+
+    // Back to the beginning, for a daemon that is started again.
+    void reset(int64_t origin_us);
+
+private:
+    desk_clock *shared_ = nullptr;
+};
+
+} // namespace desk

@@ -1,0 +1,89 @@
+// The demo's steps, and how one is played.
+#include "demo.h"
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "ending.h"
+
+namespace display_sim {
+
+// Where a step shows. Only the text of the mode row: the icon at its end moves by itself.
+struct Area {
+    int x, y, width, height;
+};
+static constexpr Area everywhere{0, 0, 128, 128};
+static constexpr Area connectivity_row{0, 0, 128, 16};
+static constexpr Area mode_text{20, 50, 88, 16};
+
+struct Step {
+    const char *caption;
+    // Happens to the box before the command; may be empty.
+    std::function<void(desk::Box &)> event;
+    // Sent one after the other; may be none.
+    std::vector<std::string> commands;
+    // How long the panel follows: the mode row is redrawn twice a second, the connectivity row each two
+    // seconds.
+    int64_t settle_ms;
+    // Each of these must look different afterwards.
+    std::vector<Area> changes;
+};
+
+static void join_network(desk::Box &box) {
+    box.set_ssid("Workshop");
+    box.set_signal_dbm(-48);
+    box.set_wifi_link(true);
+}
+
+static const std::vector<Step> &steps() {
+    static const std::vector<Step> all = {
+        {"Start-up", nullptr, {}, 2500, {everywhere}},
+        {"A phone connects by Bluetooth: chan_bt", nullptr, {"chan_bt"}, 600, {connectivity_row}},
+        {"The coprocessor is ready: M4_ready", nullptr, {"M4_ready"}, 600, {mode_text}},
+        {"Recording, confirmed by the coprocessor: REC_ON, M4_COMM", nullptr, {"REC_ON", "M4_COMM"}, 600,
+         {mode_text}},
+        {"Bluetooth gone (chan_timeout), the box joins the network Workshop at -48 dBm", join_network,
+         {"chan_timeout"}, 2500, {connectivity_row}},
+        {"Power goes down, the serial number shows: p_off", nullptr, {"p_off"}, 2500,
+         {connectivity_row, mode_text}},
+    };
+    return all;
+}
+
+static void perform(desk::Desk &desk, const Step &step) {
+    if (step.event) step.event(desk.box());
+    for (const std::string &command : step.commands) desk.send_and_settle(command, {}, 10);
+    desk.advance(step.settle_ms);
+}
+
+static void expect_change(const Step &step, const desk::Picture &before, const desk::Picture &now) {
+    for (const Area &area : step.changes) {
+        const auto cut = [&area](const desk::Picture &whole) {
+            return whole.part(area.x, area.y, area.width, area.height);
+        };
+        if (cut(before) == cut(now)) {
+            throw desk::Error(std::string("the panel does not follow the step \"") + step.caption + "\"");
+        }
+    }
+}
+
+// The narrow panel is higher than most terminals: its dots go eight to a character.
+static std::string drawn(const desk::Picture &picture) {
+    return picture.width() < 100 ? picture.to_braille() : picture.to_half_blocks();
+}
+
+void play_demo(desk::Desk &desk) {
+    desk::Picture before(desk.panel().geometry().xres, desk.panel().geometry().yres);
+    int number = 0;
+    for (const Step &step : steps()) {
+        if (end_wanted()) return;
+        perform(desk, step);
+        const desk::Picture now = desk.picture();
+        print("\n" + std::to_string(++number) + ". " + step.caption + "\n" + drawn(now));
+        expect_change(step, before, now);
+        before = now;
+    }
+}
+
+} // namespace display_sim

@@ -1,0 +1,38 @@
+// Stage, pace, page and terminal, turned by one thread.
+#include "live_stage.h"
+
+#include <memory>
+#include <string>
+
+#include <poll.h>
+
+#include "ending.h"
+#include "live.h"
+#include "page.h"
+
+namespace display_sim {
+
+static constexpr int turn_ms = 10;
+
+static void turn_without_page(desk::Stage &stage, desk::Pace &pace) {
+    poll(nullptr, 0, turn_ms);
+    stage.check_alive();
+    pace.turn();
+}
+
+void run_live(const LiveOptions &options) {
+    desk::StageOptions stage_options;
+    stage_options.target = options.target;
+    desk::Stage stage(stage_options);
+    stage.start();
+    desk::Pace pace(stage, options.speed);
+    std::unique_ptr<desk::Page> page;
+    if (options.port) page = std::make_unique<desk::Page>(stage, pace, *options.port, end_wanted);
+    const auto turn = [&] { page ? page->turn() : turn_without_page(stage, pace); };
+    const std::string line = page ? "The page: " + page->address() : "";
+    if (options.terminal) return show_live(stage, options.view, line, turn);
+    print(line + "\n");
+    while (!end_wanted()) turn();
+}
+
+} // namespace display_sim

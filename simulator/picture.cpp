@@ -1,0 +1,136 @@
+// One-bit pictures: comparing, plain PBM and terminal text.
+#include "picture.h"
+
+#include <algorithm>
+#include <fstream>
+#include <sstream>
+
+#include "error.h"
+
+namespace desk {
+
+Picture::Picture(int width, int height)
+    : width_(width), height_(height), lit_(static_cast<size_t>(width) * static_cast<size_t>(height), false) {}
+
+bool Picture::at(int x, int y) const {
+    if (x < 0 || y < 0 || x >= width_ || y >= height_) return false;
+    return lit_[static_cast<size_t>(y) * static_cast<size_t>(width_) + static_cast<size_t>(x)];
+}
+
+void Picture::set(int x, int y, bool lit) {
+    if (x < 0 || y < 0 || x >= width_ || y >= height_) return;
+    lit_[static_cast<size_t>(y) * static_cast<size_t>(width_) + static_cast<size_t>(x)] = lit;
+}
+
+int Picture::count_lit() const { return static_cast<int>(std::count(lit_.begin(), lit_.end(), true)); }
+
+Picture Picture::part(int x, int y, int width, int height) const {
+    Picture result(width, height);
+    for (int row = 0; row < height; row++) {
+        for (int column = 0; column < width; column++) result.set(column, row, at(x + column, y + row));
+    }
+    return result;
+}
+
+bool Picture::operator==(const Picture &other) const {
+    return width_ == other.width_ && height_ == other.height_ && lit_ == other.lit_;
+}
+
+int Picture::count_different(const Picture &other) const {
+    if (width_ != other.width_ || height_ != other.height_) {
+        return std::max(width_ * height_, other.width_ * other.height_);
+    }
+    return difference(other).count_lit();
+}
+
+Picture Picture::difference(const Picture &other) const {
+    Picture result(std::max(width_, other.width_), std::max(height_, other.height_));
+    for (int y = 0; y < result.height_; y++) {
+        for (int x = 0; x < result.width_; x++) result.set(x, y, at(x, y) != other.at(x, y));
+    }
+    return result;
+}
+
+std::string Picture::to_pbm() const {
+    std::string text = "P1\n# 1 is a lit pixel of the panel\n";
+    text += std::to_string(width_) + " " + std::to_string(height_) + "\n";
+    for (int y = 0; y < height_; y++) {
+        for (int x = 0; x < width_; x++) text += at(x, y) ? '1' : '0';
+        text += '\n';
+    }
+    return text;
+}
+
+static std::string without_comments(const std::string &text) {
+    std::string result;
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);) result += line.substr(0, line.find('#')) + "\n";
+    return result;
+}
+
+Picture Picture::from_pbm(const std::string &text) {
+    std::istringstream words(without_comments(text));
+    std::string magic;
+    int width = 0;
+    int height = 0;
+    if (!(words >> magic >> width >> height) || magic != "P1" || width <= 0 || height <= 0 || width > 4096 ||
+        height > 4096) {
+        throw Error("no plain PBM picture (it begins with \"P1\", the width and the height)");
+    }
+    Picture result(width, height);
+    for (size_t i = 0; i < result.lit_.size(); i++) {
+        char pixel = 0;
+        if (!(words >> pixel) || (pixel != '0' && pixel != '1')) {
+            throw Error("the PBM picture ends at pixel " + std::to_string(i));
+        }
+        result.lit_[i] = pixel == '1';
+    }
+    return result;
+}
+
+Picture Picture::load_pbm(const std::string &path) {
+    std::ifstream file(path);
+    if (!file) throw system_error("can't read the picture " + path);
+    std::ostringstream text;
+    text << file.rdbuf();
+    return from_pbm(text.str());
+}
+
+void Picture::save_pbm(const std::string &path) const {
+    std::ofstream file(path);
+    file << to_pbm();
+    if (!file.flush()) throw system_error("can't write the picture " + path);
+}
+
+std::string Picture::to_half_blocks() const {
+    static const char *const blocks[] = {" ", "▀", "▄", "█"}; // upper pixel 1, lower pixel 2
+    std::string text;
+    for (int y = 0; y < height_; y += 2) {
+        for (int x = 0; x < width_; x++) text += blocks[(at(x, y) ? 1 : 0) + (at(x, y + 1) ? 2 : 0)];
+        text += '\n';
+    }
+    return text;
+}
+
+// U+2800 and one bit for each of the eight dots, as UTF-8.
+static std::string braille_cell(const Picture &picture, int x, int y) {
+    static const int bits[4][2] = {{0, 3}, {1, 4}, {2, 5}, {6, 7}};
+    int dots = 0;
+    for (int row = 0; row < 4; row++) {
+        for (int column = 0; column < 2; column++) {
+            if (picture.at(x + column, y + row)) dots |= 1 << bits[row][column];
+        }
+    }
+    return {'\xe2', static_cast<char>(0xa0 | (dots >> 6)), static_cast<char>(0x80 | (dots & 0x3f))};
+}
+
+std::string Picture::to_braille() const {
+    std::string text;
+    for (int y = 0; y < height_; y += 4) {
+        for (int x = 0; x < width_; x += 2) text += braille_cell(*this, x, y);
+        text += '\n';
+    }
+    return text;
+}
+
+} // namespace desk

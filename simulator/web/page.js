@@ -1,0 +1,423 @@
+// The page's doings: shows what the simulator tells over its stream of events, and posts lines of the scenario
+// language for whatever is pressed, typed or moved. It knows no word and no command of its own: the words come from
+// the server, the controls carry the command that they stand for.
+'use strict';
+
+const $ = (id) => document.getElementById(id);
+const make = (tag, properties = {}, ...children) => {
+  const element = Object.assign(document.createElement(tag), properties);
+  element.append(...children);
+  return element;
+};
+
+// ---- Asking the simulator ----
+
+async function post(path, text) {
+  try {
+    const response = await fetch(path, {method: 'POST', body: text, headers: {'Content-Type': 'text/plain'}});
+    return await response.json();
+  } catch {
+    return {ok: false, error: 'The simulator does not answer.'};
+  }
+}
+
+// One line; what comes of it is said in `place`.
+async function perform(line, place, praise = '') {
+  const reply = await post('/api/do', line);
+  say(place, reply.ok ? praise : reply.error, reply.ok ? 'good' : 'bad');
+  return reply.ok;
+}
+
+function say(place, text, kind) {
+  place.textContent = text;
+  place.className = `reply ${text ? kind : ''}`;
+}
+
+let commands = {};
+
+// A word as the language wants it: quoted where needed. Some commands take the rest of the line as it is.
+function lineOf(command, ...words) {
+  const asItIs = commands[command]?.takesRest;
+  const quoted = words.map((word) => {
+    if (asItIs || (word !== '' && !/[\s"\\]/.test(word))) return word;
+    return `"${word.replace(/[\\"]/g, '\\$&')}"`;
+  });
+  return [command, ...quoted].join(' ');
+}
+
+// ---- The panels ----
+
+const dark = [5, 8, 12, 255];
+const lit = [223, 241, 255, 255];
+
+function showPicture(picture) {
+  const canvas = $(`panel-${picture.view}`);
+  const image = new ImageData(picture.width, picture.height);
+  const digitsPerRow = Math.ceil(picture.width / 8) * 2;
+  for (let y = 0; y < picture.height; y++) {
+    for (let x = 0; x < picture.width; x++) {
+      const digit = parseInt(picture.rows[y * digitsPerRow + (x >> 2)], 16);
+      image.data.set(digit & (8 >> (x & 3)) ? lit : dark, (y * picture.width + x) * 4);
+    }
+  }
+  canvas.width = picture.width;
+  canvas.height = picture.height;
+  canvas.getContext('2d').putImageData(image, 0, 0);
+}
+
+// ---- The words ----
+
+const titles = {channel: 'Channels', mode: 'Modes', overlay: 'Overlays', firmware: 'Firmware'};
+
+function explain(element, text) {
+  element.title = text;
+  element.setAttribute('aria-description', text);
+  const show = () => { say($('meaning'), text, ''); };
+  element.addEventListener('focus', show);
+  element.addEventListener('mouseenter', show);
+}
+
+async function send(button, word, ...further) {
+  if (!await perform(lineOf('send', word, ...further), $('meaning'), button.title)) return;
+  button.classList.add('done');
+  setTimeout(() => button.classList.remove('done'), 250);
+}
+
+function wordButton(entry) {
+  const button = make('button', {type: 'button', className: 'word', textContent: entry.word});
+  button.dataset.word = entry.word;
+  explain(button, entry.meaning);
+  return button;
+}
+
+const examples = {code: 'E12', seconds: '120', type: 'MAIN_FW'};
+
+// A word with arguments: its button sends what stands in the fields beside it.
+function wordForm(entry) {
+  const button = wordButton(entry);
+  button.type = 'submit';
+  const fields = entry.arguments.map((argument) => make('input', {
+    type: argument.type === 'i' ? 'number' : 'text', name: argument.name, ariaLabel: `${entry.word}: ${argument.name}`,
+    title: argument.name, placeholder: argument.name, value: examples[argument.name] ?? '', autocomplete: 'off',
+    min: -2147483648, max: 2147483647, required: argument.type === 'i',
+  }));
+  const form = make('form', {className: 'filled'}, button, ...fields);
+  form.dataset.word = entry.word;
+  form.addEventListener('submit', (event) => {
+    event.preventDefault();
+    send(button, entry.word, ...fields.map((field) => field.value));
+  });
+  return form;
+}
+
+// One stop of the Tab key for a group; arrow keys go from word to word.
+function walkWithArrows(keys) {
+  const buttons = [...keys.querySelectorAll(':scope > .word')];
+  buttons.forEach((button, index) => { button.tabIndex = index === 0 ? 0 : -1; });
+  keys.addEventListener('keydown', (event) => {
+    const here = buttons.indexOf(event.target);
+    const steps = {ArrowRight: here + 1, ArrowDown: here + 1, ArrowLeft: here - 1, ArrowUp: here - 1,
+                   Home: 0, End: buttons.length - 1};
+    if (here < 0 || !(event.key in steps)) return;
+    event.preventDefault();
+    buttons[(steps[event.key] + buttons.length) % buttons.length].focus();
+  });
+  keys.addEventListener('focusin', (event) => {
+    if (!buttons.includes(event.target)) return;
+    for (const button of buttons) button.tabIndex = button === event.target ? 0 : -1;
+  });
+}
+
+function wordGroup(group) {
+  const title = titles[group.group] ?? group.group;
+  const keys = make('div', {className: 'keys', role: 'toolbar', ariaLabel: title});
+  for (const entry of group.words.filter((word) => word.arguments.length === 0)) {
+    const button = wordButton(entry);
+    button.addEventListener('click', () => send(button, entry.word));
+    keys.append(button);
+  }
+  walkWithArrows(keys);
+  for (const entry of group.words.filter((word) => word.arguments.length > 0)) keys.append(wordForm(entry));
+  return make('div', {className: 'group'}, make('h3', {textContent: title}), keys);
+}
+
+async function loadWords() {
+  const groups = await (await fetch('/api/vocabulary')).json();
+  const order = Object.keys(titles);
+  groups.sort((a, b) => order.indexOf(a.group) - order.indexOf(b.group));
+  $('groups').replaceChildren(...groups.map(wordGroup));
+}
+
+async function loadCommands() {
+  const list = await (await fetch('/api/commands')).json();
+  commands = Object.fromEntries(list.map((command) => [command.name, command]));
+  $('commands').replaceChildren(...list.map((command) => make('option', {
+    value: `${command.name} `, label: `${command.name} ${command.arguments} – ${command.meaning}`,
+  })));
+}
+
+// ---- The box ----
+
+const replyPlace = () => $('box-reply');
+
+// While a slider moves, only its newest value is sent, one at a time.
+function sender(command) {
+  let newest = null;
+  let busy = false;
+  return async (word) => {
+    newest = word;
+    if (busy) return;
+    busy = true;
+    while (newest !== null) {
+      const next = newest;
+      newest = null;
+      await perform(lineOf(command, next), replyPlace());
+    }
+    busy = false;
+  };
+}
+
+// A slider and a number for the same value, and a switch for "none".
+function furnishMeasure(place) {
+  const {command, unit, min, max, step, first, label} = place.dataset;
+  const set = sender(command);
+  const present = make('input', {type: 'checkbox', ariaLabel: `${label}: ${place.dataset.switch}`});
+  const slider = make('input', {type: 'range', min, max, step, value: first, ariaLabel: `${label}, slider`});
+  const number = make('input', {type: 'number', step: 'any', value: first, ariaLabel: `${label} in ${unit}`});
+  number.dataset.command = command;
+  slider.addEventListener('input', () => { number.value = slider.value; set(slider.value); });
+  number.addEventListener('change', () => { if (number.value !== '') set(number.value); });
+  present.addEventListener('change', () => set(present.checked ? number.value || first : 'none'));
+  place.append(make('span', {textContent: label}), make('label', {className: 'switch'}, present, place.dataset.switch),
+    slider, make('span', {className: 'value'}, number, make('span', {className: 'unit', textContent: unit})));
+  return (word) => {
+    const none = word === 'none';
+    present.checked = !none;
+    slider.disabled = number.disabled = none;
+    if (none) return;
+    if (document.activeElement !== number) number.value = word;
+    if (document.activeElement !== slider) slider.value = word;
+  };
+}
+
+function furnishSwitch(box) {
+  const {command, on, off} = box.dataset;
+  box.addEventListener('change', () => perform(lineOf(command, box.checked ? on : off), replyPlace()));
+  return (word) => { box.checked = word === on; };
+}
+
+// An empty text is no file, where the command knows "none".
+function furnishText(field) {
+  const {command} = field.dataset;
+  const empty = 'none' in field.dataset ? 'none' : '';
+  field.addEventListener('change', () => perform(lineOf(command, field.value || empty), replyPlace()));
+  return (word) => {
+    if (document.activeElement !== field) field.value = word === 'none' && empty === 'none' ? '' : word;
+  };
+}
+
+// What shows a part of the box, by its command.
+const shows = {};
+
+function furnishBox() {
+  for (const place of document.querySelectorAll('.measure')) shows[place.dataset.command] = furnishMeasure(place);
+  for (const box of document.querySelectorAll('input[type=checkbox][data-command]')) {
+    shows[box.dataset.command] = furnishSwitch(box);
+  }
+  for (const field of document.querySelectorAll('input[type=text][data-command]')) {
+    shows[field.dataset.command] = furnishText(field);
+    field.addEventListener('keydown', (event) => { if (event.key === 'Enter') field.blur(); });
+  }
+}
+
+// ---- State ----
+
+let state = null;
+
+function showState(now) {
+  const before = state;
+  state = now;
+  for (const [command, word] of Object.entries(now.box)) shows[command]?.(word);
+  const started = !before || before.variant !== now.variant || before.bare !== now.bare;
+  if (started) {
+    document.querySelector(`input[name=variant][value=${now.variant}]`).checked = true;
+    document.querySelector('input[name=bare]').checked = now.bare;
+  }
+  for (const choice of document.querySelectorAll('input[name=speed]')) {
+    choice.checked = Number(choice.value) === now.speed;
+  }
+  $('step').disabled = now.speed !== 0;
+  showTrouble(now.trouble);
+  $('folder').textContent = now.folder;
+  $('bus').textContent = now.bus;
+  showLink();
+  showRecording(now.recording, before?.recording);
+}
+
+// The first line says what has happened, the rest is what the daemon said last.
+function showTrouble(text) {
+  const [first, ...rest] = text.split('\n');
+  $('trouble').hidden = text === '';
+  $('trouble').querySelector('summary').textContent = first;
+  $('trouble').querySelector('pre').textContent = rest.join('\n');
+}
+
+let connected = false;
+
+function showLink() {
+  const paused = state?.speed === 0 ? 'Paused' : 'Running';
+  const text = !connected ? 'Not connected' : state?.trouble ? 'Ended' : paused;
+  $('link').textContent = state?.target === 'armhf' && connected ? `${text} on 32-bit ARM` : text;
+  $('link').className = `pill ${connected && !state?.trouble ? 'good' : 'bad'}`;
+}
+
+async function showRecording(now, before) {
+  $('record').textContent = now.running ? 'Stop' : 'Record';
+  $('record').setAttribute('aria-pressed', String(now.running));
+  $('download').hidden = now.lines === 0;
+  if (now.lines === 0 || now.lines === before?.lines && now.running === before?.running) return;
+  const pre = $('scenario');
+  pre.textContent = await (await fetch('/api/scenario')).text();
+  pre.scrollTop = pre.scrollHeight;
+}
+
+// ---- The log ----
+
+const longestLog = 1000;
+
+function showLogLine(line) {
+  if (line.view !== 'device') return; // the other daemon says the same
+  const log = $('log');
+  const atEnd = log.scrollHeight - log.scrollTop - log.clientHeight < 30;
+  log.append(make('li', {className: line.error ? 'error' : ''},
+    make('time', {textContent: line.seconds.toFixed(2)}),
+    make('span', {className: 'text', textContent: line.text})));
+  while (log.children.length > longestLog) log.firstChild.remove();
+  if (atEnd) log.scrollTop = log.scrollHeight;
+}
+
+// ---- The stream of events ----
+
+let stream = null;
+
+function listen() {
+  if (stream) return;
+  stream = new EventSource('/events');
+  const on = (name, show) => stream.addEventListener(name, (event) => show(JSON.parse(event.data)));
+  on('picture-device', showPicture);
+  on('picture-layout', showPicture);
+  on('state', showState);
+  on('log', showLogLine);
+  on('forget', () => $('log').replaceChildren());
+  on('time', (tenths) => { $('time').textContent = `${(tenths / 10).toFixed(1)} s`; });
+  stream.onopen = () => { connected = true; showLink(); };
+  stream.onerror = () => { connected = false; showLink(); };
+}
+
+// A page that nobody sees holds no stream: browsers allow only six a server.
+function listenWhileSeen() {
+  if (document.visibilityState === 'visible') return listen();
+  stream?.close();
+  stream = null;
+}
+
+// ---- Forms and keys ----
+
+const typed = [];
+let recalled = 0;
+
+function furnishLine() {
+  const line = $('line');
+  $('line-form').addEventListener('submit', async (event) => {
+    event.preventDefault();
+    const text = line.value.trim();
+    if (text === '') return;
+    typed.push(text);
+    recalled = typed.length;
+    if (await perform(text, $('line-reply'), `Done: ${text}`)) line.value = '';
+  });
+  line.addEventListener('keydown', (event) => {
+    if (event.key === 'Escape') return line.blur();
+    if (event.key !== 'ArrowUp' && event.key !== 'ArrowDown' || !event.ctrlKey && line.value.trim() !== '' &&
+        line.value !== typed[recalled]) return;
+    event.preventDefault();
+    recalled = Math.min(Math.max(recalled + (event.key === 'ArrowUp' ? -1 : 1), 0), typed.length);
+    line.value = typed[recalled] ?? '';
+  });
+}
+
+async function restart() {
+  const form = $('start-form');
+  const words = [form.elements.variant.value, ...(form.elements.bare.checked ? ['bare'] : [])];
+  $('restart').disabled = true;
+  await perform(lineOf('start', ...words), $('start-reply'), 'Started.');
+  $('restart').disabled = false;
+}
+
+function furnishStart() {
+  $('start-form').addEventListener('submit', (event) => { event.preventDefault(); restart(); });
+  $('start-again').addEventListener('click', restart);
+}
+
+let pictures = 0;
+
+function furnishRecording() {
+  const place = $('record-reply');
+  $('record').addEventListener('click', async () => {
+    const wanted = state?.recording.running ? 'stop' : 'start';
+    const reply = await post('/api/record', wanted);
+    const text = wanted === 'start' ? 'Recording from a fresh start.' : 'Recorded.';
+    say(place, reply.ok ? text : reply.error, reply.ok ? 'good' : 'bad');
+  });
+  $('picture-form').addEventListener('submit', async (event) => {
+    event.preventDefault();
+    const field = event.target.elements.name;
+    const name = field.value || `picture-${pictures + 1}`;
+    if (!await perform(lineOf('picture', name), place, `Picture ${name}.`)) return;
+    field.value = '';
+    field.placeholder = `picture-${++pictures + 1}`;
+  });
+  $('note-form').addEventListener('submit', async (event) => {
+    event.preventDefault();
+    const field = event.target.elements.note;
+    if (field.value && await perform(lineOf('note', field.value), place, 'Noted.')) field.value = '';
+  });
+}
+
+let usualSpeed = '1';
+
+function setSpeed(speed) {
+  if (speed !== '0') usualSpeed = speed;
+  post('/api/speed', speed);
+}
+
+const step = () => perform('wait 100ms', $('line-reply'));
+
+function furnishTime() {
+  $('speeds').addEventListener('change', (event) => setSpeed(event.target.value));
+  $('step').addEventListener('click', step);
+  $('log-clear').addEventListener('click', () => $('log').replaceChildren());
+}
+
+function furnishKeys() {
+  const keys = {
+    '/': () => $('line').focus(),
+    '.': () => setSpeed(state?.speed === 0 ? usualSpeed : '0'),
+    ',': () => { if (state?.speed === 0) step(); },
+  };
+  document.addEventListener('keydown', (event) => {
+    const typing = event.target.matches('input:not([type=radio], [type=checkbox], [type=range])');
+    if (typing || event.ctrlKey || event.altKey || event.metaKey || !(event.key in keys)) return;
+    event.preventDefault();
+    keys[event.key]();
+  });
+}
+
+furnishBox();
+furnishLine();
+furnishStart();
+furnishRecording();
+furnishTime();
+furnishKeys();
+document.addEventListener('visibilitychange', listenWhileSeen);
+Promise.all([loadWords(), loadCommands()]).then(listenWhileSeen);
