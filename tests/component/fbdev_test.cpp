@@ -1,0 +1,463 @@
+// The framebuffer driver against a device made of memory: open, ioctl and mmap of "/dev/fb0" end here.
+//
+// The driver keeps its device for the life of a process, so each device has a child process of its own. The
+// mapped bytes lie between two pages that nobody may touch.
+#include "support.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <linux/fb.h>
+#include <stdarg.h>
+#include <string.h>
+#include <sys/ioctl.h>
+#include <sys/mman.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <algorithm>
+
+#include <display/fbdev.h>
+
+// ---- The device
+
+struct Device {
+    bool present = false;  ///< calls are answered here instead of by the system
+    uint32_t xres = 64, yres = 128, bits = 1, line_length = 8, xoffset = 0, yoffset = 0;
+    int open_error = 0, fixed_error = 0, variable_error = 0, map_error = 0;  ///< errno of the call, 0: it works
+
+    uint8_t *memory = nullptr;       ///< what mmap hands out
+    std::vector<std::string> calls;  ///< what the driver asked for, in order
+};
+
+static Device device;
+static int device_fd = -2;  ///< no file's, and not the -1 of anonymous memory
+
+static int failed(int error) {
+    errno = error;
+    return -1;
+}
+
+static int open_device(int flags) {
+    device.calls.push_back((flags & O_ACCMODE) == O_RDWR ? "open rw" : "open otherwise");
+    if (device.open_error != 0) return failed(device.open_error);
+    device_fd = dup(STDERR_FILENO);
+    return device_fd;
+}
+
+extern "C" int __real_open(const char *path, int flags, ...);
+extern "C" int __real_open64(const char *path, int flags, ...);
+extern "C" int __wrap_open(const char *path, int flags, ...);
+extern "C" int __wrap_open64(const char *path, int flags, ...);
+
+static mode_t mode_argument(int flags, va_list arguments) {
+    return (flags & (O_CREAT | O_TMPFILE)) != 0 ? static_cast<mode_t>(va_arg(arguments, int)) : 0;
+}
+
+extern "C" int __wrap_open(const char *path, int flags, ...) {
+    if (device.present && strcmp(path, "/dev/fb0") == 0) return open_device(flags);
+    va_list arguments;
+    va_start(arguments, flags);
+    const mode_t mode = mode_argument(flags, arguments);
+    va_end(arguments);
+    return __real_open(path, flags, mode);
+}
+
+extern "C" int __wrap_open64(const char *path, int flags, ...) {
+    if (device.present && strcmp(path, "/dev/fb0") == 0) return open_device(flags);
+    va_list arguments;
+    va_start(arguments, flags);
+    const mode_t mode = mode_argument(flags, arguments);
+    va_end(arguments);
+    return __real_open64(path, flags, mode);
+}
+
+static int tell_fixed(fb_fix_screeninfo *fixed) {
+    device.calls.push_back("fixed");
+    if (device.fixed_error != 0) return failed(device.fixed_error);
+    *fixed = {};
+    fixed->line_length = device.line_length;
+    fixed->smem_len = device.line_length * device.yres;
+    return 0;
+}
+
+static int tell_variable(fb_var_screeninfo *variable) {
+    device.calls.push_back("variable");
+    if (device.variable_error != 0) return failed(device.variable_error);
+    *variable = {};
+    variable->xres = variable->xres_virtual = device.xres;
+    variable->yres = variable->yres_virtual = device.yres;
+    variable->xoffset = device.xoffset;
+    variable->yoffset = device.yoffset;
+    variable->bits_per_pixel = device.bits;
+    return 0;
+}
+
+extern "C" int __real_ioctl(int fd, unsigned long request, ...);
+extern "C" int __wrap_ioctl(int fd, unsigned long request, ...);
+extern "C" int __wrap_ioctl(int fd, unsigned long request, ...) {
+    va_list arguments;
+    va_start(arguments, request);
+    void *argument = va_arg(arguments, void *);
+    va_end(arguments);
+    if (device.present && request == FBIOGET_FSCREENINFO && fd == device_fd) {
+        return tell_fixed(static_cast<fb_fix_screeninfo *>(argument));
+    }
+    if (device.present && request == FBIOGET_VSCREENINFO && fd == device_fd) {
+        return tell_variable(static_cast<fb_var_screeninfo *>(argument));
+    }
+    return __real_ioctl(fd, request, argument);
+}
+
+static void *map_device(size_t length, int protection, int flags, long long offset) {
+    std::string call = "map " + std::to_string(length);
+    if (protection == (PROT_READ | PROT_WRITE)) call += " rw";
+    if (flags == MAP_SHARED) call += " shared";
+    device.calls.push_back(call + " at " + std::to_string(offset));
+    if (device.map_error == 0) return device.memory;
+    errno = device.map_error;
+    return MAP_FAILED;
+}
+
+extern "C" void *__real_mmap(void *at, size_t length, int protection, int flags, int fd, long offset);
+extern "C" void *__real_mmap64(void *at, size_t length, int protection, int flags, int fd, off64_t offset);
+extern "C" void *__wrap_mmap(void *at, size_t length, int protection, int flags, int fd, long offset);
+extern "C" void *__wrap_mmap64(void *at, size_t length, int protection, int flags, int fd, off64_t offset);
+
+extern "C" void *__wrap_mmap(void *at, size_t length, int protection, int flags, int fd, long offset) {
+    if (device.present && fd == device_fd) return map_device(length, protection, flags, offset);
+    return __real_mmap(at, length, protection, flags, fd, offset);
+}
+
+extern "C" void *__wrap_mmap64(void *at, size_t length, int protection, int flags, int fd, off64_t offset) {
+    if (device.present && fd == device_fd) return map_device(length, protection, flags, offset);
+    return __real_mmap64(at, length, protection, flags, fd, offset);
+}
+
+// Memory for the device between two untouchable pages, close to the first or to the second one.
+static uint8_t *guarded(size_t size, bool at_the_end) {
+    const size_t page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+    const size_t whole = (size + page - 1) / page * page;
+    void *block = mmap(nullptr, whole + 2 * page, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    uint8_t *usable = static_cast<uint8_t *>(block) + page;
+    if (block == MAP_FAILED || mprotect(usable, whole, PROT_READ | PROT_WRITE) != 0) abort();
+    return at_the_end ? usable + whole - size : usable;
+}
+
+// ---- Flushing
+
+// LVGL marks the buffer as being flushed; the acknowledgement takes that back.
+static bool flush(lv_coord_t x1, lv_coord_t y1, lv_coord_t x2, lv_coord_t y2, lv_color_t *pixels) {
+    lv_disp_buf_t buffer = {};
+    buffer.flushing = 1;
+    lv_disp_drv_t driver = {};
+    driver.buffer = &buffer;
+    const lv_area_t area = {x1, y1, x2, y2};
+    fbdev_flush(&driver, &area, pixels);
+    return buffer.flushing == 0;
+}
+
+static std::vector<lv_color_t> noise(size_t count) {
+    std::vector<lv_color_t> pixels(count);
+    uint32_t seed = 12345;
+    for (lv_color_t &each : pixels) {
+        seed = seed * 1664525u + 1013904223u;
+        each.full = static_cast<uint8_t>(seed >> 24);
+    }
+    return pixels;
+}
+
+static std::string joined(const std::vector<std::string> &parts) {
+    std::string text;
+    for (const std::string &part : parts) text += part + ", ";
+    return text;
+}
+
+// Opens the device and flushes twice the whole panel and a bit more; reports the calls and the acknowledgements.
+static std::string open_and_flush() {
+    device.present = true;
+    device.memory = guarded(device.line_length * device.yres, true);
+    std::vector<lv_color_t> pixels = noise(200 * 200 * 4);
+    fbdev_init();
+    const bool acknowledged = flush(0, 0, 63, 127, pixels.data()) && flush(-5, -5, 150, 150, pixels.data());
+    return joined(device.calls) + (acknowledged ? "acknowledged" : "not acknowledged");
+}
+
+static const std::string OPENED = "The framebuffer device was opened successfully.\n";
+static const std::string MAPPED = "The framebuffer device was mapped to memory successfully.\n";
+
+TEST(FbdevInit, SaysWhatItOpened) {
+    const ChildOutcome outcome = in_child(open_and_flush);
+    EXPECT_TRUE(outcome.survived);
+    EXPECT_EQ(outcome.out, OPENED + "64x128, 1bpp\n" + MAPPED);
+    EXPECT_EQ(outcome.err, "");
+    EXPECT_EQ(outcome.report, "open rw, fixed, variable, map 1024 rw shared at 0, acknowledged");
+}
+
+TEST(FbdevInit, MapsWholeLinesOfTheDevice) {
+    const ChildOutcome outcome = in_child([] {
+        device.xres = 321, device.yres = 77, device.bits = 16, device.line_length = 1028;
+        return open_and_flush();
+    });
+    EXPECT_TRUE(outcome.survived);
+    EXPECT_EQ(outcome.out, OPENED + "321x77, 16bpp\n" + MAPPED);
+    EXPECT_EQ(outcome.report, "open rw, fixed, variable, map 79156 rw shared at 0, acknowledged");
+}
+
+// One failing call: what was said before it, the reason in the system's words, and nothing is tried afterwards.
+struct Failure {
+    int Device::*error;
+    int number;
+    std::string said, complained, calls;
+};
+
+TEST(FbdevInit, EachFailureIsNamedAndSurvived) {
+    const std::string size = "64x128, 1bpp\n";
+    const Failure failures[] = {
+        {&Device::open_error, ENOENT, "", "Error: cannot open framebuffer device", "open rw, "},
+        {&Device::open_error, EACCES, "", "Error: cannot open framebuffer device", "open rw, "},
+        {&Device::fixed_error, ENOTTY, OPENED, "Error reading fixed information", "open rw, fixed, "},
+        {&Device::variable_error, EIO, OPENED, "Error reading variable information", "open rw, fixed, variable, "},
+        {&Device::map_error, ENODEV, OPENED + size, "Error: failed to map framebuffer device to memory",
+         "open rw, fixed, variable, map 1024 rw shared at 0, "},
+    };
+    for (const Failure &failure : failures) {
+        SCOPED_TRACE(failure.complained);
+        const auto body = [&failure] {
+            device.*failure.error = failure.number;
+            return open_and_flush();
+        };
+        const ChildOutcome outcome = in_child(body);
+        const std::string complaint = failure.complained + ": " + strerror(failure.number) + "\n";
+        EXPECT_TRUE(outcome.survived);
+        EXPECT_EQ(outcome.out, failure.said);
+        EXPECT_EQ(outcome.err, complaint);
+        EXPECT_EQ(outcome.report, failure.calls + "acknowledged");
+        EXPECT_EQ(in_child(body, true).out, failure.said + complaint);
+    }
+}
+
+TEST(FbdevInit, FlushBeforeItIsAcknowledged) {
+    const ChildOutcome outcome = in_child([] {
+        std::vector<lv_color_t> pixels = noise(64 * 128);
+        return std::string(flush(0, 0, 63, 127, pixels.data()) ? "acknowledged" : "forgotten");
+    });
+    EXPECT_TRUE(outcome.survived);
+    EXPECT_EQ(outcome.report, "acknowledged");
+}
+
+TEST(FbdevInit, DisplayGoesOnWithoutADevice) {
+    const ChildOutcome outcome = in_child([] {
+        device.present = true;
+        device.open_error = ENOENT;
+        fbdev_init();
+        lv_init();
+        static lv_disp_buf_t buffer;
+        static lv_color_t pixels[64 * 128];
+        lv_disp_buf_init(&buffer, pixels, nullptr, 64 * 128);
+        lv_disp_drv_t driver;
+        lv_disp_drv_init(&driver);
+        driver.buffer = &buffer;
+        driver.flush_cb = fbdev_flush;
+        lv_disp_drv_register(&driver);
+        run_for(100);
+        return std::string("drawn");
+    });
+    EXPECT_TRUE(outcome.survived) << outcome.err;
+    EXPECT_EQ(outcome.report, "drawn");
+}
+
+// ---- The copy, against a reference that goes byte by byte
+
+static uint32_t bytes_of_a_pixel() {
+    return device.bits >= 24 ? 4 : device.bits / 8;
+}
+
+struct Expected {
+    std::vector<uint8_t> bytes;
+    std::vector<bool> open;  ///< rows that fit only in part into the mapping may be left out or be cut
+};
+
+static void expect_bit(Expected &expected, uint64_t index, bool lit) {
+    if (index / 8 >= expected.bytes.size()) return;
+    const uint8_t mask = static_cast<uint8_t>(1u << (index % 8));
+    uint8_t &byte = expected.bytes[index / 8];
+    byte = static_cast<uint8_t>(lit ? byte | mask : byte & ~mask);
+}
+
+static void expect_block(Expected &expected, uint64_t at, const uint8_t *source, uint64_t length) {
+    const bool fits = at + length <= expected.bytes.size();
+    for (uint64_t i = 0; i < length && at + i < expected.bytes.size(); ++i) {
+        if (fits) expected.bytes[at + i] = source[i];
+        else expected.open[at + i] = true;
+    }
+}
+
+static void expect_area(Expected &expected, int x1, int y1, int x2, int y2, const std::vector<lv_color_t> &pixels) {
+    const int xres = static_cast<int>(device.xres), yres = static_cast<int>(device.yres);
+    if (x2 < 0 || y2 < 0 || x1 >= xres || y1 >= yres) return;
+    const int left = std::max(x1, 0), top = std::max(y1, 0);
+    const int right = std::min(x2, xres - 1), bottom = std::min(y2, yres - 1);
+    for (int y = top; y <= bottom; ++y) {
+        const lv_color_t *row = pixels.data() + (y - top) * (x2 - x1 + 1);
+        const uint64_t first = static_cast<uint64_t>(left) + device.xoffset;
+        const uint64_t line = static_cast<uint64_t>(y) + device.yoffset;
+        if (device.bits == 1) {
+            for (int x = left; x <= right; ++x) {
+                const uint64_t index = first + static_cast<uint64_t>(x - left) + line * device.xres;
+                expect_bit(expected, index, (row[x - left].full & 1) != 0);
+            }
+        } else if (device.bits == 8 || device.bits == 16 || device.bits == 24 || device.bits == 32) {
+            const uint64_t size = bytes_of_a_pixel();
+            expect_block(expected, (first + line * (device.line_length / size)) * size,
+                         reinterpret_cast<const uint8_t *>(row), static_cast<uint64_t>(right - left + 1) * size);
+        }
+    }
+}
+
+static std::string area_text(int x1, int y1, int x2, int y2) {
+    return "area " + std::to_string(x1) + "," + std::to_string(y1) + " to " + std::to_string(x2) + "," +
+           std::to_string(y2);
+}
+
+// Flushes one area onto a background and compares every mapped byte.
+static std::string try_area(int x1, int y1, int x2, int y2, uint8_t background, std::vector<lv_color_t> &pixels) {
+    const size_t size = device.line_length * device.yres;
+    memset(device.memory, background, size);
+    Expected expected = {std::vector<uint8_t>(size, background), std::vector<bool>(size, false)};
+    expect_area(expected, x1, y1, x2, y2, pixels);
+    const bool acknowledged = flush(static_cast<lv_coord_t>(x1), static_cast<lv_coord_t>(y1),
+                                    static_cast<lv_coord_t>(x2), static_cast<lv_coord_t>(y2), pixels.data());
+    if (!acknowledged) return area_text(x1, y1, x2, y2) + " is not acknowledged";
+    for (size_t i = 0; i < size; ++i) {
+        if (!expected.open[i] && device.memory[i] != expected.bytes[i]) {
+            return area_text(x1, y1, x2, y2) + ": byte " + std::to_string(i) + " is " +
+                   std::to_string(device.memory[i]) + ", expected " + std::to_string(expected.bytes[i]);
+        }
+    }
+    return "";
+}
+
+// Every area whose corners lie around the device, on a black and on a white background.
+static std::string try_all_areas() {
+    device.present = true;
+    std::vector<lv_color_t> pixels = noise(4096);
+    for (bool at_the_end : {true, false}) {
+        device.memory = guarded(device.line_length * device.yres, at_the_end);
+        fbdev_init();
+        const int right = static_cast<int>(device.xres) + 2, bottom = static_cast<int>(device.yres) + 2;
+        for (int x1 = -3; x1 <= right; ++x1)
+            for (int x2 = x1; x2 <= right; ++x2)
+                for (int y1 = -3; y1 <= bottom; ++y1)
+                    for (int y2 = y1; y2 <= bottom; ++y2)
+                        for (uint8_t background : {0x00, 0xff}) {
+                            const std::string wrong = try_area(x1, y1, x2, y2, background, pixels);
+                            if (!wrong.empty()) return wrong;
+                        }
+    }
+    return "right";
+}
+
+static void expect_all_areas_right(Device wanted) {
+    const std::string name = std::to_string(wanted.bits) + " bits, " + std::to_string(wanted.xres) + "x" +
+                             std::to_string(wanted.yres) + ", lines of " + std::to_string(wanted.line_length) +
+                             ", offset " + std::to_string(wanted.xoffset) + "," + std::to_string(wanted.yoffset);
+    const ChildOutcome outcome = in_child([&wanted] {
+        device = wanted;
+        return try_all_areas();
+    });
+    EXPECT_TRUE(outcome.survived) << name << "\n" << outcome.err;
+    EXPECT_EQ(outcome.report, "right") << name;
+}
+
+static Device geometry(uint32_t bits, uint32_t xres, uint32_t yres, uint32_t line_length) {
+    Device wanted;
+    wanted.bits = bits, wanted.xres = xres, wanted.yres = yres, wanted.line_length = line_length;
+    return wanted;
+}
+
+class FbdevDepth : public ::testing::TestWithParam<uint32_t> {};
+
+TEST_P(FbdevDepth, EveryAreaAroundTheDevice) {
+    const uint32_t bytes = std::max(GetParam(), 8u) / 8 + (GetParam() == 24 ? 1 : 0);
+    for (uint32_t offset : {0u, 1u, 3u, 1000u}) {
+        Device wanted = geometry(GetParam(), 10, 4, 12 * bytes);
+        wanted.xoffset = offset;
+        expect_all_areas_right(wanted);
+        wanted.yoffset = offset;
+        expect_all_areas_right(wanted);
+        wanted.xoffset = 0;
+        expect_all_areas_right(wanted);
+    }
+}
+
+// 4 bits are not supported: nothing is copied, everything is acknowledged.
+INSTANTIATE_TEST_SUITE_P(Fbdev, FbdevDepth, ::testing::Values(1, 4, 8, 16, 24, 32));
+
+TEST(FbdevBits, IndexGoesByResolutionNotByLineLength) {
+    expect_all_areas_right(geometry(1, 10, 4, 2));
+    expect_all_areas_right(geometry(1, 8, 3, 4));
+    expect_all_areas_right(geometry(1, 7, 5, 1));
+}
+
+TEST(FbdevBits, EachPixelAloneLeavesItsNeighbours) {
+    const ChildOutcome outcome = in_child([] {
+        device = geometry(1, 21, 9, 3);
+        device.present = true;
+        device.memory = guarded(27, true);
+        fbdev_init();
+        for (int value = 0; value < 256; ++value) {
+            std::vector<lv_color_t> pixels = noise(1);
+            pixels[0].full = static_cast<uint8_t>(value);
+            for (int y = 0; y < 9; ++y)
+                for (int x = 0; x < 21; ++x)
+                    for (uint8_t background : {0x00, 0xff, 0xa5}) {
+                        const std::string wrong = try_area(x, y, x, y, background, pixels);
+                        if (!wrong.empty()) return "value " + std::to_string(value) + ", " + wrong;
+                    }
+        }
+        return std::string("right");
+    });
+    EXPECT_TRUE(outcome.survived) << outcome.err;
+    EXPECT_EQ(outcome.report, "right");
+}
+
+TEST(FbdevBits, PixelZeroIsTheLeastSignificantBit) {
+    const ChildOutcome outcome = in_child([] {
+        device.present = true;
+        device.memory = guarded(1024, true);
+        fbdev_init();
+        std::vector<lv_color_t> pixels = noise(1);
+        pixels[0].full = 1;
+        flush(0, 0, 0, 0, pixels.data());
+        flush(15, 0, 15, 0, pixels.data());
+        flush(8, 1, 8, 1, pixels.data());
+        return std::to_string(device.memory[0]) + " " + std::to_string(device.memory[1]) + " " +
+               std::to_string(device.memory[9]);
+    });
+    EXPECT_TRUE(outcome.survived);
+    EXPECT_EQ(outcome.report, "1 128 1");
+}
+
+TEST(FbdevClip, FarAwayCornersAndEmptyDevices) {
+    const ChildOutcome outcome = in_child([] {
+        device.present = true;
+        device.memory = guarded(1024, true);
+        fbdev_init();
+        std::vector<lv_color_t> pixels = noise(128 * 32768 * 2);
+        for (const std::vector<int> &a : std::vector<std::vector<int>>{{-32768, 0, -1, 127},
+                                                                       {64, 0, 32767, 127},
+                                                                       {0, -32768, 63, -1},
+                                                                       {0, 128, 63, 32767},
+                                                                       {-32000, 0, 500, 127},
+                                                                       {0, 0, 32767, 127},
+                                                                       {0, -100, 0, 32000}}) {
+            const std::string wrong = try_area(a[0], a[1], a[2], a[3], 0x55, pixels);
+            if (!wrong.empty()) return wrong;
+        }
+        device.xres = device.yres = 0;
+        fbdev_init();
+        return std::string(flush(0, 0, 63, 127, pixels.data()) ? "right" : "not acknowledged");
+    });
+    EXPECT_TRUE(outcome.survived) << outcome.err;
+    EXPECT_EQ(outcome.report, "right");
+}

@@ -1,0 +1,133 @@
+// Tools that print nothing, garbage, endless lines or many lines, that fail, are missing or die. The daemon
+// lives and answers chan_usb with the right picture.
+#include "golden.h"
+#include "support.h"
+
+namespace end_to_end {
+
+struct Behaviour {
+    const char *name;
+    const char *script; // behind the first line
+};
+
+static const Behaviour behaviours[] = {
+    {"prints nothing", "exit 0"},
+    {"fails in silence", "exit 1"},
+    {"fails loudly", "echo 'signal ssid 12000' >&2; exit 255"},
+    {"is killed", "kill -9 $$"},
+    {"aborts", "kill -6 $$"},
+    {"prints garbage", "head -c 100000 /bin/sh"},
+    {"prints zeros", "head -c 100000 /proc/self/mem 2>/dev/null; printf 'signal\\0ssid\\0%s\\0\\0' 12"},
+    {"prints an endless line", "printf 'signal: ssid '; head -c 2000000 /bin/sh | tr '\\n\\0' 'WW'"},
+    {"prints an endless word", "printf 'signal: '; printf 'ssid '; yes W | head -n 500000 | tr -d '\\n'"},
+    {"prints many lines", "yes 'ssid signal: 12000 dBm' | head -n 50000"},
+    {"prints many newlines", "yes '' | head -n 50000"},
+    {"prints broken letters", "printf 'ssid signal: \\360\\237\\303\\377\\n'"},
+    {"cuts a letter at the limit",
+     "printf 'ssid '; for i in 1 2 3 4 5 6 7 8 9; do printf '\\303\\251\\342\\202\\254"
+     "\\303\\251\\360\\237\\224\\247'; done; echo"},
+    {"prints formats", "printf '%s\\n' 'ssid %n%s%n signal: %n%s'"},
+    {"prints no number", "echo 'ssid nan signal: nan'; echo nan"},
+    {"prints infinity", "echo 'ssid inf signal: inf'; echo -inf"},
+    {"prints too large a number", "echo 'signal: -99999999999999999999 ssid'; echo 1e999999"},
+    {"prints the smallest number", "echo 'signal: -2147483648 ssid'; echo -0.0000001"},
+    {"prints a negative voltage", "echo 'signal: 0x10 ssid'; echo -12000"},
+};
+
+class HostileTools : public DaemonTest {
+protected:
+    void misbehave(const Behaviour &behaviour) {
+        for (const char *tool : {"iw", "wl", "vcicp"}) {
+            box().write_script(std::string("/usr/local/bin/") + tool,
+                               std::string("#!/bin/sh\n") + behaviour.script + "\n");
+        }
+    }
+
+    void expect_still_answers() {
+        command("clear_msg");
+        command("chan_usb");
+        EXPECT_EQ(shown_view(desk()), "usb");
+    }
+
+    void prepare_asking_all() {
+        prepare_layout();
+        box().set_wifi_link(true);
+        box().remove_converter();
+        box().set_jack_ready(true);
+    }
+};
+
+TEST_F(HostileTools, NormalScreen) {
+    prepare_asking_all();
+    start();
+    for (const Behaviour &behaviour : behaviours) {
+        SCOPED_TRACE(behaviour.name);
+        misbehave(behaviour);
+        desk().advance(2100);
+        command("chan_sta");
+    }
+    expect_still_answers();
+}
+
+TEST_F(HostileTools, DebugPanel) {
+    prepare_layout();
+    box().set_wifi_debug();
+    start();
+    for (const Behaviour &behaviour : behaviours) {
+        SCOPED_TRACE(behaviour.name);
+        misbehave(behaviour);
+        desk().advance(1100);
+    }
+    expect_still_answers();
+}
+
+TEST_F(HostileTools, ProductionStart) {
+    for (const Behaviour &behaviour : behaviours) {
+        SCOPED_TRACE(behaviour.name);
+        prepare_layout();
+        box().set_production();
+        misbehave(behaviour);
+        start();
+        run_until(50);
+        EXPECT_EQ(desk().picture(), golden(true, "production"));
+        EXPECT_TRUE(desk().alive());
+    }
+}
+
+TEST_F(HostileTools, MissingAndForbiddenTools) {
+    prepare_asking_all();
+    for (const char *tool : {"iw", "wl", "vcicp"}) box().remove(std::string("/usr/local/bin/") + tool);
+    start();
+    run_until(4100);
+    for (const char *tool : {"iw", "wl", "vcicp"}) box().write(std::string("/usr/local/bin/") + tool, "text");
+    run_until(8100);
+    EXPECT_EQ(shown_view(desk()), "nothing") << "a link without a name is no station";
+    EXPECT_EQ(desk().picture().part(0, 15, 128, 34), golden(true, "voltage_none").part(0, 15, 128, 34));
+    expect_still_answers();
+}
+
+// The loop waits for a tool; what arrives meanwhile is handled afterwards.
+TEST_F(HostileTools, SlowTool) {
+    prepare_asking_all();
+    box().set_ssid("HomeNet");
+    box().set_signal_dbm(-40);
+    box().set_tool_delay("iw", 300);
+    start();
+    run_until(2100);
+    EXPECT_EQ(shown_view(desk()), "station, signal 4");
+    expect_still_answers();
+}
+
+TEST_F(HostileTools, LastLineWins) {
+    prepare_asking_all();
+    box().write_script("/usr/local/bin/iw",
+                       "#!/bin/sh\ncase \"$*\" in\n*info) printf 'ssid First\\nssid HomeNet\\n';;\n"
+                       "*link) printf 'signal: -93 dBm\\nsignal: -40 dBm\\n';;\nesac\n");
+    box().write_script("/usr/local/bin/vcicp", "#!/bin/sh\necho 9000\necho 11500\n");
+    start();
+    run_until(2600);
+    EXPECT_EQ(shown_view(desk()), "station, signal 4");
+    EXPECT_EQ(desk().picture().part(0, 15, 128, 34), golden(true, "voltage_from_jack").part(0, 15, 128, 34));
+}
+
+} // namespace end_to_end

@@ -1,0 +1,181 @@
+// What the daemon does when nothing happens, and what it costs: redrawn pixels, processes, descriptors,
+// memory. And the one way to exhaust it by design.
+#include <filesystem>
+#include <fstream>
+
+#include "golden.h"
+#include "support.h"
+
+namespace end_to_end {
+
+namespace fs = std::filesystem;
+
+class Quiet : public DaemonTest {
+protected:
+    void SetUp() override { prepare_layout(); }
+
+    // Paints the panel behind the daemon's back, lets time pass and returns the pixels that it has drawn
+    // again.
+    int64_t drawn_again(unsigned char paint, int64_t ms, int x, int width) {
+        desk().panel().fill(paint);
+        desk().advance(ms);
+        const desk::Picture now = desk().picture().part(x, 0, width, 66);
+        return paint == 0 ? now.count_lit() : now.width() * now.height() - now.count_lit();
+    }
+
+    fs::path proc() { return fs::path("/proc") / std::to_string(desk().daemon_pid()); }
+
+    long resident_kilobytes() {
+        std::ifstream status(proc() / "status");
+        for (std::string word; status >> word;) {
+            long kilobytes = 0;
+            if (word == "VmRSS:" && status >> kilobytes) return kilobytes;
+        }
+        ADD_FAILURE() << "no VmRSS in " << proc();
+        return 0;
+    }
+
+    int64_t descriptors() {
+        return std::distance(fs::directory_iterator(proc() / "fd"), fs::directory_iterator());
+    }
+};
+
+// Left of the activity icon nothing is drawn: neither lit nor dark pixels come back over what was painted.
+TEST_F(Quiet, MinuteDrawsTheActivityIconAlone) {
+    start();
+    run_until(4100);
+    EXPECT_EQ(drawn_again(0x00, 60000, 0, 109), 0);
+    EXPECT_EQ(drawn_again(0xff, 60000, 0, 109), 0);
+    EXPECT_GT(drawn_again(0xff, 6000, 109, 19), 0) << "the icon moves";
+}
+
+TEST_F(Quiet, MinuteOnTheProductionScreenDrawsNothing) {
+    box().set_production();
+    start();
+    run_until(4100);
+    EXPECT_EQ(drawn_again(0x00, 60000, 0, 128), 0);
+    EXPECT_EQ(drawn_again(0xff, 60000, 0, 128), 0);
+}
+
+TEST_F(Quiet, MinuteAsAStationDrawsTheActivityIconAlone) {
+    box().set_wifi_link(true);
+    box().set_ssid("HomeNet");
+    box().set_signal_dbm(-40);
+    start();
+    run_until(4100);
+    EXPECT_EQ(drawn_again(0x00, 60000, 0, 109), 0);
+    EXPECT_EQ(drawn_again(0xff, 60000, 0, 109), 0);
+}
+
+TEST_F(Quiet, MinuteInEachViewDrawsTheActivityIconAlone) {
+    start();
+    for (const char *word :
+         {"chan_usb", "chan_ap", "chan_bt", "chan_vpn", "chan_timeout", "REC_ON", "Reboot"}) {
+        command(word);
+        desk().advance(3000);
+        EXPECT_EQ(drawn_again(0x00, 20000, 0, 109), 0) << word;
+        EXPECT_EQ(drawn_again(0xff, 20000, 0, 109), 0) << word;
+        desk().panel().fill(0);
+    }
+}
+
+// The meter goes on measuring under the "-.-v" that power-down shows.
+TEST_F(Quiet, MinuteInPowerDownDrawsTheActivityIconAlone) {
+    start();
+    command("p_off");
+    desk().advance(3000);
+    EXPECT_EQ(drawn_again(0x00, 20000, 0, 109), 0);
+    EXPECT_EQ(drawn_again(0xff, 20000, 0, 109), 0);
+}
+
+TEST_F(Quiet, MinuteRunsNoProcessAndLogsNothing) {
+    box().set_jack_ready(true);
+    start();
+    const size_t lines = log_size();
+    run_until(60000);
+    EXPECT_TRUE(box().calls().empty());
+    EXPECT_EQ(log_size(), lines);
+    EXPECT_EQ(desk().errors(), "");
+}
+
+TEST_F(Quiet, OneSleepAMillisecond) {
+    start();
+    run_until(100);
+    const uint32_t passes = desk().clock().passes();
+    desk().advance(1000);
+    EXPECT_EQ(desk().clock().passes(), passes + 1000);
+}
+
+TEST_F(Quiet, DescriptorsAreGivenBack) {
+    box().set_wifi_link(true);
+    box().set_ssid("HomeNet");
+    box().set_signal_dbm(-40);
+    box().remove_converter();
+    box().set_jack_ready(true);
+    box().set_firmware_type("FT_BOOT");
+    start();
+    run_until(4100);
+    command("p_off");
+    command("p_on");
+    const int64_t before = descriptors();
+    run_until(20100);
+    for (int i = 0; i < 10; i++) {
+        command("p_off");
+        command("p_on");
+        error_code("WIFI");
+        error_code("CWIFI");
+    }
+    EXPECT_EQ(descriptors(), before);
+}
+
+// The two drawing buffers of 1.3 MB each are mostly never touched.
+TEST_F(Quiet, MemoryStaysSmall) {
+#ifdef STATUS_DISPLAY_SANITIZE
+    constexpr long bound = 128 * 1024;
+#else
+    constexpr long bound = 12 * 1024;
+#endif
+    start();
+    run_until(10000);
+    const long at_start = resident_kilobytes();
+    RecordProperty("resident_kilobytes", std::to_string(at_start));
+    std::cout << "resident: " << at_start << " kB\n";
+    EXPECT_LT(at_start, bound);
+    for (int i = 0; i < 500; i++) {
+        desk().bus().send(i % 2 == 0 ? "p_off" : "chan_usb");
+        desk().bus().send("Error_Code", {std::string(200, 'x')});
+        desk().bus().send("clear_msg");
+        desk().advance(100);
+    }
+    const long grown = resident_kilobytes() - at_start;
+    std::cout << "grown by " << grown << " kB over 1500 commands\n";
+#ifndef STATUS_DISPLAY_SANITIZE
+    EXPECT_LT(grown, 1024);
+#endif
+}
+
+// USB boxes stay on the screen for good, so enough of them fill LVGL's pool: then one line is logged and the
+// process ends for the service manager to start it again. Sanitized builds keep objects on the heap and never
+// run out.
+TEST_F(Quiet, UsbBoxesFillThePool) {
+    start();
+    for (int i = 0; i < 200; i++) desk().bus().send("USB_update");
+#ifdef STATUS_DISPLAY_SANITIZE
+    desk().advance(500);
+    EXPECT_EQ(desk().log().count("USB_update"), 200);
+    command("nonsense");
+#else
+    expect_end();
+    desk().clock().raise(500);
+    EXPECT_EQ(desk().wait_for_exit(), 128 + 6) << "aborted";
+    int critical = 0;
+    for (const desk::LogLine &line : desk().log().lines()) {
+        if (line.priority == LOG_CRIT) critical++;
+    }
+    EXPECT_EQ(critical, 1);
+    EXPECT_EQ(desk().log().lines().back().priority, LOG_CRIT);
+    EXPECT_GE(desk().log().count("USB_update"), 38) << "a pool of 32 KiB holds that many";
+#endif
+}
+
+} // namespace end_to_end

@@ -1,0 +1,494 @@
+#!/usr/bin/env python3
+"""The simulator's page in a headless Chromium: what a person presses, types and moves, and what the two panels show
+then. The daemon's time stands still but for the steps that a test takes, so the pictures are the golden ones."""
+
+import os
+import re
+import subprocess
+import tempfile
+import unittest
+
+from browser import Driver
+from simulator import (PROGRAM, SOURCE, VIEWS, Simulator, decode_png, load_pbm, shrunk, wait_for,
+                       without_activity_icon)
+
+
+def golden(view, name):
+    return load_pbm(os.path.join(SOURCE, "tests", "goldens", view, name + ".pbm"))
+
+
+# Each word alone after a start: the golden picture that it leads to, and after how many milliseconds.
+WORDS = {
+    "chan_usb": ("view_usb", 601), "chan_bt": ("view_bluetooth", 601), "chan_ap": ("view_hotspot", 601),
+    "chan_vpn": ("view_vpn", 601),
+    "M4_COMM": ("mode_diagnosis", 601), "M4_ready": ("mode_ready", 601), "M4_J2534": ("mode_passthru", 601),
+    "M4_none": ("mode_ready", 601), "REC_ON": ("mode_rec_waiting", 601), "REC_OFF": ("mode_ready", 601),
+    "rj45_pt_enable": ("mode_doip_ethernet", 601), "DoIP_on": ("mode_doip", 601), "DoIP_off": ("mode_ready", 601),
+    "rj45_pt_disable": ("mode_ready", 601), "p_off": ("mode_power_down", 601), "p_on": ("mode_restarting", 601),
+    "Reboot": ("overlay_reboot", 601), "Req_reboot": ("overlay_reboot", 601), "Check_Igni": ("overlay_ignition", 601),
+    "USB_update": ("usb_box", 601), "USB_done": ("overlay_reboot", 601), "M4_error": ("overlay_m4_error", 601),
+    "M4_update": ("firmware_without_type", 51), "M4_done": ("mode_ready", 601),
+}
+# These need something before them, or fields beside them; each has a test of its own.
+OTHER_WORDS = {"chan_sta", "chan_timeout", "clear_msg", "Error_Code", "cd_update"}
+
+
+class BrowserTest(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.driver = Driver()
+        cls.simulator = Simulator()
+        cls.browser = cls.driver.browser()
+
+    @classmethod
+    def tearDownClass(cls):
+        cls.driver.close()
+        cls.simulator.close()
+
+    def setUp(self):
+        self.simulator.speed(0)
+        self.simulator.do("start normal bare", "start normal")
+        self.open(self.browser)
+
+    def tearDown(self):
+        self.assertEqual(self.browser.complaints(), [])
+
+    def open(self, browser):
+        browser.open(self.simulator.address)
+        browser.wait("document.getElementById('link').textContent === 'Paused'")
+        browser.wait("document.querySelectorAll('button.word').length === 29")
+
+    def button(self, word):
+        return f"button[data-word={word}]"
+
+    def press_word(self, word, browser=None):
+        """Presses it and waits until the page says that it has been sent."""
+        browser = browser or self.browser
+        browser.script("document.getElementById('meaning').className = 'reply'")
+        browser.click(self.button(word))
+        browser.wait("document.getElementById('meaning').classList.contains('good')", f"{word} to be sent")
+
+    def restart(self):
+        self.simulator.do("start normal")
+
+    def assert_shows(self, name, browser=None, part=slice(None)):
+        """Both canvases become the golden picture; `part` limits the rows."""
+        browser = browser or self.browser
+        for view in VIEWS:
+            wanted = without_activity_icon(golden(view, name), view)[part]
+            wait_for(lambda: without_activity_icon(browser.panel(view), view)[part] == wanted,
+                     lambda: f"{name} on the {view}'s canvas; it shows\n" + "\n".join(browser.panel(view)))
+
+    def box(self, command):
+        return self.simulator.state()["box"][command]
+
+    def wait_for_box(self, command, word):
+        wait_for(lambda: self.box(command) == word, lambda: f"{command} {word}; it is {self.box(command)}")
+
+
+class Words(BrowserTest):
+    def test_there_is_a_button_for_each(self):
+        with open(os.path.join(SOURCE, "app", "vocabulary.def"), encoding="utf-8") as file:
+            meanings = dict(re.findall(r'^DISPLAY_COMMAND\("(\w+)".*"([^"]*)"\)', file.read(), re.M))
+        buttons = self.browser.script("""
+            return Object.fromEntries([...document.querySelectorAll('button.word')].map((b) => [b.textContent, b.title]));""")
+        self.assertEqual(buttons, meanings)
+        self.assertEqual(set(buttons), set(WORDS) | OTHER_WORDS)
+        titles = self.browser.script("return [...document.querySelectorAll('.group h3')].map((h) => h.textContent)")
+        self.assertEqual(titles, ["Channels", "Modes", "Overlays", "Firmware"])
+
+    def test_each_button_leads_to_its_picture(self):
+        for word, (name, milliseconds) in WORDS.items():
+            with self.subTest(word):
+                self.restart()
+                self.press_word(word)
+                self.simulator.do(f"wait {milliseconds}ms")
+                self.assert_shows(name)
+
+    def test_station_and_timeout(self):
+        row = slice(0, 16)
+        self.simulator.do("wifi up", "ssid HomeNet", "signal -60", "wait 2600ms")
+        self.assert_shows("view_station_signal_3", part=row)
+        self.press_word("chan_bt")
+        self.simulator.do("wait 100ms")
+        self.assert_shows("view_bluetooth", part=row)
+        self.press_word("chan_sta")
+        self.simulator.do("wait 100ms")
+        self.assert_shows("view_station_signal_3", part=row)
+        self.simulator.do("wifi down")
+        self.restart()
+        self.press_word("chan_bt")
+        self.press_word("chan_timeout")
+        self.simulator.do("wait 2600ms")
+        self.assert_shows("icon_row", part=row)
+
+    def test_clear_msg(self):
+        for word in ("chan_usb", "Reboot", "clear_msg"):
+            self.press_word(word)
+            self.simulator.do("wait 601ms")
+        self.assert_shows("view_usb", part=slice(0, 16))
+
+    def test_error_code_with_its_field(self):
+        self.browser.type("form[data-word=Error_Code] input", "A12")
+        self.press_word("Error_Code")
+        self.simulator.do("wait 601ms")
+        self.assert_shows("overlay_error_short")
+        self.browser.type("form[data-word=Error_Code] input", "WIFI42")
+        self.browser.press("Enter")
+        wait_for(lambda: self.simulator.log().count("Got Signal with value Error_Code") == 2 or
+                 self.simulator.do("wait 10ms"), "the second code")
+        self.simulator.do("wait 601ms")
+        self.assert_shows("overlay_wifi_error")
+
+    def test_codes_arrive_as_they_were_typed(self):
+        self.simulator.request("/api/record", "start")
+        for code in ('a "quoted" one', "back\\slash", "two  blanks", "größer", "#5"):
+            self.browser.type("form[data-word=Error_Code] input", code)
+            self.press_word("Error_Code")
+        self.simulator.request("/api/record", "stop")
+        lines = self.simulator.request("/api/scenario")[2].decode().splitlines()
+        self.assertEqual([line[len("send Error_Code "):] for line in lines if line.startswith("send Error_Code")],
+                         ['"a \\"quoted\\" one"', '"back\\\\slash"', '"two  blanks"', "größer", "#5"])
+
+    def test_cd_update_with_its_fields(self):
+        self.browser.type("form[data-word=cd_update] input[name=seconds]", "10")
+        self.browser.type("form[data-word=cd_update] input[name=type]", "FT_MAINAPP_J2534")
+        self.press_word("cd_update")
+        self.simulator.do("wait 51ms")
+        self.assert_shows("firmware_bar_empty")
+        self.simulator.do("wait 5300ms")
+        self.assert_shows("firmware_bar_half", part=slice(8, 46))
+        self.simulator.do("wait 5000ms")
+        self.assert_shows("firmware_bar_full", part=slice(8, 46))
+
+    def test_the_meaning_is_told(self):
+        self.browser.script("arguments[0].focus()", self.browser.find(self.button("chan_vpn")))
+        self.assertIn("WireGuard", self.browser.text("#meaning"))
+
+
+class Keys(BrowserTest):
+    def test_arrows_walk_through_a_group(self):
+        self.browser.script("arguments[0].focus()", self.browser.find(self.button("chan_usb")))
+        self.browser.press("ArrowRight", "Enter")
+        self.browser.wait("document.activeElement.dataset.word === 'chan_bt'")
+        self.browser.wait("document.getElementById('meaning').classList.contains('good')")
+        self.simulator.do("wait 601ms")
+        self.assert_shows("view_bluetooth")
+        self.browser.press("Tab")
+        self.browser.wait("document.activeElement.dataset.word === 'M4_COMM'", "one stop of the Tab key a group")
+
+    def test_everything_is_reached_by_the_tab_key(self):
+        reached = set()
+        self.browser.script("document.activeElement.blur()")
+        for _ in range(80):
+            self.browser.press("Tab")
+            name = self.browser.script("""
+                const e = document.activeElement;
+                const style = getComputedStyle(e.closest('.segments label') ?? e);
+                const named = e.ariaLabel || e.getAttribute('aria-labelledby') || e.labels?.length || e.textContent.trim();
+                if (e !== document.body && !named) throw new Error('no name: ' + e.outerHTML);
+                if (e !== document.body && style.outlineStyle === 'none') throw new Error('no focus to be seen: ' + e.outerHTML);
+                return e.id || e.dataset.command || e.dataset.word || e.name || '';""")
+            reached.add(name)
+        self.assertTrue({"line", "restart", "record", "step", "chan_usb", "M4_COMM", "Error_Code", "cd_update", "supply",
+                         "jack", "jack-ready", "wifi", "ssid", "noise", "serial", "bluetooth", "warranty-lock",
+                         "hotspot", "activity-alt", "firmware-type", "png-device", "png-layout", "log", "speed",
+                         "variant", "bare"} <= reached, reached)
+
+    def test_shortcuts(self):
+        self.browser.script("document.activeElement.blur()")
+        self.browser.press("/")
+        self.browser.wait("document.activeElement.id === 'line'")
+        self.browser.press(".", ",", "Escape")
+        self.assertEqual(self.browser.script("return document.getElementById('line').value"), ".,")
+        self.browser.press(",")
+        self.browser.wait("document.getElementById('time').textContent === '0.1 s'")
+        self.browser.press(".")
+        self.browser.wait("document.getElementById('link').textContent === 'Running'")
+        self.browser.press(".")
+        self.browser.wait("document.getElementById('link').textContent === 'Paused'")
+
+
+class Line(BrowserTest):
+    def test_a_line_is_done(self):
+        self.browser.type("#line", "send chan_ap")
+        self.browser.press("Enter")
+        self.browser.wait("document.getElementById('line').value === ''")
+        self.simulator.do("wait 601ms")
+        self.assert_shows("view_hotspot")
+
+    def test_a_bad_line_is_explained_and_kept(self):
+        self.browser.type("#line", "singal -50")
+        self.browser.press("Enter")
+        self.browser.wait("document.getElementById('line-reply').classList.contains('bad')")
+        self.assertIn("signal", self.browser.text("#line-reply"))
+        self.assertEqual(self.browser.script("return document.getElementById('line').value"), "singal -50")
+        complaints = self.browser.complaints()  # the browser notes the refusal by itself
+        self.assertTrue(all("400" in complaint for complaint in complaints), complaints)
+
+    def test_lines_can_be_recalled(self):
+        for line in ("serial ONE", "serial TWO"):
+            self.browser.type("#line", line)
+            self.browser.press("Enter")
+            self.wait_for_box("serial", line.split()[1])
+            self.browser.wait("document.getElementById('line').value === ''")
+        self.browser.press("ArrowUp", "ArrowUp", "Enter")
+        self.wait_for_box("serial", "ONE")
+
+
+class Box(BrowserTest):
+    def set_field(self, command, text):
+        selector = f"input[type=text][data-command={command}], input[type=number][data-command={command}]"
+        self.browser.type(selector, text)
+        self.browser.press("Enter")
+
+    def move_slider(self, command, value):
+        self.browser.script("""
+            const slider = document.querySelector(`.measure[data-command=${arguments[0]}] input[type=range]`);
+            slider.value = arguments[1];
+            slider.dispatchEvent(new Event('input', {bubbles: true}));""", command, value)
+
+    def test_numbers(self):
+        for command, word in (("supply", "11.8"), ("jack", "13800")):
+            self.set_field(command, word)
+            self.wait_for_box(command, word)
+
+    def test_sliders(self):
+        self.simulator.do("signal -50")
+        self.browser.wait("document.querySelector('input[type=number][data-command=signal]').value === '-50'")
+        for command, word in (("supply", "9.7"), ("jack", "8000"), ("signal", "-71")):
+            self.move_slider(command, word)
+            self.wait_for_box(command, word)
+
+    def test_a_slider_moved_quickly_ends_where_it_was_left(self):
+        for tenth in range(90, 140):
+            self.move_slider("supply", str(tenth / 10))
+        self.wait_for_box("supply", "13.9")
+
+    def test_none(self):
+        for command in ("supply", "jack", "signal"):
+            before = self.box(command)
+            place = f".measure[data-command={command}] input[type=checkbox]"
+            self.browser.click(place)
+            self.wait_for_box(command, "-55" if before == "none" else "none")
+            self.browser.click(place)
+            self.wait_for_box(command, before)
+
+    def test_switches(self):
+        for command, words in (("jack-ready", ("on", "off")), ("wifi", ("up", "down")), ("warranty-lock", ("off", "on")),
+                               ("hotspot", ("off", "on")), ("activity-alt", ("on", "off"))):
+            for word in words:
+                self.browser.click(f"input[type=checkbox][data-command={command}]")
+                self.wait_for_box(command, word)
+
+    def test_texts(self):
+        for command, word, empty in (("ssid", "My Net", ""), ("noise", "-77", ""), ("serial", "QB 1", "none"),
+                                     ("bluetooth", 'B"T', "none"), ("firmware-type", "FT_MAINAPP_J2534", "none")):
+            self.set_field(command, word)
+            self.wait_for_box(command, word)
+            self.set_field(command, "")
+            self.wait_for_box(command, empty)
+
+    def test_what_others_change_shows(self):
+        self.simulator.do("supply 7.5", "wifi up", "ssid Elsewhere", "signal -80", "serial none", "hotspot off")
+        self.browser.wait("""['7.5', true, 'Elsewhere', '-80', '', false].join() === [
+            document.querySelector('input[type=number][data-command=supply]').value,
+            document.querySelector('input[data-command=wifi]').checked,
+            document.querySelector('input[data-command=ssid]').value,
+            document.querySelector('input[type=number][data-command=signal]').value,
+            document.querySelector('input[data-command=serial]').value,
+            document.querySelector('input[data-command=hotspot]').checked].join()""")
+
+    def test_a_station_appears(self):
+        self.browser.click("input[data-command=wifi]")
+        self.set_field("ssid", "HomeNet")
+        self.browser.click(".measure[data-command=signal] input[type=checkbox]")
+        self.wait_for_box("signal", "-55")
+        self.set_field("signal", "-60")
+        self.wait_for_box("signal", "-60")
+        self.simulator.do("wait 2600ms")
+        self.assert_shows("view_station_signal_3", part=slice(0, 16))
+
+
+class Starts(BrowserTest):
+    def restart_as(self, variant):
+        self.browser.script("document.querySelector(`input[name=variant][value=${arguments[0]}]`).click()", variant)
+        self.browser.click("#restart")
+        self.browser.wait("document.getElementById('start-reply').textContent === 'Started.'")
+
+    def test_production_screen(self):
+        self.restart_as("production")
+        self.simulator.do("wait 600ms")
+        self.assert_shows("production")
+
+    def test_debug_panel(self):
+        self.simulator.do("signal -61", "noise -90")
+        self.restart_as("debug")
+        self.simulator.do("wait 600ms")
+        self.assertEqual(self.simulator.state()["variant"], "debug")
+        self.browser.wait("document.querySelector('input[name=variant]:checked').value === 'debug'")
+
+    def test_empty_box(self):
+        self.browser.click("input[name=bare]")
+        self.browser.click("#restart")
+        wait_for(lambda: self.simulator.state()["bare"], "the empty box")
+        self.browser.wait("document.querySelector('input[data-command=serial]').value === ''")
+        self.browser.wait("!document.querySelector('input[data-command=warranty-lock]').checked")
+
+    def test_the_log_begins_anew(self):
+        self.simulator.do("send chan_bt", "wait 100ms")
+        self.browser.wait("document.getElementById('log').textContent.includes('chan_bt')")
+        self.restart_as("normal")
+        self.browser.wait("""!document.getElementById('log').textContent.includes('chan_bt') &&
+                             document.getElementById('log').textContent.includes('Match rule sent')""")
+
+    def test_errors_stand_out_in_the_log(self):
+        self.simulator.do("send cd_update 60 <b>MAIN</b>", "wait 100ms")
+        self.browser.wait("document.querySelector('#log .error')?.textContent.includes('time to 100/100 is: 60')")
+        self.browser.wait("document.getElementById('log').textContent.includes('fw type is: <b>MAIN</b>')")
+
+
+class Time(BrowserTest):
+    def test_pause_step_and_speed(self):
+        before = self.browser.text("#time")
+        self.browser.click("#step")
+        self.browser.wait(f"document.getElementById('time').textContent !== '{before}'")
+        self.browser.script("document.querySelector('input[name=speed][value=\"20\"]').click()")
+        self.browser.wait("parseFloat(document.getElementById('time').textContent) > 4")
+        self.assertTrue(self.browser.script("return document.getElementById('step').disabled"))
+        self.browser.script("document.querySelector('input[name=speed][value=\"0\"]').click()")
+        self.browser.wait("document.getElementById('link').textContent === 'Paused'")
+        self.assertEqual(self.simulator.state()["speed"], 0)
+
+    def test_it_runs_live(self):
+        self.browser.script("document.querySelector('input[name=speed][value=\"1\"]').click()")
+        self.press_word("M4_ready")
+        self.assert_shows("mode_ready", part=slice(50, 66))
+
+
+class Saving(BrowserTest):
+    def download(self, selector, name):
+        self.browser.click(selector)
+        path = os.path.join(self.browser.downloads, name)
+        wait_for(lambda: os.path.exists(path) and os.path.getsize(path) > 0, f"the download of {name}")
+        with open(path, "rb") as file:
+            data = file.read()
+        os.remove(path)
+        return data
+
+    def test_pictures(self):
+        self.simulator.do("send chan_usb", "wait 601ms")
+        self.assert_shows("view_usb")
+        for view in VIEWS:
+            saved = shrunk(decode_png(self.download(f"#png-{view}", f"{view}.png")), 4)
+            self.assertEqual(saved, self.browser.panel(view))
+
+    def test_a_recording_plays_back_to_the_same_pictures(self):
+        self.browser.click("#record")
+        self.browser.wait("document.getElementById('record').textContent === 'Stop'")
+        self.browser.type("#note-form input", "The channel, then a message")
+        self.browser.press("Enter")
+        self.browser.wait("document.getElementById('scenario').textContent.includes('note The channel')")
+        seen = {}
+        for number, words in enumerate((["chan_vpn", "REC_ON"], ["M4_COMM", "Check_Igni"], ["clear_msg", "p_off"]), 1):
+            self.browser.script("document.querySelector('input[name=speed][value=\"5\"]').click()")
+            self.browser.wait("document.getElementById('link').textContent === 'Running'")
+            for word in words:
+                self.press_word(word)
+            before = float(self.browser.text("#time").split()[0])
+            self.browser.wait(f"parseFloat(document.getElementById('time').textContent) > {before + 1}")
+            self.browser.script("document.querySelector('input[name=speed][value=\"0\"]').click()")
+            self.browser.wait("document.getElementById('link').textContent === 'Paused'")
+            self.browser.type("#picture-form input", f"step-{number}")
+            self.browser.press("Enter")
+            self.browser.wait(f"document.getElementById('scenario').textContent.includes('picture step-{number}')")
+            seen[f"step-{number}"] = {view: self.browser.panel(view) for view in VIEWS}
+        self.browser.click("#record")
+        self.browser.wait("document.getElementById('record').textContent === 'Record'")
+        self.assertEqual(len({str(both) for both in seen.values()}), 3)
+        with tempfile.TemporaryDirectory() as folder:
+            path = os.path.join(folder, "recorded.scenario")
+            with open(path, "wb") as file:
+                file.write(self.download("#download", "recorded.scenario"))
+            played = subprocess.run([PROGRAM, "play", path, "--out", folder], capture_output=True, text=True, check=False)
+            self.assertEqual(played.returncode, 0, played.stdout + played.stderr)
+            for name, both in seen.items():
+                for view in VIEWS:
+                    self.assertEqual(load_pbm(os.path.join(folder, f"{name}-{view}.pbm")), both[view], f"{name} {view}")
+
+
+class Several(BrowserTest):
+    def test_two_browsers_see_the_same(self):
+        other = self.driver.browser(1000, 900)
+        self.addCleanup(other.close)
+        self.open(other)
+        self.press_word("chan_usb")
+        self.simulator.do("wait 601ms")
+        for browser in (self.browser, other):
+            self.assert_shows("view_usb", browser)
+        self.press_word("chan_ap", other)
+        self.simulator.do("wait 100ms")
+        for browser in (self.browser, other):
+            self.assert_shows("view_hotspot", browser, slice(0, 16))
+            browser.wait("document.getElementById('log').textContent.includes('chan_ap')")
+        other.script("const box = document.querySelector('input[data-command=hotspot]'); box.click()")
+        self.browser.wait("!document.querySelector('input[data-command=hotspot]').checked")
+
+    def test_the_end_and_the_return(self):
+        simulator = Simulator()
+        self.browser.open(simulator.address)
+        self.browser.wait("document.getElementById('link').textContent === 'Running'")
+        simulator.close()
+        self.browser.wait("document.getElementById('link').textContent === 'Not connected'")
+        returned = Simulator("--port", str(simulator.port))
+        self.addCleanup(returned.close)
+        self.browser.wait("document.getElementById('link').textContent === 'Running'", "the page to come back by itself")
+        self.browser.open("about:blank")
+        self.browser.complaints()  # of the lost connection, of which the browser tells by itself
+
+
+class Looks(BrowserTest):
+    def test_pixels_are_whole_squares(self):
+        for width in (420, 900, 1440, 1900):
+            self.browser.call("POST", "/window/rect", {"width": width, "height": 1000})
+            for view in VIEWS:
+                scale = self.browser.script("""
+                    const canvas = document.getElementById('panel-' + arguments[0]);
+                    const {width, height} = canvas.getBoundingClientRect();
+                    if (getComputedStyle(canvas).imageRendering !== 'pixelated') throw new Error('not crisp');
+                    return [width / canvas.width, height / canvas.height];""", view)
+                self.assertEqual(scale[0], scale[1])
+                self.assertEqual(scale[0], int(scale[0]))
+            wider = self.browser.script("return document.documentElement.scrollWidth - innerWidth")
+            self.assertLessEqual(wider, 0, f"{width} wide: it must not scroll sideways")
+        self.browser.call("POST", "/window/rect", {"width": 1440, "height": 1100})
+
+    def test_text_is_readable_in_light_and_dark(self):
+        for scheme in ("light", "dark"):
+            self.browser.color_scheme(scheme)
+            poor = self.browser.script("""
+                const channel = (v) => (v /= 255) <= 0.03928 ? v / 12.92 : ((v + 0.055) / 1.055) ** 2.4;
+                const light = ([r, g, b]) => 0.2126 * channel(r) + 0.7152 * channel(g) + 0.0722 * channel(b);
+                const parts = (colour) => colour.match(/[\\d.]+/g).map(Number);
+                const ground = (e) => {
+                  for (; e; e = e.parentElement) {
+                    const colour = parts(getComputedStyle(e).backgroundColor);
+                    if (colour.length < 4 || colour[3] > 0.99) return colour;
+                  }
+                  return [255, 255, 255];
+                };
+                const poor = [];
+                for (const e of document.querySelectorAll('body *')) {
+                  const own = [...e.childNodes].some((n) => n.nodeType === 3 && n.textContent.trim());
+                  if (!own || e.disabled || !e.checkVisibility()) continue;
+                  const pair = [light(parts(getComputedStyle(e).color)), light(ground(e))].sort((a, b) => b - a);
+                  const contrast = (pair[0] + 0.05) / (pair[1] + 0.05);
+                  if (contrast < 4.5) poor.push(`${e.outerHTML.slice(0, 80)}: ${contrast.toFixed(2)}`);
+                }
+                return poor;""")
+            self.assertEqual(poor, [], scheme)
+        self.browser.devtools("Emulation.setEmulatedMedia", features=[])
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)

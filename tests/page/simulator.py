@@ -1,0 +1,137 @@
+"""The simulator as the tests of the page run it: the real program, its page and nothing else, on a free port. And the
+forms in which pictures come: plain PBM and one-bit PNG."""
+
+import json
+import os
+import re
+import struct
+import subprocess
+import urllib.error
+import urllib.request
+import zlib
+
+from browser import PATIENCE, wait_for
+
+BUILD = os.environ.get("PAGE_TEST_BUILD", "")
+SOURCE = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+PROGRAM = os.path.join(BUILD, "simulator", "display-sim")
+VIEWS = ("device", "layout")
+
+
+class Simulator:
+    def __init__(self, *options):
+        self.process = subprocess.Popen([PROGRAM, "--page", *options], stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                                        text=True)
+        line = self.process.stdout.readline()
+        found = re.fullmatch(r"The page: (http://127\.0\.0\.1:(\d+)/)\n", line)
+        if not found:
+            self.process.kill()
+            raise AssertionError(f"no address but {line!r}: {self.process.communicate()[1]}")
+        self.address = found.group(1)
+        self.port = int(found.group(2))
+
+    def close(self):
+        """Ends it as a service manager would; its exit status."""
+        self.process.terminate()
+        status = self.process.wait(timeout=20 * PATIENCE)
+        self.process.stdout.close()
+        self.process.stderr.close()
+        return status
+
+    def request(self, path, body=None, **headers):
+        """Status, headers and bytes of the answer."""
+        data = None if body is None else body.encode()
+        named = {name.replace("_", "-"): value for name, value in headers.items()}
+        request = urllib.request.Request(self.address + path.lstrip("/"), data, named)
+        try:
+            with urllib.request.urlopen(request, timeout=60 * PATIENCE) as response:
+                return response.status, response.headers, response.read()
+        except urllib.error.HTTPError as problem:
+            return problem.code, problem.headers, problem.read()
+
+    def json(self, path):
+        return json.loads(self.request(path)[2])
+
+    def do(self, *lines):
+        """Carries out scenario lines; all must be done well."""
+        for line in lines:
+            reply = json.loads(self.request("/api/do", line)[2])
+            assert reply["ok"], f"{line}: {reply['error']}"
+
+    def speed(self, speed):
+        assert self.request("/api/speed", str(speed))[0] == 200
+
+    def state(self):
+        return self.json("/api/state")
+
+    def box(self, path):
+        """A path of the box, on the host."""
+        return os.path.join(self.state()["folder"], path)
+
+    def log(self):
+        """What the device's daemon has logged since its start, from a stream of our own."""
+        lines = []
+        with urllib.request.urlopen(self.address + "events", timeout=60 * PATIENCE) as stream:
+            for event, data in events(stream):
+                if event == "log" and data["view"] == "device":
+                    lines.append(data["text"])
+                if event == "caught-up":
+                    return lines
+        raise AssertionError("the stream of events has ended")
+
+
+def events(stream):
+    """(name, data) of each Server-Sent Event."""
+    name = None
+    for line in stream:
+        line = line.decode().rstrip("\n")
+        if line.startswith("event: "):
+            name = line[7:]
+        elif line.startswith("data: "):
+            yield name, json.loads(line[6:])
+
+
+def load_pbm(path):
+    """Rows of '0' and '1'."""
+    with open(path, encoding="ascii") as file:
+        text = re.sub(r"#.*", "", file.read()).split()
+    assert text[0] == "P1", path
+    width, height = int(text[1]), int(text[2])
+    pixels = "".join(text[3:])
+    assert len(pixels) == width * height, path
+    return [pixels[y * width:(y + 1) * width] for y in range(height)]
+
+
+def decode_png(data):
+    """Rows of '0' and '1' of a one-bit greyscale PNG; its checksums are looked at."""
+    assert data[:8] == b"\x89PNG\r\n\x1a\n"
+    chunks, place = {}, 8
+    while place < len(data):
+        length, = struct.unpack(">I", data[place:place + 4])
+        kind, body = data[place + 4:place + 8], data[place + 8:place + 8 + length]
+        assert struct.unpack(">I", data[place + 8 + length:place + 12 + length])[0] == zlib.crc32(kind + body), kind
+        chunks[kind] = chunks.get(kind, b"") + body
+        place += 12 + length
+    width, height, depth, colour = struct.unpack(">IIBB", chunks[b"IHDR"][:10])
+    assert (depth, colour) == (1, 0)
+    raw, stride = zlib.decompress(chunks[b"IDAT"]), (width + 7) // 8 + 1
+    assert len(raw) == stride * height and not any(raw[::stride])
+    return ["".join(f"{byte:08b}" for byte in raw[y * stride + 1:(y + 1) * stride])[:width] for y in range(height)]
+
+
+def shrunk(rows, scale):
+    """The picture behind a magnified one; its squares must be of one colour."""
+    for y, row in enumerate(rows):
+        assert row == "".join(row[x] * scale for x in range(0, len(row), scale)), f"row {y}"
+        assert row == rows[y // scale * scale], f"row {y}"
+    return [row[::scale] for row in rows[::scale]]
+
+
+def without_activity_icon(rows, view):
+    """The corner of the layout in which an icon moves all the time is left out."""
+    if view == "device":
+        return rows
+    return [row[:111] + "0" * 12 + row[123:] if y >= 50 else row for y, row in enumerate(rows)]
+
+
+__all__ = ["Simulator", "decode_png", "events", "load_pbm", "shrunk", "wait_for", "without_activity_icon"]

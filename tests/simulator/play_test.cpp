@@ -1,0 +1,173 @@
+// `display-sim play` as people and CI use it: exit status, messages, and the files it leaves.
+#include <gtest/gtest.h>
+
+#include "simulator/picture.h"
+
+#include "png_reader.h"
+#include "support.h"
+
+using namespace simulator_test;
+
+// Plays a story made of these lines, pictures in "out".
+static Outcome play(const Folder &folder, const std::string &lines, std::vector<std::string> more = {}) {
+    std::vector<std::string> words = {"play", folder.write("story.scenario", lines), "--out", folder.path() + "/out"};
+    words.insert(words.end(), more.begin(), more.end());
+    return display_sim(words);
+}
+
+TEST(Play, WritesPicturesOfBothPanels) {
+    const Folder folder;
+    const Outcome outcome = play(folder, "send chan_bt\nwait 2500ms\npicture phone\n");
+    EXPECT_EQ(outcome.status, 0) << outcome.errors;
+    EXPECT_EQ(outcome.errors, "");
+    const auto device = desk::Picture::from_pbm(folder.read("out/phone-device.pbm"));
+    const auto layout = desk::Picture::from_pbm(folder.read("out/phone-layout.pbm"));
+    EXPECT_EQ(device.width(), 64);
+    EXPECT_EQ(device.height(), 128);
+    EXPECT_EQ(layout.width(), 128);
+    EXPECT_EQ(layout.height(), 66);
+    for (const auto &[name, picture] : {std::pair{"device", device}, std::pair{"layout", layout}}) {
+        const Png png = read_png(folder.read("out/phone-" + std::string(name) + ".png"));
+        ASSERT_EQ(png.problem, "") << name;
+        EXPECT_EQ(reduced(png.frames[0].shown, 4), picture) << name;
+    }
+}
+
+TEST(Play, ShowsTheSameViewAsTheGoldenPanel) {
+    const Folder folder;
+    EXPECT_EQ(play(folder, "send chan_usb\nwait 2500ms\npicture usb\n").status, 0);
+    const auto shown = desk::Picture::from_pbm(folder.read("out/usb-device.pbm"));
+    const auto golden = desk::Picture::load_pbm(TEST_SOURCE_DIR "/tests/goldens/device/view_usb.pbm");
+    EXPECT_EQ(shown, golden);
+}
+
+TEST(Play, TellsWhatItDoesAndWhen) {
+    const Folder folder;
+    const Outcome outcome = play(folder, "# quiet\nwait 1500ms\nsend M4_ready\nwait mode READY\nnote All is well\n");
+    EXPECT_TRUE(contains(outcome.output, "   0.000 s  wait 1500ms\n")) << outcome.output;
+    EXPECT_TRUE(contains(outcome.output, "   1.500 s  send M4_ready\n")) << outcome.output;
+    EXPECT_TRUE(contains(outcome.output, "note All is well\n")) << outcome.output;
+    EXPECT_TRUE(contains(outcome.output, "story: 4 lines")) << outcome.output;
+    EXPECT_TRUE(contains(outcome.output, "as expected\n")) << outcome.output;
+}
+
+TEST(Play, GivesTheSameFilesEachTime) {
+    const std::string story = "send chan_bt\nwait 1s\nsend REC_ON\nwait settled\npicture a\nsend cd_update 9 FW\nwait 6s\npicture b\n";
+    const Folder once;
+    const Folder again;
+    EXPECT_EQ(play(once, story).status, 0);
+    EXPECT_EQ(play(again, story).status, 0);
+    ASSERT_EQ(once.names(), again.names());
+    EXPECT_EQ(once.names().size(), 10u) << "the story, two pictures as PBM and PNG of two panels, the film";
+    for (const std::string &name : once.names()) EXPECT_TRUE(once.read(name) == again.read(name)) << name;
+}
+
+TEST(Play, MakesAFilmOfWhatChanged) {
+    const Folder folder;
+    EXPECT_EQ(play(folder, "note Hello\nwait 3s\nsend M4_ready\nwait 60s\npicture end\n").status, 0);
+    const std::string bytes = folder.read("out/story-film.png");
+    const Png film = read_png(bytes);
+    ASSERT_EQ(film.problem, "");
+    EXPECT_TRUE(film.animated);
+    // Start, meter, icons, READY and the caption: a moving activity icon alone makes no frame.
+    EXPECT_GE(film.frames.size(), 4u);
+    EXPECT_LE(film.frames.size(), 12u);
+    for (const PngFrame &frame : film.frames) EXPECT_LE(frame.delay_ms, 4000) << "quiet times are shortened";
+    EXPECT_LT(bytes.size(), 20000u);
+    // The last frame shows both panels whole.
+    const desk::Picture last = reduced(film.frames.back().shown, 4);
+    const auto device = desk::Picture::from_pbm(folder.read("out/end-device.pbm"));
+    bool found = false;
+    for (int x = 0; x < last.width() && !found; x++) {
+        for (int y = 0; y < 20 && !found; y++) found = last.part(x, y, 64, 128) == device;
+    }
+    EXPECT_TRUE(found);
+}
+
+TEST(Play, ComparesWithExpectedPictures) {
+    const Folder folder;
+    const std::string story = "wait 3s\nexpect seen/start-layout.pbm\nexpect seen/start-device.pbm\n";
+    const Outcome missing = play(folder, story);
+    EXPECT_EQ(missing.status, 1);
+    EXPECT_TRUE(contains(missing.errors, "story.scenario:2: there is no picture " + folder.path() + "/seen/start-layout.pbm"))
+        << missing.errors;
+    EXPECT_TRUE(contains(missing.errors, "--update")) << missing.errors;
+    EXPECT_TRUE(folder.has("out/start-layout.actual.png"));
+
+    const Outcome update = play(folder, story, {"--update"});
+    EXPECT_EQ(update.status, 0) << update.errors;
+    EXPECT_TRUE(contains(update.output, "wrote " + folder.path() + "/seen/start-device.pbm")) << update.output;
+    EXPECT_EQ(play(folder, story).status, 0);
+    EXPECT_FALSE(contains(play(folder, story, {"--update"}).output, "wrote")) << "what is right is left alone";
+}
+
+TEST(Play, LeavesTheDifferenceBehind) {
+    const Folder folder;
+    const std::string story = "wait 3s\nexpect a-device.pbm\nsend M4_ready\nwait 1s\nexpect a-layout.pbm\npicture end\n";
+    ASSERT_EQ(play(folder, story, {"--update"}).status, 0);
+    auto wrong = desk::Picture::from_pbm(folder.read("a-device.pbm"));
+    wrong.set(10, 20, !wrong.at(10, 20));
+    wrong.set(11, 90, !wrong.at(11, 90));
+    wrong.save_pbm(folder.path() + "/a-device.pbm");
+
+    const Outcome outcome = play(folder, story);
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_TRUE(contains(outcome.errors, "story.scenario:2: the panel does not show ")) << outcome.errors;
+    EXPECT_TRUE(contains(outcome.errors, "2 pixels differ")) << outcome.errors;
+    EXPECT_TRUE(contains(outcome.errors, folder.path() + "/out/a-device.difference.png")) << outcome.errors;
+    const auto difference = desk::Picture::from_pbm(folder.read("out/a-device.difference.pbm"));
+    EXPECT_EQ(difference.count_lit(), 2);
+    EXPECT_TRUE(difference.at(10, 20) && difference.at(11, 90));
+    EXPECT_EQ(read_png(folder.read("out/a-device.actual.png")).problem, "");
+    EXPECT_TRUE(folder.has("out/end-device.pbm")) << "a wrong picture does not stop the story";
+    EXPECT_TRUE(contains(outcome.output, "1 NOT as expected")) << outcome.output;
+}
+
+TEST(Play, StopsAtAWaitThatIsNotMet) {
+    const Folder folder;
+    const Outcome outcome = play(folder, "send M4_ready\nwait mode DOIP\npicture never\n");
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_TRUE(contains(outcome.errors, "story.scenario:2: the mode row does not show \"DOIP\" within 10 s")) << outcome.errors;
+    EXPECT_FALSE(folder.has("out/never-device.pbm"));
+    EXPECT_TRUE(folder.has("out/story-film.png")) << "the film shows how it came to that";
+}
+
+TEST(Play, SaysWhatIsWrongWithABadScenario) {
+    const Folder folder;
+    const Outcome outcome = play(folder, "wait 1s\nsingal -40\n");
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_EQ(outcome.errors, folder.path() + "/story.scenario:2: 'singal' is no command; did you mean 'signal'?\n");
+    EXPECT_EQ(outcome.output, "") << "nothing is played of a story that has a bad line";
+    EXPECT_FALSE(folder.has("out"));
+}
+
+TEST(Play, TellsABadFileFromABadPicture) {
+    const Folder folder;
+    EXPECT_EQ(display_sim({"play", folder.path() + "/none.scenario"}).status, 2);
+    EXPECT_EQ(display_sim({"play", folder.path()}).status, 2);
+    folder.write("a-device.pbm", "no picture");
+    const Outcome outcome = play(folder, "expect a-device.pbm\n");
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_TRUE(contains(outcome.errors, "story.scenario:1: ")) << outcome.errors;
+}
+
+TEST(Play, ExplainsItself) {
+    const Outcome help = display_sim({"play", "--help"});
+    EXPECT_EQ(help.status, 0);
+    EXPECT_TRUE(contains(help.output, "--update")) << help.output;
+    for (const std::vector<std::string> &words : {std::vector<std::string>{"play"}, {"play", "--speed"},
+                                                  {"play", "a", "b"}, {"play", "a", "--out"}, {"play", "a", "--target", "x"}}) {
+        const Outcome outcome = display_sim(words);
+        EXPECT_EQ(outcome.status, 2);
+        EXPECT_TRUE(contains(outcome.errors, "usage: display-sim play")) << outcome.errors;
+    }
+}
+
+TEST(Play, SaysHowToGetTheArmBuild) {
+    const Folder folder;
+    const std::string story = folder.write("story.scenario", "wait 1s\n");
+    const Outcome outcome = display_sim({"play", story, "--target", "armhf"}, "DESK_ARMHF=/nowhere/armhf");
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_TRUE(contains(outcome.errors, "/nowhere/armhf/status-display")) << outcome.errors;
+    EXPECT_TRUE(contains(outcome.errors, "./setup armhf")) << outcome.errors;
+}

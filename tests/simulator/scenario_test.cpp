@@ -1,0 +1,205 @@
+// The language: what each command takes, what it is told for mistakes, and what it does to the box.
+#include <gtest/gtest.h>
+
+#include "simulator/scenario.h"
+#include "simulator/stage.h"
+#include "tools/vocabulary.h"
+
+#include "support.h"
+
+using namespace simulator_test;
+
+static desk::Action parsed(const std::string &line) {
+    const auto action = desk::parse_action(line);
+    EXPECT_TRUE(action) << line;
+    return action.value_or(desk::Action{});
+}
+
+static std::string problem_of(const std::string &line) {
+    try {
+        desk::parse_action(line);
+    } catch (const desk::ScenarioError &problem) {
+        return problem.what();
+    }
+    return "no problem";
+}
+
+TEST(Scenario, PassesOverCommentsAndEmptyLines) {
+    for (const char *line : {"", "   ", "\t", "# start", "   # send chan_bt", "\r"}) EXPECT_FALSE(desk::parse_action(line)) << line;
+}
+
+TEST(Scenario, TakesEveryWordOfTheVocabulary) {
+    for (const auto &word : display_tools::vocabulary()) {
+        std::string line = "send " + word.word;
+        for (const auto &argument : word.arguments) line += argument.type == 'i' ? " 120" : " TEXT";
+        const desk::Action action = parsed(line);
+        EXPECT_EQ(action.text, word.word);
+        ASSERT_EQ(action.arguments.size(), word.arguments.size()) << line;
+        for (size_t i = 0; i < word.arguments.size(); i++) {
+            const bool whole_number = std::holds_alternative<int32_t>(action.arguments[i]);
+            EXPECT_EQ(whole_number, word.arguments[i].type == 'i') << line;
+        }
+    }
+}
+
+TEST(Scenario, GivesArgumentsTheirTypes) {
+    const desk::Action action = parsed("send cd_update -5 \"MAIN FW\"");
+    EXPECT_EQ(std::get<int32_t>(action.arguments.at(0)), -5);
+    EXPECT_EQ(std::get<std::string>(action.arguments.at(1)), "MAIN FW");
+    // The last ones may be left out, as a sender may.
+    EXPECT_EQ(parsed("send cd_update 60").arguments.size(), 1u);
+    EXPECT_EQ(parsed("send Error_Code").arguments.size(), 0u);
+    // The display goes by the beginning of a word.
+    EXPECT_EQ(parsed("send Check_Ignition").text, "Check_Ignition");
+}
+
+TEST(Scenario, ReadsQuotes) {
+    EXPECT_EQ(parsed("ssid \"Our  net\"").text, "Our  net");
+    EXPECT_EQ(parsed("ssid \"\"").text, "");
+    EXPECT_EQ(parsed("ssid \"a\\\"b\\\\c\\nd\"").text, "a\"b\\c\nd");
+    EXPECT_EQ(parsed("ssid it's#1").text, "it's#1");
+    EXPECT_EQ(parsed("\tssid   Workshop \r").text, "Workshop");
+}
+
+TEST(Scenario, QuotesWhatItReads) {
+    for (const char *word : {"", "plain", "two words", "\"", "back\\slash", "two\nlines", "tab\there"}) {
+        EXPECT_EQ(parsed("ssid " + desk::quoted(word)).text, word);
+    }
+}
+
+TEST(Scenario, ReadsNumbersAndSwitches) {
+    EXPECT_DOUBLE_EQ(parsed("supply 12.4").number, 12.4);
+    EXPECT_TRUE(parsed("supply none").none);
+    EXPECT_DOUBLE_EQ(parsed("jack 12000").number, 12000);
+    EXPECT_DOUBLE_EQ(parsed("signal -55").number, -55);
+    EXPECT_TRUE(parsed("signal none").none);
+    EXPECT_TRUE(parsed("wifi up").on);
+    EXPECT_FALSE(parsed("wifi down").on);
+    EXPECT_TRUE(parsed("hotspot on").on);
+    EXPECT_FALSE(parsed("activity-alt off").on);
+}
+
+TEST(Scenario, ReadsTimesToWait) {
+    EXPECT_DOUBLE_EQ(parsed("wait 500ms").number, 500);
+    EXPECT_DOUBLE_EQ(parsed("wait 2s").number, 2000);
+    EXPECT_DOUBLE_EQ(parsed("wait 1.5s").number, 1500);
+    EXPECT_EQ(parsed("wait log Got Signal  with value p_on").text, "Got Signal  with value p_on");
+    EXPECT_EQ(parsed("wait mode DOIP ETHERNET").text, "DOIP ETHERNET");
+    EXPECT_EQ(parsed("note one \"two\" # three").text, "one \"two\" # three");
+    for (const char *bad : {"wait 0ms", "wait -1s", "wait 5", "wait 5m", "wait 90000s", "wait s", "wait soon"}) {
+        EXPECT_TRUE(contains(problem_of(bad), "a time such as 500ms or 2s")) << bad;
+    }
+}
+
+TEST(Scenario, SaysWhatWasMeant) {
+    const std::vector<std::pair<const char *, const char *>> mistakes = {
+        {"singal -40", "'singal' is no command; did you mean 'signal'?"},
+        {"strat", "'strat' is no command; did you mean 'start'?"},
+        {"Send chan_bt", "'Send' is no command; did you mean 'send'?"},
+        {"chan_bt", "'chan_bt' is no command; did you mean 'send chan_bt'?"},
+        {"send chan_but", "'chan_but' is no display command; did you mean 'chan_bt'?"},
+        {"send m4_ready", "'m4_ready' is no display command; did you mean 'M4_ready'?"},
+        {"send", "'send' takes WORD [ARGUMENTS...], not nothing"},
+        {"supply lots", "'supply' takes VOLTS|none, not lots"},
+        {"supply", "'supply' takes VOLTS|none, not nothing"},
+        {"supply 12 13", "'supply' takes VOLTS|none, not 12 13"},
+        {"supply nan", "'supply' takes VOLTS|none, not nan"},
+        {"supply 2000", "'supply 2000' is out of range: 0 to 1000"},
+        {"jack 12.5", "'jack' takes MILLIVOLTS|none, not 12.5"},
+        {"signal -1e9", "'signal -1e9' is out of range: -10000 to 10000"},
+        {"wifi on", "'wifi' takes up|down, not on"},
+        {"warranty-lock up", "'warranty-lock' takes on|off, not up"},
+        {"ssid Our net", "'ssid' takes NAME, not Our net"},
+        {"serial", "'serial' takes TEXT|none, not nothing"},
+        {"start later", "'start' takes [normal|debug|production] [bare], not later"},
+        {"start bare debug", "'start' takes [normal|debug|production] [bare], not bare debug"},
+        {"wait log", "'wait' takes TIME | log TEXT | mode TEXT | settled, not log"},
+        {"wait settled now", "'wait' takes TIME | log TEXT | mode TEXT | settled, not settled now"},
+        {"picture ../etc", "a picture's name is made of letters, digits, '-' and '_', not ../etc"},
+        {"expect a.pbm", "'expect' takes a file NAME-device.pbm or NAME-layout.pbm, not a.pbm"},
+        {"ssid \"open", "a quote is opened and not closed"},
+        {"ssid \"a\"b", "a blank is missing after the closing quote"},
+        {"ssid \"\\t\"", "'\\t' means nothing inside quotes; there are \\\", \\\\ and \\n"},
+    };
+    for (const auto &[line, text] : mistakes) EXPECT_EQ(problem_of(line), text) << line;
+}
+
+TEST(Scenario, ChecksArgumentsOfWords) {
+    EXPECT_TRUE(contains(problem_of("send cd_update soon MAIN"), "'soon' can't be the seconds of cd_update"));
+    EXPECT_TRUE(contains(problem_of("send cd_update 2147483648 MAIN"), "2147483648"));
+    EXPECT_TRUE(contains(problem_of("send chan_bt now"), "chan_bt takes no argument"));
+    EXPECT_TRUE(contains(problem_of("send Error_Code a b"), "Error_Code takes 1 argument"));
+    EXPECT_TRUE(contains(problem_of("send Error_Code \xff"), "UTF-8"));
+}
+
+TEST(Scenario, NamesFileAndLine) {
+    const std::string text = "# a story\n\nwait 1s\nsingal -40\nnonsense\n";
+    try {
+        desk::parse_scenario(text, "fade.scenario");
+        FAIL() << "line 4 is no command";
+    } catch (const desk::ScenarioError &problem) {
+        EXPECT_STREQ(problem.what(), "fade.scenario:4: 'singal' is no command; did you mean 'signal'?");
+    }
+    const auto lines = desk::parse_scenario("# a\nnote hello\n\n  wait 1s  ", "x");
+    ASSERT_EQ(lines.size(), 2u);
+    EXPECT_EQ(lines[0].number, 2);
+    EXPECT_EQ(lines[1].number, 4);
+    EXPECT_EQ(lines[1].text, "wait 1s");
+}
+
+TEST(Scenario, SurvivesAnyBytes) {
+    std::string bytes;
+    uint32_t state = 7;
+    for (int i = 0; i < 200000; i++) {
+        state = state * 1664525 + 1013904223;
+        bytes += static_cast<char>(state >> 24);
+        if (i % 29 == 0) bytes += "\nsend ";
+    }
+    EXPECT_THROW(desk::parse_scenario(bytes, "noise"), desk::ScenarioError);
+    EXPECT_THROW(desk::parse_action(std::string(100000, 'x')), desk::ScenarioError);
+    EXPECT_THROW(desk::parse_action("send " + std::string(100000, 'x')), desk::ScenarioError);
+}
+
+// Each line's effect, seen where the daemon looks.
+TEST(Scenario, ChangesTheBox) {
+    desk::Stage stage;
+    const auto perform = [&](const char *line) { stage.perform(*desk::parse_action(line)); };
+    const auto content = [&](const char *path) { return stage.box().read(path); };
+    perform("serial SN-1");
+    EXPECT_EQ(content("/rodata/serial_number"), "SN-1\n");
+    perform("serial none");
+    EXPECT_FALSE(stage.box().exists("/rodata/serial_number"));
+    perform("bluetooth BT-1");
+    EXPECT_EQ(content("/rodata/bluetooth_name"), "name=BT-1\n");
+    perform("bluetooth none");
+    EXPECT_FALSE(stage.box().exists("/rodata/bluetooth_name"));
+    perform("warranty-lock off");
+    EXPECT_FALSE(stage.box().exists("/rodata/wlock"));
+    perform("hotspot off");
+    EXPECT_TRUE(stage.box().exists("/userdata/configs/no_ap"));
+    perform("hotspot on");
+    EXPECT_FALSE(stage.box().exists("/userdata/configs/no_ap"));
+    perform("activity-alt on");
+    EXPECT_TRUE(stage.box().exists("/tmp/bada"));
+    perform("firmware-type FT_MAINAPP_J2534");
+    EXPECT_EQ(content("/tmp/fw_type_running"), "FT_MAINAPP_J2534\n");
+    perform("firmware-type none");
+    EXPECT_FALSE(stage.box().exists("/tmp/fw_type_running"));
+    perform("jack-ready on");
+    EXPECT_TRUE(stage.box().exists("/tmp/.app_rcv_command_ready"));
+    perform("supply none");
+    EXPECT_FALSE(stage.box().exists("/sys/bus/iio/devices/iio:device0/in_voltage0_raw"));
+    perform("wifi up");
+    EXPECT_EQ(content("/sys/class/net/wlan0/operstate"), "up\n");
+    EXPECT_FALSE(stage.started()) << "these lines only prepare the box";
+}
+
+TEST(Scenario, IsWhatThePageSays) {
+    const std::string page = read_file(TEST_SOURCE_DIR "/docs/scenarios.md");
+    for (const desk::Command &command : desk::scenario_commands()) {
+        std::string arguments;
+        for (char letter : std::string(command.arguments)) arguments += letter == '|' ? "\\|" : std::string(1, letter);
+        const std::string row = "| `" + std::string(command.name) + "` | `" + arguments + "` |";
+        EXPECT_TRUE(contains(page, row)) << row;
+    }
+}

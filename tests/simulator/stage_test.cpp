@@ -1,0 +1,145 @@
+// The stage: two registrations in one box, and waits that read the panel.
+#include <gtest/gtest.h>
+
+#include "simulator/stage.h"
+#include "simulator/stage_text.h"
+
+using desk::View;
+
+static void perform(desk::Stage &stage, const std::string &line) { stage.perform(*desk::parse_action(line)); }
+
+TEST(Stage, ReachesBothRegistrationsWithOneSignal) {
+    desk::Stage stage;
+    perform(stage, "send chan_bt");
+    stage.pass(2500);
+    for (View view : desk::both_views) {
+        const auto lines = stage.log(view);
+        const auto is_command = [](const desk::LogLine &line) { return line.text == "Got Signal with value chan_bt\n"; };
+        EXPECT_EQ(std::count_if(lines.begin(), lines.end(), is_command), 1) << desk::name_of(view);
+    }
+    // The layout is registered wider, but it is drawn from the same corner.
+    EXPECT_EQ(stage.picture(View::device).part(0, 0, 64, 66), stage.picture(View::layout).part(0, 0, 64, 66));
+    EXPECT_GT(stage.picture(View::layout).part(64, 0, 64, 66).count_lit(), 100);
+}
+
+TEST(Stage, SharesOneBox) {
+    desk::Stage stage;
+    perform(stage, "supply 13.4");
+    perform(stage, "wait 1s");
+    const desk::Picture before = stage.picture(View::layout);
+    EXPECT_TRUE(desk::shows_exactly(before.part(73, 18, 55, 15), "Max. 13.4"));
+    EXPECT_EQ(stage.picture(View::device).part(9, 18, 55, 30), before.part(9, 18, 55, 30));
+}
+
+TEST(Stage, StandsStillUntilTimePasses) {
+    desk::Stage stage;
+    perform(stage, "start");
+    EXPECT_EQ(stage.now_us(), 0);
+    stage.pass(1234);
+    EXPECT_EQ(stage.now_us(), 1234000);
+    EXPECT_EQ(stage.desk(View::layout).clock().now_us(), 1234000);
+}
+
+TEST(Stage, ReadsEveryModeText) {
+    desk::Stage stage;
+    perform(stage, "wait mode AUTOCHECK...");
+    const std::vector<std::pair<const char *, const char *>> modes = {
+        {"M4_ready", "READY"},       {"M4_COMM", "DIAGNOSIS"},           {"M4_J2534", "PASSTHRU"},
+        {"DoIP_on", "DOIP"},         {"rj45_pt_enable", "DOIP ETHERNET"}, {"REC_ON", "REC ..."},
+        {"M4_COMM", "REC ON"},       {"p_off", "POWER DOWN"},            {"p_on", "RESTARTING..."},
+    };
+    for (const auto &[word, text] : modes) {
+        perform(stage, std::string("send ") + word);
+        EXPECT_NO_THROW(perform(stage, std::string("wait mode ") + text));
+    }
+    perform(stage, "warranty-lock off");
+    perform(stage, "send M4_ready");
+    EXPECT_NO_THROW(perform(stage, "wait mode NO WARRANTY"));
+}
+
+TEST(Stage, TakesNoTextForAnother) {
+    const desk::Picture row = desk::text_picture("READY");
+    EXPECT_TRUE(desk::shows_exactly(row, "READY"));
+    for (const char *other : {"READ", "READY.", "REC ON", "", "ready"}) EXPECT_FALSE(desk::shows_exactly(row, other)) << other;
+    EXPECT_FALSE(desk::shows_exactly(desk::Picture(50, 16), "READY"));
+}
+
+TEST(Stage, GivesUpWaitingAfterTenSecondsOfTheDaemonsTime) {
+    desk::Stage stage;
+    perform(stage, "start");
+    try {
+        perform(stage, "wait mode DOIP");
+        FAIL() << "DOIP is not shown";
+    } catch (const desk::Unmet &problem) {
+        EXPECT_NE(std::string(problem.what()).find("does not show \"DOIP\" within 10 s"), std::string::npos);
+    }
+    EXPECT_GE(stage.now_us(), 10000000);
+    EXPECT_LT(stage.now_us(), 10100000);
+}
+
+TEST(Stage, LooksForLogLinesSinceTheLastCommandOnly) {
+    desk::Stage stage;
+    perform(stage, "send chan_bt");
+    perform(stage, "wait log Got Signal with value chan_bt");
+    perform(stage, "send chan_usb");
+    EXPECT_THROW(perform(stage, "wait log chan_bt"), desk::Unmet);
+    EXPECT_NO_THROW(perform(stage, "wait log chan_usb"));
+}
+
+TEST(Stage, SettlesWhileTheActivityIconMoves) {
+    desk::Stage stage;
+    perform(stage, "wait 3s");
+    perform(stage, "wait settled");
+    const int64_t settled_at = stage.now_us();
+    EXPECT_GE(settled_at, 3700000);
+    EXPECT_LE(settled_at, 4000000);
+    // A bar that grows once a second settles in between; one that grows all the time does not.
+    perform(stage, "send cd_update 4 FAST");
+    perform(stage, "wait settled");
+    perform(stage, "wait 5s");
+    const desk::Picture full = stage.picture(View::device);
+    perform(stage, "wait settled");
+    EXPECT_EQ(stage.picture(View::device), full);
+}
+
+TEST(Stage, PreparesTheBoxBeforeTheFirstStart) {
+    desk::Stage stage;
+    perform(stage, "serial NR-7");
+    perform(stage, "note nothing runs yet");
+    EXPECT_FALSE(stage.started());
+    perform(stage, "start production");
+    stage.pass(500);
+    EXPECT_TRUE(desk::shows_exactly(stage.picture(View::layout).part(0, 0, 128, 12), "SN: NR-7"));
+}
+
+TEST(Stage, StartsEachVariantAndComesBack) {
+    desk::Stage stage;
+    perform(stage, "start debug");
+    stage.pass(1000);
+    EXPECT_TRUE(desk::shows_exactly(stage.picture(View::layout).part(64, 18, 59, 14), "noise"));
+    perform(stage, "start production bare");
+    stage.pass(1000);
+    EXPECT_TRUE(desk::shows_exactly(stage.picture(View::layout).part(0, 0, 128, 12), "SN: ERROR"));
+    perform(stage, "start normal");
+    stage.pass(1000);
+    EXPECT_NO_THROW(perform(stage, "wait mode AUTOCHECK..."));
+    EXPECT_TRUE(stage.box().exists("/rodata/serial_number")) << "a box that was bare is furnished again";
+}
+
+TEST(Stage, KeepsTheBoxOverARestart) {
+    desk::Stage stage;
+    perform(stage, "firmware-type FT_MAINAPP_J2534");
+    perform(stage, "start");
+    perform(stage, "wait mode PASSTHRU");
+    perform(stage, "start");
+    EXPECT_NO_THROW(perform(stage, "wait mode PASSTHRU"));
+}
+
+TEST(Stage, SaysThatADaemonHasEnded) {
+    desk::Stage stage;
+    perform(stage, "start");
+    stage.check_alive();
+    stage.desk(View::layout).stop();
+    EXPECT_THROW(stage.check_alive(), desk::Error);
+    EXPECT_THROW(perform(stage, "wait 100ms"), desk::Error);
+}

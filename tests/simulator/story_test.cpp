@@ -1,0 +1,57 @@
+// The stories of simulator/scenarios, played by the real program: each ends as expected and leaves its film.
+#include <algorithm>
+#include <filesystem>
+#include <set>
+
+#include <gtest/gtest.h>
+
+#include "simulator/scenario.h"
+
+#include "png_reader.h"
+#include "support.h"
+
+using namespace simulator_test;
+namespace fs = std::filesystem;
+
+static const std::string scenarios = TEST_SOURCE_DIR "/simulator/scenarios";
+
+static std::vector<std::string> stories() {
+    std::vector<std::string> names;
+    for (const auto &item : fs::directory_iterator(scenarios)) {
+        if (item.path().extension() == ".scenario") names.push_back(item.path().stem().string());
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+class Story : public testing::TestWithParam<std::string> {};
+
+TEST_P(Story, PlaysAsExpected) {
+    // In the build folder, so that what a failure leaves behind can be looked at.
+    const std::string out = TEST_BINARY_DIR "/stories/" + GetParam();
+    fs::remove_all(out);
+    const Outcome outcome = display_sim({"play", scenarios + "/" + GetParam() + ".scenario", "--out", out});
+    EXPECT_EQ(outcome.status, 0) << outcome.errors;
+    const Png film = read_png(read_file(out + "/" + GetParam() + "-film.png"));
+    EXPECT_EQ(film.problem, "");
+    EXPECT_GT(film.frames.size(), 5u);
+}
+
+// A picture that no line looks at any more would pass for ever.
+TEST_P(Story, UsesAllItsPictures) {
+    std::set<std::string> wanted;
+    for (const desk::ScenarioLine &line : desk::load_scenario(scenarios + "/" + GetParam() + ".scenario")) {
+        if (desk::is(line.action, "expect")) wanted.insert(line.action.text);
+    }
+    EXPECT_GE(wanted.size(), 5u);
+    std::set<std::string> there;
+    for (const auto &item : fs::directory_iterator(scenarios + "/" + GetParam())) {
+        there.insert(GetParam() + "/" + item.path().filename().string());
+    }
+    EXPECT_EQ(there, wanted);
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, Story, testing::ValuesIn(stories()),
+                         [](const auto &information) { return information.param; });
+
+TEST(Stories, AreAtLeastTen) { EXPECT_GE(stories().size(), 10u); }

@@ -1,0 +1,265 @@
+// See support.h.
+#include "support.h"
+
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <poll.h>
+#include <sstream>
+#include <stdexcept>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+
+namespace tools_test {
+
+using Clock = std::chrono::steady_clock;
+constexpr std::chrono::seconds deadline{30};
+
+bool wait_until(const std::function<bool()> &condition) {
+    const auto end = Clock::now() + deadline;
+    while (!condition()) {
+        if (Clock::now() > end) return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+    return true;
+}
+
+// ---- Programs ----
+
+// Starts a program with the given descriptors as its standard ones.
+static pid_t start(const Words &command, int input, int output, int errors) {
+    std::vector<char *> argv;
+    for (const std::string &word : command) argv.push_back(const_cast<char *>(word.c_str()));
+    argv.push_back(nullptr);
+    const pid_t pid = fork();
+    if (pid < 0) throw std::runtime_error("fork failed");
+    if (pid > 0) return pid;
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    dup2(input, STDIN_FILENO);
+    dup2(output, STDOUT_FILENO);
+    dup2(errors, STDERR_FILENO);
+    execvp(argv[0], argv.data());
+    _exit(127);
+}
+
+static int wait_for_exit(pid_t pid) {
+    int status = 0;
+    while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {}
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+// An unnamed file that holds `content`, read from its beginning.
+static FILE *scratch_file(const std::string &content = "") {
+    FILE *file = tmpfile();
+    if (file == nullptr) throw std::runtime_error("tmpfile failed");
+    fwrite(content.data(), 1, content.size(), file);
+    fflush(file);
+    rewind(file);
+    return file;
+}
+
+static std::string content_of(FILE *file) {
+    std::string content;
+    char part[4096];
+    rewind(file);
+    while (const size_t count = fread(part, 1, sizeof part, file)) content.append(part, count);
+    fclose(file);
+    return content;
+}
+
+Result run(const Words &command, const std::string &input) {
+    FILE *in = scratch_file(input);
+    FILE *out = scratch_file();
+    FILE *err = scratch_file();
+    Result result;
+    result.status = wait_for_exit(start(command, fileno(in), fileno(out), fileno(err)));
+    fclose(in);
+    result.output = content_of(out);
+    result.errors = content_of(err);
+    return result;
+}
+
+Words displayctl_command(const Words &arguments) {
+    Words command;
+    std::istringstream emulator(EMULATOR);
+    for (std::string word; std::getline(emulator, word, '|');) command.push_back(word);
+    command.push_back(DISPLAYCTL_BINARY);
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    return command;
+}
+
+Result displayctl(const Words &arguments, const std::string &input) {
+    return run(displayctl_command(arguments), input);
+}
+
+Running::Running(const Words &arguments) {
+    int in[2];
+    int out[2];
+    if (pipe2(in, O_CLOEXEC) != 0 || pipe2(out, O_CLOEXEC) != 0) throw std::runtime_error("pipe failed");
+    pid_ = start(displayctl_command(arguments), in[0], out[1], STDERR_FILENO);
+    close(in[0]);
+    close(out[1]);
+    input_ = in[1];
+    output_descriptor_ = out[0];
+}
+
+Running::~Running() {
+    if (pid_ > 0) {
+        kill(pid_, SIGKILL);
+        wait_for_exit(pid_);
+    }
+    close_input();
+    close(output_descriptor_);
+}
+
+void Running::write(const std::string &bytes) {
+    for (size_t done = 0; done < bytes.size();) {
+        const ssize_t count = ::write(input_, bytes.data() + done, bytes.size() - done);
+        if (count < 0) throw std::runtime_error(std::string("write failed: ") + strerror(errno));
+        done += size_t(count);
+    }
+}
+
+void Running::close_input() {
+    if (input_ >= 0) close(input_);
+    input_ = -1;
+}
+
+bool Running::wait_for(const std::string &part) {
+    const auto end = Clock::now() + deadline;
+    while (output_.find(part) == std::string::npos) {
+        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - Clock::now()).count();
+        pollfd waiting{output_descriptor_, POLLIN, 0};
+        if (left <= 0 || poll(&waiting, 1, int(left)) <= 0) return false;
+        char bytes[4096];
+        const ssize_t count = read(output_descriptor_, bytes, sizeof bytes);
+        if (count <= 0) return false;
+        output_.append(bytes, size_t(count));
+    }
+    return true;
+}
+
+int Running::wait() {
+    const int status = wait_for_exit(pid_);
+    pid_ = -1;
+    return status;
+}
+
+// ---- Files ----
+
+Folder::Folder() {
+    std::string name = (std::filesystem::temp_directory_path() / "tools-test-XXXXXX").string();
+    if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("mkdtemp failed");
+    path_ = name;
+}
+
+Folder::~Folder() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+}
+
+std::string Folder::write(const std::string &name, const std::string &content) const {
+    const std::string unfinished = file(name + ".unfinished");
+    std::ofstream(unfinished, std::ios::binary) << content;
+    std::filesystem::rename(unfinished, file(name));
+    return file(name);
+}
+
+std::string read_file(const std::string &path) {
+    std::ifstream file(path, std::ios::binary);
+    if (!file) throw std::runtime_error("can't read " + path);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+// ---- Bus ----
+
+static std::string bus_configuration(const std::string &address) {
+    return "<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN\" "
+           "\"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">\n"
+           "<busconfig><type>system</type><listen>" + address + "</listen><auth>EXTERNAL</auth>"
+           "<policy context=\"default\"><allow user=\"*\"/><allow own=\"*\"/>"
+           "<allow send_destination=\"*\"/><allow send_type=\"signal\"/><allow receive_sender=\"*\"/>"
+           "</policy></busconfig>\n";
+}
+
+PrivateBus::PrivateBus() {
+    address_ = "unix:path=" + folder_.file("socket");
+    const std::string configuration = folder_.write("bus.conf", bus_configuration(address_));
+    FILE *log = scratch_file();
+    const int all = fileno(log);
+    pid_ = start({"dbus-daemon", "--nofork", "--config-file=" + configuration}, all, all, all);
+    wait_until([this] {
+        ear_ = dbus_connection_open_private(address_.c_str(), nullptr);
+        return ear_ != nullptr;
+    });
+    const std::string said = content_of(log);
+    if (ear_ == nullptr || !dbus_bus_register(ear_, nullptr)) {
+        throw std::runtime_error("no private bus: " + said);
+    }
+    dbus_connection_set_exit_on_disconnect(ear_, FALSE);
+    dbus_bus_add_match(ear_, "type='signal',interface='zor.signal.Type'", nullptr);
+    dbus_connection_flush(ear_);
+    // The bus has the rule once it has answered something that came behind it.
+    dbus_bus_name_has_owner(ear_, "org.freedesktop.DBus", nullptr);
+}
+
+PrivateBus::~PrivateBus() {
+    if (ear_ != nullptr) {
+        dbus_connection_close(ear_);
+        dbus_connection_unref(ear_);
+    }
+    kill(pid_, SIGKILL);
+    wait_for_exit(pid_);
+}
+
+void PrivateBus::own_display_name() {
+    dbus_bus_request_name(ear_, "zor.signal.sink", 0, nullptr);
+}
+
+DBusMessage *PrivateBus::next_signal() {
+    const auto end = Clock::now() + deadline;
+    while (Clock::now() < end) {
+        while (DBusMessage *message = dbus_connection_pop_message(ear_)) {
+            if (dbus_message_has_interface(message, "zor.signal.Type")) return message;
+            dbus_message_unref(message);
+        }
+        if (!dbus_connection_read_write(ear_, 100)) break;
+    }
+    return nullptr;
+}
+
+// ---- Pictures ----
+
+display_tools::Frame pattern(display_tools::Size size, unsigned seed) {
+    display_tools::Frame frame{size, {}};
+    unsigned state = seed * 2654435761u + 1;
+    for (int i = 0; i < size.width * size.height; i++) {
+        state = state * 1664525u + 1013904223u;
+        frame.lit.push_back((state >> 24 & 1u) != 0);
+    }
+    return frame;
+}
+
+std::string raw_of(const display_tools::Frame &frame) {
+    std::string bytes;
+    int bits = 0;
+    int value = 0;
+    for (const bool lit : frame.lit) {
+        value += lit ? 1 << bits : 0;
+        if (++bits < 8) continue;
+        bytes += char(value);
+        bits = value = 0;
+    }
+    if (bits > 0) bytes += char(value);
+    return bytes;
+}
+
+} // namespace tools_test

@@ -1,0 +1,98 @@
+// What the tests of the tools share: running displayctl as a person would, a private bus with an ear on it,
+// temporary folders, and pictures with something to recognise in them.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include <dbus/dbus.h>
+#include <sys/types.h>
+
+#include "tools/frame.h"
+
+namespace tools_test {
+
+struct Result {
+    int status = -1; // exit status, or 128 + the signal
+    std::string output;
+    std::string errors;
+};
+
+using Words = std::vector<std::string>;
+
+// Runs a program to its end.
+Result run(const Words &command, const std::string &input = "");
+// displayctl with these arguments as a command; through the emulator in a cross build.
+Words displayctl_command(const Words &arguments);
+// Runs displayctl with these arguments.
+Result displayctl(const Words &arguments, const std::string &input = "");
+
+// displayctl running beside the test; what it writes is read bit by bit.
+class Running {
+public:
+    explicit Running(const Words &arguments);
+    ~Running();
+    Running(const Running &) = delete;
+    Running &operator=(const Running &) = delete;
+
+    void write(const std::string &bytes);
+    void close_input();
+    // Reads until the output so far contains `part`. False: it ended, or nothing came in time.
+    bool wait_for(const std::string &part);
+    const std::string &output() const { return output_; }
+    // Its end by itself: the exit status.
+    int wait();
+
+private:
+    pid_t pid_;
+    int input_;
+    int output_descriptor_;
+    std::string output_;
+};
+
+// A folder that goes with the object.
+class Folder {
+public:
+    Folder();
+    ~Folder();
+    Folder(const Folder &) = delete;
+    Folder &operator=(const Folder &) = delete;
+
+    std::string file(const std::string &name) const { return path_ + "/" + name; }
+    // Writes in one step, so that a reader never sees half of it.
+    std::string write(const std::string &name, const std::string &content) const;
+
+private:
+    std::string path_;
+};
+
+std::string read_file(const std::string &path);
+bool wait_until(const std::function<bool()> &condition);
+
+// A private dbus-daemon that allows everything.
+class PrivateBus {
+public:
+    PrivateBus();
+    ~PrivateBus();
+    PrivateBus(const PrivateBus &) = delete;
+    PrivateBus &operator=(const PrivateBus &) = delete;
+
+    const std::string &address() const { return address_; }
+    void own_display_name();
+    // The next signal on zor.signal.Type. The caller releases it; null when none came in time.
+    DBusMessage *next_signal();
+
+private:
+    Folder folder_;
+    std::string address_;
+    pid_t pid_ = -1;
+    DBusConnection *ear_ = nullptr;
+};
+
+// A picture without symmetry, different for each `seed`.
+display_tools::Frame pattern(display_tools::Size size, unsigned seed = 1);
+// Its bytes on the panel, worked out independently of the code under test.
+std::string raw_of(const display_tools::Frame &frame);
+
+} // namespace tools_test

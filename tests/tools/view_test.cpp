@@ -1,0 +1,205 @@
+// displayctl view: what it writes for frames of each kind. PNGs are read back by decode_png.py, which shares
+// nothing with the encoder.
+#include <sys/inotify.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include "support.h"
+#include "tools/png.h"
+
+using namespace display_tools;
+using namespace tools_test;
+
+static std::string decoded(const std::string &path) {
+    const Result result = run({PYTHON, TEST_SOURCE_DIR "/tests/tools/decode_png.py", path});
+    return result.status == 0 ? result.output : result.errors;
+}
+
+static Frame enlarged(const Frame &frame, int scale) {
+    Frame large{{frame.size.width * scale, frame.size.height * scale}, {}};
+    for (int y = 0; y < large.size.height; y++) {
+        for (int x = 0; x < large.size.width; x++) large.lit.push_back(frame.at(x / scale, y / scale));
+    }
+    return large;
+}
+
+TEST(Png, ShowsTheFrame) {
+    const Folder folder;
+    for (const Size size : {Size{64, 128}, Size{128, 66}, Size{1, 1}, Size{7, 3}, Size{9, 1}}) {
+        const Frame frame = pattern(size);
+        EXPECT_EQ(decoded(folder.write("a.png", to_png(frame))), to_pbm(frame));
+    }
+}
+
+TEST(Png, MayBeEnlarged) {
+    const Folder folder;
+    // The last is longer than one stored block of 65535 bytes.
+    for (const int scale : {2, 3, 32}) {
+        const Frame frame = pattern(DEVICE_SIZE);
+        EXPECT_EQ(decoded(folder.write("a.png", to_png(frame, scale))), to_pbm(enlarged(frame, scale)));
+    }
+}
+
+// ---- Pictures from each source ----
+
+TEST(View, RawAndPbmFilesToPngAndPbm) {
+    const Folder folder;
+    for (const Size size : {DEVICE_SIZE, LAYOUT_SIZE}) {
+        const Frame frame = pattern(size);
+        for (const std::string &content : {raw_of(frame), to_pbm(frame)}) {
+            const std::string source = folder.write("frame", content);
+            const Result result = displayctl({"view", source, "--png", folder.file("a.png"), "--pbm",
+                                              folder.file("a.pbm"), "--scale", "2"});
+            EXPECT_EQ(result.status, 0) << result.errors;
+            EXPECT_EQ(result.output + result.errors, "");
+            EXPECT_EQ(decoded(folder.file("a.png")), to_pbm(enlarged(frame, 2)));
+            EXPECT_EQ(read_file(folder.file("a.pbm")), to_pbm(frame));
+        }
+    }
+}
+
+TEST(View, StandardInputToTheTerminal) {
+    const Frame frame = pattern(DEVICE_SIZE);
+    for (const std::string &content : {raw_of(frame), to_pbm(frame)}) {
+        const Result result = displayctl({"view", "-"}, content);
+        EXPECT_EQ(result.status, 0) << result.errors;
+        EXPECT_EQ(result.output, to_half_blocks(frame));
+        EXPECT_EQ(result.errors, "");
+    }
+}
+
+TEST(View, AWholeMemoryPageIsShownWithANote) {
+    const Frame frame = pattern(DEVICE_SIZE);
+    const Result result = displayctl({"view", "-"}, raw_of(frame) + std::string(3072, 'x'));
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.output, to_half_blocks(frame));
+    EXPECT_NE(result.errors.find("3072 bytes behind"), std::string::npos) << result.errors;
+}
+
+TEST(View, TheSizeCanBeGiven) {
+    const Frame frame = pattern({40, 30});
+    const Result result = displayctl({"view", "--size", "40x30", "--pbm", "-", "-"}, raw_of(frame));
+    EXPECT_EQ(result.status, 0) << result.errors;
+    EXPECT_EQ(result.output, to_pbm(frame));
+}
+
+TEST(View, APngGoesToStandardOutputToo) {
+    const Folder folder;
+    const Frame frame = pattern(LAYOUT_SIZE);
+    const Result result = displayctl({"view", "--png", "-", "-"}, raw_of(frame));
+    EXPECT_EQ(decoded(folder.write("a.png", result.output)), to_pbm(frame));
+}
+
+// ---- Following ----
+
+TEST(Follow, AFileIsShownAgainWhenItChanges) {
+    const Folder folder;
+    const Frame first = pattern(DEVICE_SIZE, 1);
+    const Frame second = pattern(DEVICE_SIZE, 2);
+    const std::string path = folder.write("fb0", raw_of(first));
+    Running view({"view", "--follow", path});
+    ASSERT_TRUE(view.wait_for(to_half_blocks(first)));
+    folder.write("fb0", raw_of(second));
+    ASSERT_TRUE(view.wait_for(to_half_blocks(second)));
+    EXPECT_EQ(view.output(), to_half_blocks(first) + to_half_blocks(second));
+}
+
+TEST(Follow, APictureFileIsRenewed) {
+    const Folder folder;
+    const Frame second = pattern(DEVICE_SIZE, 2);
+    const std::string path = folder.write("fb0", raw_of(pattern(DEVICE_SIZE, 1)));
+    Running view({"view", "--follow", "--pbm", folder.file("a.pbm"), path});
+    ASSERT_TRUE(wait_until([&] { return access(folder.file("a.pbm").c_str(), F_OK) == 0; }));
+    EXPECT_EQ(read_file(folder.file("a.pbm")), to_pbm(pattern(DEVICE_SIZE, 1)));
+    folder.write("fb0", raw_of(second));
+    EXPECT_TRUE(wait_until([&] { return read_file(folder.file("a.pbm")) == to_pbm(second); }));
+}
+
+// Returns when another process has read the file that is at `path` now.
+static void wait_until_read(const std::string &path) {
+    const int watch = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+    ASSERT_GE(inotify_add_watch(watch, path.c_str(), IN_CLOSE_NOWRITE), 0);
+    inotify_event event;
+    EXPECT_TRUE(wait_until([&] { return read(watch, &event, sizeof event) > 0; }));
+    close(watch);
+}
+
+TEST(Follow, AMomentWithoutAFrameIsBridgedAndALongOneEnds) {
+    const Folder folder;
+    const Frame first = pattern(DEVICE_SIZE, 1);
+    const Frame second = pattern(DEVICE_SIZE, 2);
+    const std::string path = folder.write("fb0", raw_of(first));
+    Running view({"view", "--follow", path});
+    ASSERT_TRUE(view.wait_for(to_half_blocks(first)));
+    wait_until_read(folder.write("fb0", "half a frame"));
+    folder.write("fb0", raw_of(second));
+    ASSERT_TRUE(view.wait_for(to_half_blocks(second)));
+    unlink(path.c_str());
+    EXPECT_EQ(view.wait(), 1);
+}
+
+TEST(Follow, StandardInputIsFrameAfterFrame) {
+    const Frame first = pattern(DEVICE_SIZE, 1);
+    const Frame second = pattern(DEVICE_SIZE, 2);
+    Running view({"view", "--follow", "-"});
+    view.write(raw_of(first).substr(0, 500));
+    view.write(raw_of(first).substr(500));
+    ASSERT_TRUE(view.wait_for(to_half_blocks(first)));
+    view.write(raw_of(first));
+    view.write(raw_of(second));
+    ASSERT_TRUE(view.wait_for(to_half_blocks(second)));
+    EXPECT_EQ(view.output(), to_half_blocks(first) + to_half_blocks(second));
+    view.close_input();
+    EXPECT_EQ(view.wait(), 0);
+}
+
+TEST(Follow, AStreamThatEndsWithinAFrameIsAFailure) {
+    const Result result = displayctl({"view", "--follow", "--size", "128x66", "-"}, std::string(1500, '\0'));
+    EXPECT_EQ(result.status, 1);
+    EXPECT_NE(result.errors.find("444 of the 1056 bytes"), std::string::npos) << result.errors;
+}
+
+// ---- What goes wrong ----
+
+TEST(View, FailuresSayWhatToDo) {
+    const Folder folder;
+    const std::string frame = folder.write("frame", std::string(1024, '\0'));
+    const struct {
+        Words words;
+        int status;
+        const char *said;
+    } cases[] = {
+        {{"/nonexistent"}, 1, "name a framebuffer device, a file, or -"},
+        {{"/dev/null"}, 1, "no framebuffer"},
+        {{folder.write("odd", "12345")}, 1, "--size WxH"},
+        {{frame, "--size", "128x66"}, 1, "has 1056 bytes"},
+        {{frame, "--png", "/nonexistent/a.png"}, 1, "can't write /nonexistent/a.png"},
+        {{frame, "--png", "/dev/full"}, 1, "can't write /dev/full"},
+        {{frame, "--size", "64"}, 2, "WIDTHxHEIGHT"},
+        {{frame, "--size", "0x128"}, 2, "from 1 to 4096"},
+        {{frame, "--size", "64x5000"}, 2, "from 1 to 4096"},
+        {{frame, "--scale", "33"}, 2, "from 1 to 32"},
+        {{folder.write("wide", std::string(512, 'x')), "--size", "4096x1", "--scale", "5", "--png", "-"}, 1,
+         "smaller --scale"},
+        {{frame, "--scale", "two"}, 2, "not 'two'"},
+        {{frame, "--png"}, 2, "'--png' needs a value"},
+        {{frame, "--png", ""}, 2, "--png needs a file name"},
+        {{frame, "--png", "-", "--pbm", "-"}, 2, "only one"},
+        {{frame, frame}, 2, "leave"},
+    };
+    for (const auto &one : cases) {
+        Words words = one.words;
+        words.insert(words.begin(), "view");
+        const Result result = displayctl(words);
+        EXPECT_EQ(result.status, one.status) << one.said;
+        EXPECT_NE(result.errors.find(one.said), std::string::npos) << result.errors;
+        EXPECT_EQ(result.output, "");
+    }
+}
+
+TEST(View, EndlessInputIsAFailure) {
+    const Result result = displayctl({"view", "-"}, std::string((20u << 20) + 1, '\0'));
+    EXPECT_EQ(result.status, 1);
+    EXPECT_NE(result.errors.find("without an end"), std::string::npos) << result.errors;
+}
