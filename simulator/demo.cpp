@@ -16,13 +16,21 @@ struct Area {
 static constexpr Area everywhere{0, 0, 128, 128};
 static constexpr Area connectivity_row{0, 0, 128, 16};
 static constexpr Area mode_text{20, 50, 88, 16};
+static constexpr Area voltage{9, 18, 55, 30};
+static constexpr Area source_icon{5, 50, 13, 16};
+static constexpr Area box_in_front{5, 5, 59, 54};
+
+struct Command {
+    std::string word;
+    std::vector<desk::Argument> further = {};
+};
 
 struct Step {
     const char *caption;
     // Happens to the box before the command; may be empty.
     std::function<void(desk::Box &)> event;
     // Sent one after the other; may be none.
-    std::vector<std::string> commands;
+    std::vector<Command> commands;
     // How long the panel follows: the mode row is redrawn twice a second, the connectivity row each two
     // seconds.
     int64_t settle_ms;
@@ -36,16 +44,33 @@ static void join_network(desk::Box &box) {
     box.set_wifi_link(true);
 }
 
+static void supply_sinks(desk::Box &box) {
+    box.set_supply_volts(11.3);
+}
+
+static void supply_gone(desk::Box &box) {
+    box.set_supply_volts(0.2);
+    box.set_jack_millivolts(12300);
+    box.set_jack_ready(true);
+}
+
 static const std::vector<Step> &steps() {
     static const std::vector<Step> all = {
         {"Start-up", nullptr, {}, 2500, {everywhere}},
-        {"A phone connects by Bluetooth: chan_bt", nullptr, {"chan_bt"}, 600, {connectivity_row}},
-        {"The coprocessor is ready: M4_ready", nullptr, {"M4_ready"}, 600, {mode_text}},
-        {"Recording, confirmed by the coprocessor: REC_ON, M4_COMM", nullptr, {"REC_ON", "M4_COMM"}, 600,
+        {"A phone connects by Bluetooth: chan_bt", nullptr, {{"chan_bt"}}, 600, {connectivity_row}},
+        {"The coprocessor is ready: M4_ready", nullptr, {{"M4_ready"}}, 600, {mode_text}},
+        {"Recording, confirmed by the coprocessor: REC_ON, M4_COMM", nullptr, {{"REC_ON"}, {"M4_COMM"}}, 600,
          {mode_text}},
         {"Bluetooth gone (chan_timeout), the box joins the network Workshop at -48 dBm", join_network,
-         {"chan_timeout"}, 2500, {connectivity_row}},
-        {"Power goes down, the serial number shows: p_off", nullptr, {"p_off"}, 2500,
+         {{"chan_timeout"}}, 2500, {connectivity_row}},
+        {"The supply voltage falls", supply_sinks, {}, 600, {voltage}},
+        {"It fails, and the voltage comes from the vehicle jack", supply_gone, {}, 600, {voltage, source_icon}},
+        {"A firmware update of 120 s begins: cd_update 120 MAIN_FW", nullptr,
+         {{"cd_update", {int32_t{120}, "MAIN_FW"}}}, 600, {box_in_front}},
+        {"Half of it is done, a minute later", nullptr, {}, 60000, {box_in_front}},
+        {"It fails: M4_error", nullptr, {{"M4_error"}}, 600, {box_in_front}},
+        {"The message is cleared: clear_msg", nullptr, {{"clear_msg"}}, 600, {box_in_front}},
+        {"Power goes down, the serial number shows: p_off", nullptr, {{"p_off"}}, 2500,
          {connectivity_row, mode_text}},
     };
     return all;
@@ -53,7 +78,7 @@ static const std::vector<Step> &steps() {
 
 static void perform(desk::Desk &desk, const Step &step) {
     if (step.event) step.event(desk.box());
-    for (const std::string &command : step.commands) desk.send_and_settle(command, {}, 10);
+    for (const Command &command : step.commands) desk.send_and_settle(command.word, command.further, 10);
     desk.advance(step.settle_ms);
 }
 
@@ -68,9 +93,13 @@ static void expect_change(const Step &step, const desk::Picture &before, const d
     }
 }
 
-// The narrow panel is higher than most terminals: its dots go eight to a character.
+// The narrow panel is higher than most terminals: its dots go eight to a character, and rows that stay dark at
+// its end are left out.
 static std::string drawn(const desk::Picture &picture) {
-    return picture.width() < 100 ? picture.to_braille() : picture.to_half_blocks();
+    if (picture.width() >= 100) return picture.to_half_blocks();
+    int height = picture.height();
+    while (height > 66 && picture.part(0, height - 1, picture.width(), 1).count_lit() == 0) --height;
+    return picture.part(0, 0, picture.width(), height).to_braille();
 }
 
 void play_demo(desk::Desk &desk) {
