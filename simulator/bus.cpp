@@ -101,6 +101,10 @@ void Bus::round_trip() {
     while (DBusMessage *unasked = dbus_connection_pop_message(connection_)) dbus_message_unref(unasked);
 }
 
+void Bus::catch_up() {
+    if (connection_ != nullptr) round_trip();
+}
+
 DBusConnection *Bus::connection() const {
     if (connection_ == nullptr) throw Error("the desk's bus has been stopped");
     return connection_;

@@ -33,6 +33,11 @@ public:
     // Sends any message, made by the caller with libdbus; the caller keeps its reference.
     void send_message(DBusMessage *message);
 
+    // Gives the bus time to pass on what it holds. A message larger than a socket's buffer reaches the daemon in
+    // pieces, while the daemon reads; this between its passes keeps their number the same on a busy machine.
+    // Nothing happens when the bus has been stopped.
+    void catch_up();
+
     bool name_has_owner(const std::string &name);
     // Owns `name` with the desk's connection, e.g. before the daemon asks for it. False: somebody has it
     // already.

@@ -243,6 +243,7 @@ void Desk::advance(int64_t ms) {
 bool Desk::advance_until(const std::function<bool()> &condition, int64_t limit_ms) {
     for (int64_t passed = 0; !condition(); passed++) {
         if (passed >= limit_ms) return false;
+        if (bus_) bus_->catch_up();
         advance(1);
     }
     return true;

@@ -1,5 +1,5 @@
-// display-sim: the daemon on a desk, its panel in the terminal. Commands come from any program that can send a D-Bus
-// signal; the line that does it stands above the panel.
+// display-sim: the daemon on a desk, its panel in the terminal and on a page in the browser. Commands come from
+// the page, or from any program that can send a D-Bus signal; the line that does it stands above the panel.
 #include <cstdio>
 #include <cstdlib>
 #include <string>

@@ -1,6 +1,6 @@
-// The events that the page gets: what is published here goes to everyone who listens. A newcomer first gets what it
-// must know: the newest event of each kept name, the newest ones of those names that are a history, and an event
-// "caught-up". Published by the driving thread, listened to by the web server's threads.
+// The events that the page gets: what is published here goes to everyone who listens. A newcomer first gets
+// what it must know: the newest event of each kept name, the newest ones of those names that are a history,
+// and an event "caught-up". Published by the driving thread, listened to by the web server's threads.
 #pragma once
 
 #include <chrono>
@@ -37,8 +37,8 @@ public:
     // Nothing when too many listen already or when the hub is closed.
     std::shared_ptr<Listener> join();
     void leave(const std::shared_ptr<Listener> &listener);
-    // What has come for this listener; empty when `limit` passed without any. Nothing when the stream is over: the
-    // hub is closed, or the listener was too slow and must join anew.
+    // What has come for this listener; empty when `limit` passed without any. Nothing when the stream is
+    // over: the hub is closed, or the listener was too slow and must join anew.
     std::optional<std::string> next(Listener &listener, std::chrono::milliseconds limit);
 
     size_t listeners();

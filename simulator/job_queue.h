@@ -1,5 +1,5 @@
-// The way from the web server's threads to the one thread that drives the stage: a job is handed over here and its
-// sender waits until it has been done. What a job throws, its sender gets.
+// The way from the web server's threads to the one thread that drives the stage: a job is handed over here
+// and its sender waits until it has been done. What a job throws, its sender gets.
 #pragma once
 
 #include <chrono>
@@ -13,8 +13,8 @@ namespace desk {
 
 class JobQueue {
 public:
-    // From any thread but the driving one: returns when `job` is done. Throws what it threw, or Error when the
-    // queue has been closed.
+    // From any thread but the driving one: returns when `job` is done. Throws what it threw, or Error when
+    // the queue has been closed.
     void run(const std::function<void()> &job);
 
     // The driving thread: does the jobs that arrive until `end`; at least those that are waiting.

@@ -38,7 +38,9 @@ static std::string send_line(desk::Desk &desk) {
            " --type=signal /zor/signal zor.signal.Type.Display string:chan_bt";
 }
 
-static std::string folders_line(desk::Desk &desk) { return "The box's folders: " + desk.box().folder() + "   Ctrl-C ends."; }
+static std::string folders_line(desk::Desk &desk) {
+    return "The box's folders: " + desk.box().folder() + "   Ctrl-C ends.";
+}
 
 static int height_in(const winsize &size, const std::string &line) {
     const int columns = size.ws_col > 0 ? size.ws_col : 80;
@@ -70,7 +72,8 @@ static std::string whole_screen(desk::Desk &desk, const std::string &line, const
     return text + "\n" + drawn(picture, size, left);
 }
 
-void show_live(desk::Stage &stage, desk::View view, const std::string &line, const std::function<void()> &turn) {
+void show_live(desk::Stage &stage, desk::View view, const std::string &line,
+               const std::function<void()> &turn) {
     const TerminalScreen screen;
     desk::Picture shown;
     winsize shown_size = {};

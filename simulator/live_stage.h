@@ -1,5 +1,5 @@
-// The live tool: both daemons on a stage that keeps up with the wall clock, the panel in the terminal and the page in
-// the browser.
+// The live tool: both daemons on a stage that keeps up with the wall clock, the panel in the terminal and the
+// page in the browser.
 #pragma once
 
 #include <optional>

@@ -25,7 +25,8 @@ void Pace::forget_lag() {
 
 void Pace::set_speed(double speed) {
     if (!(speed >= 0.0 && speed <= fastest)) {
-        throw Error("the speed is a number from 0 (stand still) to " + std::to_string(static_cast<int>(fastest)));
+        const std::string highest = std::to_string(static_cast<int>(fastest));
+        throw Error("the speed is a number from 0 (stand still) to " + highest);
     }
     forget_lag();
     speed_ = speed;

@@ -1,6 +1,6 @@
-// Lets a stage that moves in steps keep up with the wall clock, at a speed that may be changed at any time. So a live
-// display is as repeatable as a played one: what is done to it happens between two steps, at a whole millisecond of
-// the daemons' clock.
+// Lets a stage that moves in steps keep up with the wall clock, at a speed that may be changed at any time.
+// So a live display is as repeatable as a played one: what is done to it happens between two steps, at a
+// whole millisecond of the daemons' clock.
 #pragma once
 
 #include <chrono>

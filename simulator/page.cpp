@@ -55,9 +55,12 @@ void Page::watch_wait() {
 /* ---- what the pages ask for ---- */
 
 static void refuse_what_a_page_cannot_do(const std::string &line, const Action &action) {
-    const bool control = std::any_of(line.begin(), line.end(), [](unsigned char c) { return c < ' ' && c != '\t'; });
+    const auto is_control = [](unsigned char c) { return c < ' ' && c != '\t'; };
+    const bool control = std::any_of(line.begin(), line.end(), is_control);
     if (control) throw ScenarioError("one line at a time, without control characters");
-    if (is(action, "expect")) throw ScenarioError("'expect' compares with a file beside a scenario; a page has none");
+    if (is(action, "expect")) {
+        throw ScenarioError("'expect' compares with a file beside a scenario; a page has none");
+    }
     if (is(action, "wait") && action.number > longest_wait_ms) throw ScenarioError("wait 10 minutes at most");
 }
 

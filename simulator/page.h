@@ -1,6 +1,6 @@
-// The simulator's web page, seen from the thread that drives the stage. This class carries out what the pages ask for,
-// keeps the recording, and tells all open pages what has changed: pictures, log lines, the box. page_routes.cpp
-// says under which addresses, web/ is the page itself.
+// The simulator's web page, seen from the thread that drives the stage. This class carries out what the pages
+// ask for, keeps the recording, and tells all open pages what has changed: pictures, log lines, the box.
+// page_routes.cpp says under which addresses, web/ is the page itself.
 //
 //     desk::Page page(stage, pace, 0);
 //     std::puts(page.address().c_str());
@@ -24,15 +24,16 @@ namespace desk {
 
 class Page {
 public:
-    // Serves the page on that port of 127.0.0.1, 0 for a free one, from now on. A line that waits on the daemons'
-    // clock is given up when `end_wanted`. Throws Error.
+    // Serves the page on that port of 127.0.0.1, 0 for a free one, from now on. A line that waits on the
+    // daemons' clock is given up when `end_wanted`. Throws Error.
     Page(Stage &stage, Pace &pace, int port, std::function<bool()> end_wanted);
     ~Page();
 
     std::string address() const { return server_.address(); }
 
-    // One turn of the live loop, some 10 ms: does what the pages ask for, lets the daemons' time pass and publishes
-    // what changed. A daemon that ended is shown on the page, where it can be started again; nothing is thrown.
+    // One turn of the live loop, some 10 ms: does what the pages ask for, lets the daemons' time pass and
+    // publishes what changed. A daemon that ended is shown on the page, where it can be started again;
+    // nothing is thrown.
     void turn();
     // Why nothing moves any more; empty while the daemons run.
     const std::string &trouble() const { return trouble_; }

@@ -1,4 +1,5 @@
-// The files of web/, built into the program: the page needs nothing beside it and nothing else can be asked for.
+// The files of web/, built into the program: the page needs nothing beside it and nothing else can be asked
+// for.
 #pragma once
 
 #include <cstddef>

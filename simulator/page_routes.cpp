@@ -1,5 +1,5 @@
-// The addresses of the page and what stands behind each. Handlers run in the web server's threads: whatever touches
-// the stage is handed to the driving thread as a job.
+// The addresses of the page and what stands behind each. Handlers run in the web server's threads: whatever
+// touches the stage is handed to the driving thread as a job.
 //
 //     GET  /  /page.js  /style.css    the page, built into the program
 //     GET  /events                    pictures, log lines, state, time, as they change (Server-Sent Events)
@@ -96,7 +96,9 @@ void Page::add_questions() {
     routes.Get("/api/vocabulary", [](const Request &, Response &response) {
         answer(response, 200, vocabulary_json());
     });
-    routes.Get("/api/commands", [](const Request &, Response &response) { answer(response, 200, commands_json()); });
+    routes.Get("/api/commands", [](const Request &, Response &response) {
+        answer(response, 200, commands_json());
+    });
     routes.Get("/api/state", [this](const Request &, Response &response) {
         answer_for(jobs_, response, [&] { answer(response, 200, state()); });
     });

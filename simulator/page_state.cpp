@@ -97,7 +97,8 @@ static std::string as_argument(const std::string &command_name, const std::strin
 std::vector<std::string> lines_between(const BoxReport &before, const BoxReport &after) {
     std::vector<std::string> lines;
     for (const auto &entry : after) {
-        if (!contains(before, entry)) lines.push_back(entry.first + " " + as_argument(entry.first, entry.second));
+        if (contains(before, entry)) continue;
+        lines.push_back(entry.first + " " + as_argument(entry.first, entry.second));
     }
     return lines;
 }

@@ -1,6 +1,7 @@
-// What the page shows of the box, read from the box itself, so that a file changed by hand shows too. Each part of
-// the box is given as the scenario command that makes it so: {"supply", "12.4"}, {"wifi", "up"}, {"serial", "none"}.
-// The page's controls, the recorder's first lines and a person's own lines all speak that language.
+// What the page shows of the box, read from the box itself, so that a file changed by hand shows too. Each
+// part of the box is given as the scenario command that makes it so: {"supply", "12.4"}, {"wifi", "up"},
+// {"serial", "none"}. The page's controls, the recorder's first lines and a person's own lines all speak that
+// language.
 #pragma once
 
 #include <string>

@@ -1,6 +1,6 @@
-// Writes down what is done to a stage as a scenario: each line as it was carried out, with the waits between them on
-// the daemons' clock. Played back in stepped time it gives the same pictures, because the live stage moves in steps
-// too.
+// Writes down what is done to a stage as a scenario: each line as it was carried out, with the waits between
+// them on the daemons' clock. Played back in stepped time it gives the same pictures, because the live stage
+// moves in steps too.
 #pragma once
 
 #include <cstdint>

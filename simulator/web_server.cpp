@@ -18,7 +18,8 @@ static constexpr size_t worker_threads = most_listeners + 8;
 
 static const httplib::Headers fixed_headers = {
     {"Cache-Control", "no-store"},
-    {"Content-Security-Policy", "default-src 'self'; img-src 'self' data:; frame-ancestors 'none'; base-uri 'none'"},
+    {"Content-Security-Policy",
+     "default-src 'self'; img-src 'self' data:; frame-ancestors 'none'; base-uri 'none'"},
     {"Cross-Origin-Resource-Policy", "same-origin"},
     {"Referrer-Policy", "no-referrer"},
     {"X-Content-Type-Options", "nosniff"},
@@ -56,12 +57,14 @@ static int refusal(const httplib::Request &request, int port) {
     return has_honest_body(request) ? 0 : 411;
 }
 
-static httplib::Server::HandlerResponse guard(const httplib::Request &request, httplib::Response &response, int port) {
+using Handled = httplib::Server::HandlerResponse;
+
+static Handled guard(const httplib::Request &request, httplib::Response &response, int port) {
     const int status = refusal(request, port);
-    if (status == 0) return httplib::Server::HandlerResponse::Unhandled;
+    if (status == 0) return Handled::Unhandled;
     response.status = status;
     response.set_content("This simulator answers only its own page.\n", "text/plain; charset=utf-8");
-    return httplib::Server::HandlerResponse::Handled;
+    return Handled::Handled;
 }
 
 // A port in use must be an error, not shared with whoever has it.

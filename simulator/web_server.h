@@ -1,10 +1,10 @@
-// A small web server for the person at this machine: it listens on 127.0.0.1 alone, answers only those who call it by
-// that name, and knows no files. Who registers routes decides what it serves. Requests are handled by threads of its
-// own.
+// A small web server for the person at this machine: it listens on 127.0.0.1 alone, answers only those who
+// call it by that name, and knows no files. Who registers routes decides what it serves. Requests are handled
+// by threads of its own.
 //
-// A page from elsewhere that is open in the same browser must not get at it: a request whose Host header names
-// anything but this server (a foreign name that was pointed at 127.0.0.1) and a POST whose Origin is another page's
-// are refused with 403. Bodies are short and of announced length.
+// A page from elsewhere that is open in the same browser must not get at it: a request whose Host header
+// names anything but this server (a foreign name that was pointed at 127.0.0.1) and a POST whose Origin is
+// another page's are refused with 403. Bodies are short and of announced length.
 #pragma once
 
 #include <memory>

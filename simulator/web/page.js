@@ -1,6 +1,6 @@
-// The page's doings: shows what the simulator tells over its stream of events, and posts lines of the scenario
-// language for whatever is pressed, typed or moved. It knows no word and no command of its own: the words come from
-// the server, the controls carry the command that they stand for.
+// The page's doings: shows what the simulator tells over its stream of events, and posts lines of the
+// scenario language for whatever is pressed, typed or moved. It knows no word and no command of its own: the
+// words come from the server, the controls carry the command that they stand for.
 'use strict';
 
 const $ = (id) => document.getElementById(id);
@@ -97,8 +97,9 @@ function wordForm(entry) {
   const button = wordButton(entry);
   button.type = 'submit';
   const fields = entry.arguments.map((argument) => make('input', {
-    type: argument.type === 'i' ? 'number' : 'text', name: argument.name, ariaLabel: `${entry.word}: ${argument.name}`,
-    title: argument.name, placeholder: argument.name, value: examples[argument.name] ?? '', autocomplete: 'off',
+    type: argument.type === 'i' ? 'number' : 'text', name: argument.name, title: argument.name,
+    ariaLabel: `${entry.word}: ${argument.name}`, placeholder: argument.name,
+    value: examples[argument.name] ?? '', autocomplete: 'off',
     min: -2147483648, max: 2147483647, required: argument.type === 'i',
   }));
   const form = make('form', {className: 'filled'}, button, ...fields);
@@ -188,7 +189,8 @@ function furnishMeasure(place) {
   slider.addEventListener('input', () => { number.value = slider.value; set(slider.value); });
   number.addEventListener('change', () => { if (number.value !== '') set(number.value); });
   present.addEventListener('change', () => set(present.checked ? number.value || first : 'none'));
-  place.append(make('span', {textContent: label}), make('label', {className: 'switch'}, present, place.dataset.switch),
+  place.append(make('span', {textContent: label}),
+    make('label', {className: 'switch'}, present, place.dataset.switch),
     slider, make('span', {className: 'value'}, number, make('span', {className: 'unit', textContent: unit})));
   return (word) => {
     const none = word === 'none';
@@ -220,7 +222,9 @@ function furnishText(field) {
 const shows = {};
 
 function furnishBox() {
-  for (const place of document.querySelectorAll('.measure')) shows[place.dataset.command] = furnishMeasure(place);
+  for (const place of document.querySelectorAll('.measure')) {
+    shows[place.dataset.command] = furnishMeasure(place);
+  }
   for (const box of document.querySelectorAll('input[type=checkbox][data-command]')) {
     shows[box.dataset.command] = furnishSwitch(box);
   }

@@ -28,7 +28,8 @@ def wait_for(condition, what, deadline=20):
         if value:
             return value
         if time.monotonic() > end:
-            raise AssertionError(f"waited {deadline * PATIENCE:.0f} s in vain for: {what() if callable(what) else what}")
+            awaited = what() if callable(what) else what
+            raise AssertionError(f"waited {deadline * PATIENCE:.0f} s in vain for: {awaited}")
         time.sleep(0.02)
 
 

@@ -91,7 +91,8 @@ class Words(BrowserTest):
         with open(os.path.join(SOURCE, "app", "vocabulary.def"), encoding="utf-8") as file:
             meanings = dict(re.findall(r'^DISPLAY_COMMAND\("(\w+)".*"([^"]*)"\)', file.read(), re.M))
         buttons = self.browser.script("""
-            return Object.fromEntries([...document.querySelectorAll('button.word')].map((b) => [b.textContent, b.title]));""")
+            const buttons = [...document.querySelectorAll('button.word')];
+            return Object.fromEntries(buttons.map((button) => [button.textContent, button.title]));""")
         self.assertEqual(buttons, meanings)
         self.assertEqual(set(buttons), set(WORDS) | OTHER_WORDS)
         titles = self.browser.script("return [...document.querySelectorAll('.group h3')].map((h) => h.textContent)")
@@ -185,13 +186,16 @@ class Keys(BrowserTest):
             name = self.browser.script("""
                 const e = document.activeElement;
                 const style = getComputedStyle(e.closest('.segments label') ?? e);
-                const named = e.ariaLabel || e.getAttribute('aria-labelledby') || e.labels?.length || e.textContent.trim();
+                const named = e.ariaLabel || e.getAttribute('aria-labelledby') || e.labels?.length ||
+                              e.textContent.trim();
                 if (e !== document.body && !named) throw new Error('no name: ' + e.outerHTML);
-                if (e !== document.body && style.outlineStyle === 'none') throw new Error('no focus to be seen: ' + e.outerHTML);
+                if (e !== document.body && style.outlineStyle === 'none') {
+                  throw new Error('no focus to be seen: ' + e.outerHTML);
+                }
                 return e.id || e.dataset.command || e.dataset.word || e.name || '';""")
             reached.add(name)
-        self.assertTrue({"line", "restart", "record", "step", "chan_usb", "M4_COMM", "Error_Code", "cd_update", "supply",
-                         "jack", "jack-ready", "wifi", "ssid", "noise", "serial", "bluetooth", "warranty-lock",
+        self.assertTrue({"line", "restart", "record", "step", "chan_usb", "M4_COMM", "Error_Code", "cd_update",
+                         "supply", "jack", "jack-ready", "wifi", "ssid", "noise", "serial", "bluetooth", "warranty-lock",
                          "hotspot", "activity-alt", "firmware-type", "png-device", "png-layout", "log", "speed",
                          "variant", "bare"} <= reached, reached)
 
@@ -275,8 +279,8 @@ class Box(BrowserTest):
             self.wait_for_box(command, before)
 
     def test_switches(self):
-        for command, words in (("jack-ready", ("on", "off")), ("wifi", ("up", "down")), ("warranty-lock", ("off", "on")),
-                               ("hotspot", ("off", "on")), ("activity-alt", ("on", "off"))):
+        for command, words in (("jack-ready", ("on", "off")), ("wifi", ("up", "down")),
+                               ("warranty-lock", ("off", "on")), ("hotspot", ("off", "on")), ("activity-alt", ("on", "off"))):
             for word in words:
                 self.browser.click(f"input[type=checkbox][data-command={command}]")
                 self.wait_for_box(command, word)
@@ -322,9 +326,10 @@ class Starts(BrowserTest):
         self.assert_shows("production")
 
     def test_debug_panel(self):
-        self.simulator.do("signal -61", "noise -90")
+        self.simulator.do("ssid HomeNet", "signal -55", "noise -92")
         self.restart_as("debug")
-        self.simulator.do("wait 600ms")
+        self.simulator.do("wait 2600ms")
+        self.assert_shows("wifi_debug")
         self.assertEqual(self.simulator.state()["variant"], "debug")
         self.browser.wait("document.querySelector('input[name=variant]:checked').value === 'debug'")
 
@@ -410,7 +415,8 @@ class Saving(BrowserTest):
             path = os.path.join(folder, "recorded.scenario")
             with open(path, "wb") as file:
                 file.write(self.download("#download", "recorded.scenario"))
-            played = subprocess.run([PROGRAM, "play", path, "--out", folder], capture_output=True, text=True, check=False)
+            played = subprocess.run([PROGRAM, "play", path, "--out", folder], capture_output=True, text=True,
+                                    check=False)
             self.assertEqual(played.returncode, 0, played.stdout + played.stderr)
             for name, both in seen.items():
                 for view in VIEWS:
@@ -442,7 +448,7 @@ class Several(BrowserTest):
         self.browser.wait("document.getElementById('link').textContent === 'Not connected'")
         returned = Simulator("--port", str(simulator.port))
         self.addCleanup(returned.close)
-        self.browser.wait("document.getElementById('link').textContent === 'Running'", "the page to come back by itself")
+        self.browser.wait("document.getElementById('link').textContent === 'Running'", "the page to come back")
         self.browser.open("about:blank")
         self.browser.complaints()  # of the lost connection, of which the browser tells by itself
 

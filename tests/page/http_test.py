@@ -89,8 +89,8 @@ class Served(PageTest):
             self.assertEqual(headers["X-Content-Type-Options"], "nosniff")
 
     def test_no_other_file(self):
-        for path in ("/../../etc/passwd", "/%2e%2e/%2e%2e/etc/passwd", "/..%2f..%2fetc/passwd", "/page.js/../../etc/passwd",
-                     "//etc/passwd", "/etc/passwd", "/index.html", "/web/index.html", "/page.js/", "/page_js",
+        for path in ("/../../etc/passwd", "/%2e%2e/%2e%2e/etc/passwd", "/..%2f..%2fetc/passwd",
+                     "/page.js/../../etc/passwd", "//etc/passwd", "/etc/passwd", "/index.html", "/web/index.html", "/page.js/", "/page_js",
                      "/style.css%00.png", "/.git/config", "/api/", "/api/../page.cpp"):
             connection = http.client.HTTPConnection("127.0.0.1", self.simulator.port, timeout=20 * PATIENCE)
             connection.request("GET", path)
@@ -112,16 +112,16 @@ class Served(PageTest):
                 self.assertEqual(self.picture(view, scale), self.picture(view))
 
     def test_pictures_that_do_not_exist(self):
-        for query in ("", "?view=", "?view=wide", "?view=device&scale=0", "?view=device&scale=17", "?view=device&scale=x",
-                      "?view=layout&scale=99999999999"):
+        for query in ("", "?view=", "?view=wide", "?view=device&scale=0", "?view=device&scale=17",
+                      "?view=device&scale=x", "?view=layout&scale=99999999999"):
             self.assertEqual(self.simulator.request("/api/picture.png" + query)[0], 400, query)
 
 
 class Refused(PageTest):
     def test_foreign_names(self):
         port = self.simulator.port
-        for name in ("example.org", f"example.org:{port}", "127.0.0.1", "localhost", f"127.0.0.1:{port + 1}", f"127.0.0.2:{port}",
-                     f"127.0.0.1.example.org:{port}", f"localhost.:{port}", f"[::1]:{port}", ""):
+        for name in ("example.org", f"example.org:{port}", "127.0.0.1", "localhost", f"127.0.0.1:{port + 1}",
+                     f"127.0.0.2:{port}", f"127.0.0.1.example.org:{port}", f"localhost.:{port}", f"[::1]:{port}", ""):
             for path in ("/", "/api/state", "/events", "/nothing"):
                 self.assertEqual(self.simulator.request(path, Host=name)[0], 403, f"{name} {path}")
             self.assertEqual(self.simulator.request("/api/do", "send chan_bt", Host=name)[0], 403, name)
@@ -255,7 +255,8 @@ class Lines(PageTest):
     def test_start_up_variants(self):
         for line, variant, bare, name in (("start production", "production", False, "production"),
                                           ("start debug", "debug", False, None),
-                                          ("start normal bare", "normal", True, None), ("start", "normal", False, None)):
+                                          ("start normal bare", "normal", True, None),
+                                          ("start", "normal", False, None)):
             self.simulator.do(line, "wait 600ms")
             state = self.simulator.state()
             self.assertEqual((state["variant"], state["bare"]), (variant, bare))

@@ -8,8 +8,8 @@ os.environ["PAGE_TEST_BUILD"] = os.path.abspath(sys.argv[1])
 from browser import Driver  # noqa: E402
 from simulator import SOURCE, Simulator  # noqa: E402
 
-STORY = ["wifi up", "ssid Workshop-5G", "signal -58", "send chan_sta", "supply 13.8", "wait 3s", "supply 11.9", "wait 1s",
-         "supply 12.6", "wait 1s", "send REC_ON", "wait 1s", "send M4_COMM", "wait 2s", "note The recording runs",
+STORY = ["wifi up", "ssid Workshop-5G", "signal -58", "send chan_sta", "supply 13.8", "wait 3s", "supply 11.9",
+         "wait 1s", "supply 12.6", "wait 1s", "send REC_ON", "wait 1s", "send M4_COMM", "wait 2s", "note The recording runs",
          "picture recording"]
 
 
