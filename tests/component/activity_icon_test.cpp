@@ -5,8 +5,11 @@
 #include "screen/images.h"
 #include "screen/status_screen.h"
 
+namespace {
+
 static const lv_img_dsc_t *const NORMAL[] = {&img_activity_1, &img_activity_2, &img_activity_3};
-static const lv_img_dsc_t *const ALTERNATIVE[] = {&img_activity_alt_1, &img_activity_alt_2, &img_activity_alt_3};
+static const lv_img_dsc_t *const ALTERNATIVE[] = {&img_activity_alt_1, &img_activity_alt_2,
+                                                  &img_activity_alt_3};
 
 // Number of the picture for the step that is taken (1 to 60), or 0 where nothing changes.
 static int picture_at(int step) {
@@ -29,8 +32,10 @@ protected:
     }
 
     void set_alternative(bool present) {
-        if (present) write_file(FLAG_ACTIVITY_ALT, "");
-        else remove_file(FLAG_ACTIVITY_ALT);
+        if (present)
+            write_file(FLAG_ACTIVITY_ALT, "");
+        else
+            remove_file(FLAG_ACTIVITY_ALT);
         alternative = present;
     }
 
@@ -156,3 +161,5 @@ TEST_F(ActivityIcon, OneStepEveryHundredMilliseconds) {
     run_for(110);
     EXPECT_EQ(lv_img_get_src(icon), &img_activity_alt_3);
 }
+
+}  // namespace

@@ -1,147 +1,19 @@
-// The framebuffer driver against a device made of memory: open, ioctl and mmap of "/dev/fb0" end here.
+// The framebuffer driver: what it says and does when it starts, and which bytes a flush changes.
 //
 // The driver keeps its device for the life of a process, so each device has a child process of its own. The
 // mapped bytes lie between two pages that nobody may touch.
 #include "support.h"
 
 #include <errno.h>
-#include <fcntl.h>
-#include <linux/fb.h>
-#include <stdarg.h>
 #include <string.h>
-#include <sys/ioctl.h>
-#include <sys/mman.h>
-#include <sys/syscall.h>
-#include <unistd.h>
 
 #include <algorithm>
 
 #include <display/fbdev.h>
 
-// ---- The device
+#include "fbdev_device.h"
 
-struct Device {
-    bool present = false;  ///< calls are answered here instead of by the system
-    uint32_t xres = 64, yres = 128, bits = 1, line_length = 8, xoffset = 0, yoffset = 0;
-    int open_error = 0, fixed_error = 0, variable_error = 0, map_error = 0;  ///< errno of the call, 0: it works
-
-    uint8_t *memory = nullptr;       ///< what mmap hands out
-    std::vector<std::string> calls;  ///< what the driver asked for, in order
-};
-
-static Device device;
-static int device_fd = -2;  ///< no file's, and not the -1 of anonymous memory
-
-static int failed(int error) {
-    errno = error;
-    return -1;
-}
-
-static int open_device(int flags) {
-    device.calls.push_back((flags & O_ACCMODE) == O_RDWR ? "open rw" : "open otherwise");
-    if (device.open_error != 0) return failed(device.open_error);
-    device_fd = dup(STDERR_FILENO);
-    return device_fd;
-}
-
-extern "C" int __real_open(const char *path, int flags, ...);
-extern "C" int __real_open64(const char *path, int flags, ...);
-extern "C" int __wrap_open(const char *path, int flags, ...);
-extern "C" int __wrap_open64(const char *path, int flags, ...);
-
-static mode_t mode_argument(int flags, va_list arguments) {
-    return (flags & (O_CREAT | O_TMPFILE)) != 0 ? static_cast<mode_t>(va_arg(arguments, int)) : 0;
-}
-
-extern "C" int __wrap_open(const char *path, int flags, ...) {
-    if (device.present && strcmp(path, "/dev/fb0") == 0) return open_device(flags);
-    va_list arguments;
-    va_start(arguments, flags);
-    const mode_t mode = mode_argument(flags, arguments);
-    va_end(arguments);
-    return __real_open(path, flags, mode);
-}
-
-extern "C" int __wrap_open64(const char *path, int flags, ...) {
-    if (device.present && strcmp(path, "/dev/fb0") == 0) return open_device(flags);
-    va_list arguments;
-    va_start(arguments, flags);
-    const mode_t mode = mode_argument(flags, arguments);
-    va_end(arguments);
-    return __real_open64(path, flags, mode);
-}
-
-static int tell_fixed(fb_fix_screeninfo *fixed) {
-    device.calls.push_back("fixed");
-    if (device.fixed_error != 0) return failed(device.fixed_error);
-    *fixed = {};
-    fixed->line_length = device.line_length;
-    fixed->smem_len = device.line_length * device.yres;
-    return 0;
-}
-
-static int tell_variable(fb_var_screeninfo *variable) {
-    device.calls.push_back("variable");
-    if (device.variable_error != 0) return failed(device.variable_error);
-    *variable = {};
-    variable->xres = variable->xres_virtual = device.xres;
-    variable->yres = variable->yres_virtual = device.yres;
-    variable->xoffset = device.xoffset;
-    variable->yoffset = device.yoffset;
-    variable->bits_per_pixel = device.bits;
-    return 0;
-}
-
-extern "C" int __real_ioctl(int fd, unsigned long request, ...);
-extern "C" int __wrap_ioctl(int fd, unsigned long request, ...);
-extern "C" int __wrap_ioctl(int fd, unsigned long request, ...) {
-    va_list arguments;
-    va_start(arguments, request);
-    void *argument = va_arg(arguments, void *);
-    va_end(arguments);
-    if (device.present && request == FBIOGET_FSCREENINFO && fd == device_fd) {
-        return tell_fixed(static_cast<fb_fix_screeninfo *>(argument));
-    }
-    if (device.present && request == FBIOGET_VSCREENINFO && fd == device_fd) {
-        return tell_variable(static_cast<fb_var_screeninfo *>(argument));
-    }
-    return __real_ioctl(fd, request, argument);
-}
-
-static void *map_device(size_t length, int protection, int flags, long long offset) {
-    std::string call = "map " + std::to_string(length);
-    if (protection == (PROT_READ | PROT_WRITE)) call += " rw";
-    if (flags == MAP_SHARED) call += " shared";
-    device.calls.push_back(call + " at " + std::to_string(offset));
-    if (device.map_error == 0) return device.memory;
-    errno = device.map_error;
-    return MAP_FAILED;
-}
-
-extern "C" void *__real_mmap(void *at, size_t length, int protection, int flags, int fd, long offset);
-extern "C" void *__real_mmap64(void *at, size_t length, int protection, int flags, int fd, off64_t offset);
-extern "C" void *__wrap_mmap(void *at, size_t length, int protection, int flags, int fd, long offset);
-extern "C" void *__wrap_mmap64(void *at, size_t length, int protection, int flags, int fd, off64_t offset);
-
-extern "C" void *__wrap_mmap(void *at, size_t length, int protection, int flags, int fd, long offset) {
-    if (device.present && fd == device_fd) return map_device(length, protection, flags, offset);
-    return __real_mmap(at, length, protection, flags, fd, offset);
-}
-
-extern "C" void *__wrap_mmap64(void *at, size_t length, int protection, int flags, int fd, off64_t offset) {
-    if (device.present && fd == device_fd) return map_device(length, protection, flags, offset);
-    return __real_mmap64(at, length, protection, flags, fd, offset);
-}
-
-// Memory for the device between two untouchable pages, close to the first or to the second one.
-static uint8_t *guarded(size_t size, bool at_the_end) {
-    const size_t page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
-    const size_t whole = (size + page - 1) / page * page;
-    void *block = mmap(nullptr, whole + 2 * page, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    uint8_t *usable = static_cast<uint8_t *>(block) + page;
-    if (block == MAP_FAILED || mprotect(usable, whole, PROT_READ | PROT_WRITE) != 0) abort();
-    return at_the_end ? usable + whole - size : usable;
-}
+namespace {
 
 // ---- Flushing
 
@@ -172,7 +44,8 @@ static std::string joined(const std::vector<std::string> &parts) {
     return text;
 }
 
-// Opens the device and flushes twice the whole panel and a bit more; reports the calls and the acknowledgements.
+// Opens the device and flushes twice the whole panel and a bit more; reports the calls and the
+// acknowledgements.
 static std::string open_and_flush() {
     device.present = true;
     device.memory = guarded(device.line_length * device.yres, true);
@@ -203,9 +76,10 @@ TEST(FbdevInit, MapsWholeLinesOfTheDevice) {
     EXPECT_EQ(outcome.report, "open rw, fixed, variable, map 79156 rw shared at 0, acknowledged");
 }
 
-// One failing call: what was said before it, the reason in the system's words, and nothing is tried afterwards.
+// One failing call: what was said before it, the reason in the system's words, and nothing is tried
+// afterwards.
 struct Failure {
-    int Device::*error;
+    int FakeDevice::*error;
     int number;
     std::string said, complained, calls;
 };
@@ -213,11 +87,12 @@ struct Failure {
 TEST(FbdevInit, EachFailureIsNamedAndSurvived) {
     const std::string size = "64x128, 1bpp\n";
     const Failure failures[] = {
-        {&Device::open_error, ENOENT, "", "Error: cannot open framebuffer device", "open rw, "},
-        {&Device::open_error, EACCES, "", "Error: cannot open framebuffer device", "open rw, "},
-        {&Device::fixed_error, ENOTTY, OPENED, "Error reading fixed information", "open rw, fixed, "},
-        {&Device::variable_error, EIO, OPENED, "Error reading variable information", "open rw, fixed, variable, "},
-        {&Device::map_error, ENODEV, OPENED + size, "Error: failed to map framebuffer device to memory",
+        {&FakeDevice::open_error, ENOENT, "", "Error: cannot open framebuffer device", "open rw, "},
+        {&FakeDevice::open_error, EACCES, "", "Error: cannot open framebuffer device", "open rw, "},
+        {&FakeDevice::fixed_error, ENOTTY, OPENED, "Error reading fixed information", "open rw, fixed, "},
+        {&FakeDevice::variable_error, EIO, OPENED, "Error reading variable information",
+         "open rw, fixed, variable, "},
+        {&FakeDevice::map_error, ENODEV, OPENED + size, "Error: failed to map framebuffer device to memory",
          "open rw, fixed, variable, map 1024 rw shared at 0, "},
     };
     for (const Failure &failure : failures) {
@@ -287,12 +162,15 @@ static void expect_bit(Expected &expected, uint64_t index, bool lit) {
 static void expect_block(Expected &expected, uint64_t at, const uint8_t *source, uint64_t length) {
     const bool fits = at + length <= expected.bytes.size();
     for (uint64_t i = 0; i < length && at + i < expected.bytes.size(); ++i) {
-        if (fits) expected.bytes[at + i] = source[i];
-        else expected.open[at + i] = true;
+        if (fits)
+            expected.bytes[at + i] = source[i];
+        else
+            expected.open[at + i] = true;
     }
 }
 
-static void expect_area(Expected &expected, int x1, int y1, int x2, int y2, const std::vector<lv_color_t> &pixels) {
+static void expect_area(Expected &expected, int x1, int y1, int x2, int y2,
+                        const std::vector<lv_color_t> &pixels) {
     const int xres = static_cast<int>(device.xres), yres = static_cast<int>(device.yres);
     if (x2 < 0 || y2 < 0 || x1 >= xres || y1 >= yres) return;
     const int left = std::max(x1, 0), top = std::max(y1, 0);
@@ -309,7 +187,8 @@ static void expect_area(Expected &expected, int x1, int y1, int x2, int y2, cons
         } else if (device.bits == 8 || device.bits == 16 || device.bits == 24 || device.bits == 32) {
             const uint64_t size = bytes_of_a_pixel();
             expect_block(expected, (first + line * (device.line_length / size)) * size,
-                         reinterpret_cast<const uint8_t *>(row), static_cast<uint64_t>(right - left + 1) * size);
+                         reinterpret_cast<const uint8_t *>(row),
+                         static_cast<uint64_t>(right - left + 1) * size);
         }
     }
 }
@@ -320,7 +199,8 @@ static std::string area_text(int x1, int y1, int x2, int y2) {
 }
 
 // Flushes one area onto a background and compares every mapped byte.
-static std::string try_area(int x1, int y1, int x2, int y2, uint8_t background, std::vector<lv_color_t> &pixels) {
+static std::string try_area(int x1, int y1, int x2, int y2, uint8_t background,
+                            std::vector<lv_color_t> &pixels) {
     const size_t size = device.line_length * device.yres;
     memset(device.memory, background, size);
     Expected expected = {std::vector<uint8_t>(size, background), std::vector<bool>(size, false)};
@@ -357,10 +237,11 @@ static std::string try_all_areas() {
     return "right";
 }
 
-static void expect_all_areas_right(Device wanted) {
+static void expect_all_areas_right(FakeDevice wanted) {
     const std::string name = std::to_string(wanted.bits) + " bits, " + std::to_string(wanted.xres) + "x" +
-                             std::to_string(wanted.yres) + ", lines of " + std::to_string(wanted.line_length) +
-                             ", offset " + std::to_string(wanted.xoffset) + "," + std::to_string(wanted.yoffset);
+                             std::to_string(wanted.yres) + ", lines of " +
+                             std::to_string(wanted.line_length) + ", offset " +
+                             std::to_string(wanted.xoffset) + "," + std::to_string(wanted.yoffset);
     const ChildOutcome outcome = in_child([&wanted] {
         device = wanted;
         return try_all_areas();
@@ -369,8 +250,8 @@ static void expect_all_areas_right(Device wanted) {
     EXPECT_EQ(outcome.report, "right") << name;
 }
 
-static Device geometry(uint32_t bits, uint32_t xres, uint32_t yres, uint32_t line_length) {
-    Device wanted;
+static FakeDevice geometry(uint32_t bits, uint32_t xres, uint32_t yres, uint32_t line_length) {
+    FakeDevice wanted;
     wanted.bits = bits, wanted.xres = xres, wanted.yres = yres, wanted.line_length = line_length;
     return wanted;
 }
@@ -380,7 +261,7 @@ class FbdevDepth : public ::testing::TestWithParam<uint32_t> {};
 TEST_P(FbdevDepth, EveryAreaAroundTheDevice) {
     const uint32_t bytes = std::max(GetParam(), 8u) / 8 + (GetParam() == 24 ? 1 : 0);
     for (uint32_t offset : {0u, 1u, 3u, 1000u}) {
-        Device wanted = geometry(GetParam(), 10, 4, 12 * bytes);
+        FakeDevice wanted = geometry(GetParam(), 10, 4, 12 * bytes);
         wanted.xoffset = offset;
         expect_all_areas_right(wanted);
         wanted.yoffset = offset;
@@ -461,3 +342,5 @@ TEST(FbdevClip, FarAwayCornersAndEmptyDevices) {
     EXPECT_TRUE(outcome.survived) << outcome.err;
     EXPECT_EQ(outcome.report, "right");
 }
+
+}  // namespace

@@ -26,6 +26,8 @@ extern "C" DIR *__wrap_opendir(const char *path) {
     return nullptr;
 }
 
+namespace {
+
 // A child process that only waits, under a name of its own.
 class Named {
 public:
@@ -94,13 +96,15 @@ TEST(ProcessScan, FindsAProcessByItsName) {
 
 TEST(ProcessScan, NameIsComparedWholeAndWithItsCase) {
     const Named process("ct-Plain");
-    for (const char *name : {"ct-plain", "CT-PLAIN", "ct-Plai", "ct-Plain2", "t-Plain", " ct-Plain", "ct-Plain "}) {
+    for (const char *name :
+         {"ct-plain", "CT-PLAIN", "ct-Plai", "ct-Plain2", "t-Plain", " ct-Plain", "ct-Plain "}) {
         expect_found(name, -1);
     }
 }
 
 TEST(ProcessScan, NamesWithBlanksAndBrackets) {
-    for (const char *name : {"ct with blank", " ct", "ct  ", "ct (x", "((ct", "ct\tx", "ct\nx", "ct%d%s", "ct\xff\xfe", "ct S 1 1"}) {
+    for (const char *name : {"ct with blank", " ct", "ct  ", "ct (x", "((ct", "ct\tx", "ct\nx", "ct%d%s",
+                             "ct\xff\xfe", "ct S 1 1"}) {
         const Named process(name);
         expect_found(name, process.pid);
     }
@@ -130,7 +134,8 @@ TEST(ProcessScan, KernelKeepsFifteenCharacters) {
 }
 
 TEST(ProcessScan, NamesLongerThanTheReadersBuffer) {
-    for (size_t length : {98u, 99u, 100u, 101u, 511u, 512u, 600u, 100000u}) expect_found(std::string(length, 'c'), -1);
+    for (size_t length : {98u, 99u, 100u, 101u, 511u, 512u, 600u, 100000u})
+        expect_found(std::string(length, 'c'), -1);
 }
 
 TEST(ProcessScan, FindsItself) {
@@ -234,3 +239,5 @@ TEST(ProcessScan, ProcessesThatComeAndGoMeanwhile) {
     EXPECT_EQ(outcome.out, "");
     EXPECT_EQ(outcome.err, "");
 }
+
+}  // namespace

@@ -1,18 +1,13 @@
-// The component tests' clock, panel, files, shell and log; see support.h.
-// The __wrap_ functions stand in for the C library's through the linker's --wrap, see tests/CMakeLists.txt.
+// The component tests' clock, panel, objects, files and fixture; see support.h.
 #include "support.h"
 
 #include <errno.h>
 #include <fcntl.h>
-#include <stdarg.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
-#include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/time.h>
-#include <sys/wait.h>
-#include <syslog.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -20,7 +15,6 @@
 #include <fstream>
 #include <iterator>
 #include <map>
-#include <set>
 #include <sstream>
 
 #include "src/lv_misc/lv_gc.h"
@@ -190,8 +184,9 @@ bool inside_box() {
 
 static void require_box() {
     if (inside_box()) return;
-    fprintf(stderr, "This test writes below /rodata, /userdata, /tmp, /sys and /usr/local/bin. "
-                    "Start it inside a box: desk-exec <this program>.\n");
+    fprintf(stderr,
+            "This test writes below /rodata, /userdata, /tmp, /sys and /usr/local/bin. "
+            "Start it inside a box: desk-exec <this program>.\n");
     _exit(2);
 }
 
@@ -200,10 +195,12 @@ static std::string content_of(const std::string &path) {
     return std::string(std::istreambuf_iterator<char>(file), {});
 }
 
-// Cut to size at the end and not emptied first: ext4 writes an emptied and rewritten file to the disk at once.
+// Cut to size at the end and not emptied first: ext4 writes an emptied and rewritten file to the disk at
+// once.
 static void replace(const std::string &path, const std::string &bytes) {
     const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
-    const bool written = fd >= 0 && write(fd, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size()) &&
+    const bool written = fd >= 0 &&
+                         write(fd, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size()) &&
                          ftruncate(fd, static_cast<off_t>(bytes.size())) == 0;
     close(fd);
     if (!written) ADD_FAILURE() << "cannot write " << path << ": " << strerror(errno);
@@ -265,103 +262,6 @@ std::vector<std::string> tool_calls() {
     return calls;
 }
 
-// ---- Shell
-
-std::vector<std::string> shell_commands;
-int open_pipes;
-int null_pcloses;
-static ShellAnswer shell_answer;
-static std::set<FILE *> answered;
-
-void answer_commands(ShellAnswer answer) {
-    shell_answer = std::move(answer);
-}
-
-static FILE *stream_with(const std::string &text) {
-    const int fd = memfd_create("answer", MFD_CLOEXEC);
-    if (fd < 0 || write(fd, text.data(), text.size()) != static_cast<ssize_t>(text.size())) abort();
-    lseek(fd, 0, SEEK_SET);
-    return fdopen(fd, "r");
-}
-
-extern "C" FILE *__real_popen(const char *command, const char *mode);
-extern "C" int __real_pclose(FILE *stream);
-
-extern "C" FILE *__wrap_popen(const char *command, const char *mode);
-extern "C" FILE *__wrap_popen(const char *command, const char *mode) {
-    shell_commands.push_back(command);
-    EXPECT_EQ(mode[0], 'r') << command;
-    FILE *stream = nullptr;
-    if (shell_answer) {
-        const std::optional<std::string> text = shell_answer(command);
-        if (text) stream = stream_with(*text);
-        if (text) answered.insert(stream);
-    } else {
-        stream = __real_popen(command, mode);
-    }
-    open_pipes += stream != nullptr;
-    return stream;
-}
-
-extern "C" int __wrap_pclose(FILE *stream);
-extern "C" int __wrap_pclose(FILE *stream) {
-    null_pcloses += stream == nullptr;
-    if (stream == nullptr) return -1;
-    --open_pipes;
-    if (answered.erase(stream) != 0) return fclose(stream);
-    return __real_pclose(stream);
-}
-
-// ---- System log
-
-std::vector<LogLine> log_lines;
-
-extern "C" void __wrap_syslog(int priority, const char *format, ...) __attribute__((format(printf, 2, 3)));
-extern "C" void __wrap_syslog(int priority, const char *format, ...) {
-    char text[4096];
-    va_list arguments;
-    va_start(arguments, format);
-    vsnprintf(text, sizeof(text), format, arguments);
-    va_end(arguments);
-    log_lines.push_back({priority, text});
-    if (LOG_PRI(priority) <= LOG_CRIT) fprintf(stderr, "%s", text);
-}
-
-// ---- Processes
-
-static std::string drain(int fd) {
-    std::string text;
-    char piece[4096];
-    for (ssize_t got; (got = read(fd, piece, sizeof(piece))) > 0;) text.append(piece, static_cast<size_t>(got));
-    close(fd);
-    return text;
-}
-
-[[noreturn]] static void run_as_child(const std::function<std::string()> &body, int out, int err, int report) {
-    dup2(out, STDOUT_FILENO);
-    dup2(err, STDERR_FILENO);
-    const std::string text = body();
-    const bool written = write(report, text.data(), text.size()) == static_cast<ssize_t>(text.size());
-    _exit(written ? 0 : 1);
-}
-
-ChildOutcome in_child(const std::function<std::string()> &body, bool joined) {
-    fflush(nullptr);
-    int out[2], err[2], report[2];
-    if (pipe2(out, O_CLOEXEC) != 0 || pipe2(err, O_CLOEXEC) != 0 || pipe2(report, O_CLOEXEC) != 0) abort();
-    const pid_t child = fork();
-    if (child == 0) run_as_child(body, out[1], joined ? out[1] : err[1], report[1]);
-    for (int fd : {out[1], err[1], report[1]}) close(fd);
-    ChildOutcome outcome;
-    outcome.out = drain(out[0]);
-    outcome.err = drain(err[0]);
-    outcome.report = drain(report[0]);
-    int status = 0;
-    waitpid(child, &status, 0);
-    outcome.survived = WIFEXITED(status) && WEXITSTATUS(status) == 0;
-    return outcome;
-}
-
 // ---- Fixture
 
 static void delete_daemon_tasks() {
@@ -380,11 +280,7 @@ static void forget_everything() {
     display_state = DisplayState{};
     test_clock_us = CLOCK_AT_START_US;
     test_clock_step_us = 0;
-    shell_answer = nullptr;
-    shell_commands.clear();
-    open_pipes = 0;
-    null_pcloses = 0;
-    log_lines.clear();
+    forget_shell_and_log();
 }
 
 void ComponentTest::SetUp() {

@@ -1,9 +1,9 @@
-// What the component tests stand on: a clock they drive, a panel they can look at, the daemon's files and tools
-// at their real paths inside a box, and what the daemon said to the shell and to the system log.
+// What the component tests stand on: a clock they drive, a panel they can look at, the daemon's files and
+// tools at their real paths inside a box, and what the daemon said to the shell and to the system log.
 //
 // Derive fixtures from ComponentTest. It gives every test a fresh screen, a fresh DisplayState, no tasks but
 // LVGL's own and no files, so that the tests also pass one after the other in a single process.
-// The executable is to be started through desk-exec; file helpers end the process outside of a box.
+// The executable is to be started through desk-exec; outside of a box the file functions end the process.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -101,6 +101,10 @@ extern std::vector<std::string> shell_commands;
 extern int open_pipes;
 extern int null_pcloses;
 
+/// What a buffer holds after reading a pipe to its end with fgets() and this limit: the last piece up to its
+/// first NUL, or what it held before.
+std::string last_piece(const std::string &output, size_t limit, const std::string &before);
+
 // ---- System log
 
 struct LogLine {
@@ -124,6 +128,9 @@ struct ChildOutcome {
 /// Runs `body` in a forked child: for code that keeps state for the life of a process, or prints.
 /// With `joined` standard error arrives in `out` too, so that their order can be seen.
 ChildOutcome in_child(const std::function<std::string()> &body, bool joined = false);
+
+/// Back to the real shell and to empty records; the fixture does it round every test.
+void forget_shell_and_log();
 
 class ComponentTest : public ::testing::Test {
 protected:

@@ -10,6 +10,8 @@
 
 #include "probes/text_file.h"
 
+namespace {
+
 static const std::string PATH = "/tmp/probe/text";
 
 class TextFile : public ComponentTest {
@@ -40,7 +42,8 @@ struct Buffer {
     }
     bool kept_inside(size_t size) {
         const auto known = [](char byte) { return byte == '~'; };
-        return std::all_of(bytes, bytes + 16, known) && std::all_of(text() + size, bytes + sizeof(bytes) - 1, known);
+        return std::all_of(bytes, bytes + 16, known) &&
+               std::all_of(text() + size, bytes + sizeof(bytes) - 1, known);
     }
 };
 
@@ -120,7 +123,8 @@ TEST_F(TextFile, FirstLineOfEveryLengthIntoEverySize) {
     for (size_t size = 2; size <= 20; ++size) {
         for (size_t length = 1; length <= letters.size(); ++length) {
             const std::string line = letters.substr(0, length);
-            for (const char *rest : {"", "\n", "\nnext line"}) expect_line(line + rest, size, line.substr(0, size - 1));
+            for (const char *rest : {"", "\n", "\nnext line"})
+                expect_line(line + rest, size, line.substr(0, size - 1));
         }
     }
 }
@@ -179,14 +183,16 @@ TEST_F(TextFile, WordOfEveryLengthIntoEverySize) {
             const std::string word = letters.substr(0, length);
             for (const char *rest : {"", "\n", " next"}) {
                 expect_word(word + rest, size, word.substr(0, size - 1));
-                expect_word("\n " + word + rest, std::max<size_t>(size, 8), word.substr(0, std::max<size_t>(size, 8) - 1));
+                expect_word("\n " + word + rest, std::max<size_t>(size, 8),
+                            word.substr(0, std::max<size_t>(size, 8) - 1));
             }
         }
     }
 }
 
 TEST_F(TextFile, WordFarLongerThanTheBufferIsCut) {
-    for (size_t size : {2u, 64u, 1024u}) expect_word(std::string(3000000, '7'), size, std::string(size - 1, '7'));
+    for (size_t size : {2u, 64u, 1024u})
+        expect_word(std::string(3000000, '7'), size, std::string(size - 1, '7'));
 }
 
 TEST_F(TextFile, WordWithANulEndsThere) {
@@ -244,3 +250,5 @@ TEST_F(TextFile, EveryFileIsClosedAgain) {
         EXPECT_EQ(open_files(), before) << kind;
     }
 }
+
+}  // namespace

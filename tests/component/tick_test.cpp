@@ -1,6 +1,6 @@
 // The millisecond clock at its wraps, against a calculation of its own.
 //
-// The clock keeps its origin for the life of a process and LVGL takes it early, so a helper process is forked
+// The clock keeps its origin for the life of a process and LVGL takes it early, so a process is forked
 // before any test begins; for each origin it forks a child that has never looked at the clock.
 #include "support.h"
 
@@ -11,16 +11,18 @@
 
 #include "port/tick.h"
 
+namespace {
+
 constexpr int64_t WRAP_US = 1LL << 32;
 
-// ---- The helper process
+// ---- The fresh process
 
 struct Request {
     int64_t count;
     int64_t step_us;
 };
 
-static int helper = -1;  ///< socket to the helper process
+static int fresh_process = -1;  ///< socket to the fresh process
 
 static void read_all(int fd, void *data, size_t size) {
     char *at = static_cast<char *>(data);
@@ -52,7 +54,7 @@ static void answer_request(int fd, const Request &request, const std::vector<int
     write_all(fd, ticks.data(), ticks.size() * sizeof(ticks[0]));
 }
 
-[[noreturn]] static void helper_loop(int fd) {
+[[noreturn]] static void fresh_process_loop(int fd) {
     while (true) {
         Request request;
         read_all(fd, &request, sizeof(request));
@@ -67,7 +69,7 @@ static void answer_request(int fd, const Request &request, const std::vector<int
     }
 }
 
-class HelperProcess : public ::testing::Environment {
+class FreshProcess : public ::testing::Environment {
 public:
     void SetUp() override {
         int ends[2];
@@ -75,13 +77,13 @@ public:
         process = fork();
         if (process == 0) {
             close(ends[0]);
-            helper_loop(ends[1]);
+            fresh_process_loop(ends[1]);
         }
         close(ends[1]);
-        helper = ends[0];
+        fresh_process = ends[0];
     }
     void TearDown() override {
-        close(helper);
+        close(fresh_process);
         waitpid(process, nullptr, 0);
     }
 
@@ -89,15 +91,15 @@ private:
     pid_t process = -1;
 };
 
-static const ::testing::Environment *const registered = ::testing::AddGlobalTestEnvironment(new HelperProcess);
+static const ::testing::Environment *const registered = ::testing::AddGlobalTestEnvironment(new FreshProcess);
 
 /// The ticks that a process which has never looked at the clock before reads at these clock readings.
 static std::vector<uint32_t> fresh_ticks(const std::vector<int64_t> &clocks, int64_t step_us = 0) {
     const Request request = {static_cast<int64_t>(clocks.size()), step_us};
-    write_all(helper, &request, sizeof(request));
-    write_all(helper, clocks.data(), clocks.size() * sizeof(clocks[0]));
+    write_all(fresh_process, &request, sizeof(request));
+    write_all(fresh_process, clocks.data(), clocks.size() * sizeof(clocks[0]));
     std::vector<uint32_t> ticks(clocks.size());
-    read_all(helper, ticks.data(), ticks.size() * sizeof(ticks[0]));
+    read_all(fresh_process, ticks.data(), ticks.size() * sizeof(ticks[0]));
     return ticks;
 }
 
@@ -134,7 +136,8 @@ static std::vector<int64_t> interesting_clocks() {
     }
     std::vector<int64_t> clocks;
     for (int64_t epoch : epochs) {
-        for (int64_t near : {-2000001, -2000, -1001, -1000, -999, -500, -1, 0, 1, 2, 500, 999, 1000, 1001, 2000, 5000}) {
+        for (int64_t near :
+             {-2000001, -2000, -1001, -1000, -999, -500, -1, 0, 1, 2, 500, 999, 1000, 1001, 2000, 5000}) {
             if (sizeof(time_t) > 4 || epoch + near >= 0) clocks.push_back(epoch + near);
         }
     }
@@ -186,13 +189,15 @@ TEST(Tick, JumpsBackWhenTheMicrosecondsWrap) {
 TEST(Tick, NegativeMicrosecondsAreCutTowardsZero) {
     // -2 ms as origin; 999 us on either side of zero count as the same millisecond.
     const std::vector<uint32_t> ticks =
-        fresh_ticks({WRAP_US - 2000, WRAP_US - 1001, WRAP_US - 1000, WRAP_US - 999, WRAP_US - 1, WRAP_US + 999, WRAP_US + 1000});
+        fresh_ticks({WRAP_US - 2000, WRAP_US - 1001, WRAP_US - 1000, WRAP_US - 999, WRAP_US - 1,
+                     WRAP_US + 999, WRAP_US + 1000});
     EXPECT_EQ(ticks, (std::vector<uint32_t>{0, 1, 1, 2, 2, 2, 3}));
 }
 
 TEST(Tick, OriginOfZeroIsTakenAgain) {
     for (int64_t base : {int64_t{0}, WRAP_US, 395812 * WRAP_US}) {
-        const std::vector<uint32_t> ticks = fresh_ticks({base, base + 999, base + 5000, base + 6000, base + 3000});
+        const std::vector<uint32_t> ticks =
+            fresh_ticks({base, base + 999, base + 5000, base + 6000, base + 3000});
         EXPECT_EQ(ticks, (std::vector<uint32_t>{0, 0, 0, 1, 0xfffffffeu})) << base;
     }
 }
@@ -216,3 +221,5 @@ TEST_F(TickInLvgl, LvglReadsTime) {
     EXPECT_EQ(lv_tick_elaps(before), 1234u);
     EXPECT_EQ(lv_tick_get(), custom_tick_get());
 }
+
+}  // namespace

@@ -1,4 +1,4 @@
-// Wi-Fi probes: link and network name, quality table, debug panel. The tools' output comes from the test, and in
+// Wi-Fi probes: link and network name, quality table. The tools' output comes from the test, and in
 // the last part from scripts behind the real pipelines.
 #include "support.h"
 
@@ -6,15 +6,14 @@
 #include <string.h>
 #include <unistd.h>
 
-#include "probes/flag_files.h"
 #include "probes/wifi.h"
-#include "screen/status_screen.h"
+
+namespace {
 
 static const std::string LINK_MODE = "/sys/class/net/wlan0/link_mode";
 static const std::string OPERSTATE = "/sys/class/net/wlan0/operstate";
 static const std::string SIGNAL_COMMAND = "iw dev wlan0 link|grep signal|awk '{print $2}'";
 static const std::string NAME_COMMAND = "iw wlan0 info|grep ssid|awk '{$1=\"\"; print substr($0,2)}'";
-static const std::string NOISE_COMMAND = "wl noise";
 
 class Wifi : public ComponentTest {
 protected:
@@ -42,19 +41,6 @@ protected:
     std::string name() { return display_state.wifi_ssid; }
 };
 
-/// What a buffer holds after reading to the end with fgets() and this limit: the last piece, or what it was.
-static std::string last_piece(const std::string &text, size_t limit, const std::string &before) {
-    std::string piece = before;
-    for (size_t at = 0; at < text.size();) {
-        size_t length = std::min(limit - 1, text.size() - at);
-        const size_t newline = text.find('\n', at);
-        if (newline != std::string::npos && newline - at < length) length = newline - at + 1;
-        piece = text.substr(at, length);
-        at += length;
-    }
-    return piece.substr(0, piece.find('\0'));
-}
-
 // ---- Link
 
 TEST_F(Wifi, NothingIsKnownAtFirst) {
@@ -79,22 +65,33 @@ struct Content {
 
 static void put(const std::string &path, const Content &content) {
     switch (content.kind) {
-        case Content::missing: remove_file(path); break;
-        case Content::file: write_file(path, content.bytes); break;
-        case Content::folder: make_folder(path); break;
-        case Content::fifo: make_fifo(path); break;
+        case Content::missing:
+            remove_file(path);
+            break;
+        case Content::file:
+            write_file(path, content.bytes);
+            break;
+        case Content::folder:
+            make_folder(path);
+            break;
+        case Content::fifo:
+            make_fifo(path);
+            break;
     }
 }
 
 static std::vector<Content> contents(const std::string &good, const std::string &bad) {
-    std::vector<Content> all = {{Content::missing, "", false}, {Content::folder, "", false}, {Content::fifo, "", false}};
-    for (const std::string &bytes : {good, good + "\n", "  \n\t" + good + "\n", good + " " + bad, good + "\t", good + "\n" + bad}) {
+    std::vector<Content> all = {
+        {Content::missing, "", false}, {Content::folder, "", false}, {Content::fifo, "", false}};
+    for (const std::string &bytes :
+         {good, good + "\n", "  \n\t" + good + "\n", good + " " + bad, good + "\t", good + "\n" + bad}) {
         all.push_back({Content::file, bytes, true});
     }
-    for (const std::string &bytes : {bad, bad + "\n", std::string(""), std::string("\n"), good + good, good + ".", "x" + good,
-                                     bad + " " + good, bad + "\n" + good, std::string(3000, '1'), std::string(3000, 'u'),
-                                     std::string("\xff\xfe\x00\x01", 4), std::string("dormant\n"), std::string("UP"),
-                                     std::string("unknown\n"), std::string("01"), std::string("2")}) {
+    for (const std::string &bytes :
+         {bad, bad + "\n", std::string(""), std::string("\n"), good + good, good + ".", "x" + good,
+          bad + " " + good, bad + "\n" + good, std::string(3000, '1'), std::string(3000, 'u'),
+          std::string("\xff\xfe\x00\x01", 4), std::string("dormant\n"), std::string("UP"),
+          std::string("unknown\n"), std::string("01"), std::string("2")}) {
         all.push_back({Content::file, bytes, false});
     }
     return all;
@@ -106,14 +103,16 @@ TEST_F(Wifi, EveryCombinationOfTheTwoFiles) {
         put(LINK_MODE, mode);
         for (const Content &state : contents("up", "down")) {
             put(OPERSTATE, state);
-            SCOPED_TRACE("link_mode " + std::to_string(mode.kind) + " \"" + mode.bytes.substr(0, 30) + "\", operstate " +
-                         std::to_string(state.kind) + " \"" + state.bytes.substr(0, 30) + "\"");
+            SCOPED_TRACE("link_mode " + std::to_string(mode.kind) + " \"" + mode.bytes.substr(0, 30) +
+                         "\", operstate " + std::to_string(state.kind) + " \"" + state.bytes.substr(0, 30) +
+                         "\"");
             name_was("Before\n");
             shell_commands.clear();
             const int up = wifi_link_probe();
             EXPECT_EQ(up, mode.good && state.good ? 1 : 0);
             EXPECT_EQ(shell_commands.size(), mode.good && state.good ? 1u : 0u);
-            // The mode is looked at first; a missing file keeps the name, any other word than the good one clears it.
+            // The mode is looked at first; a missing file keeps the name, any other word than the good one
+            // clears it.
             const bool kept = mode.kind == Content::missing || (mode.good && state.kind == Content::missing);
             if (mode.kind == Content::fifo || (mode.good && state.kind == Content::fifo)) continue;
             EXPECT_EQ(name(), up == 1 ? "HomeNet\n" : kept ? "Before\n" : "");
@@ -134,7 +133,8 @@ TEST_F(Wifi, NameStaysWhenTheShellFailsOrSaysNothing) {
 
 TEST_F(Wifi, LastLineOfSeveralStays) {
     link_is_up();
-    for (const std::string text : {"one\ntwo\n", "one\ntwo", "a much longer first line\nb\n", "one\n\n", "\n", " \n", "one\r\n"}) {
+    for (const std::string text :
+         {"one\ntwo\n", "one\ntwo", "a much longer first line\nb\n", "one\n\n", "\n", " \n", "one\r\n"}) {
         shell_prints(text);
         EXPECT_EQ(wifi_link_probe(), 1);
         EXPECT_EQ(name(), last_piece(text, 63, "")) << text;
@@ -179,16 +179,18 @@ struct Row {
 };
 
 static const Row ROWS[] = {
-    {-1, -20, "100"}, {-21, -23, "99"}, {-24, -26, "98"}, {-27, -28, "97"}, {-29, -30, "96"}, {-31, -32, "95"},
-    {-33, -33, "94"}, {-34, -35, "93"}, {-36, -36, "92"}, {-37, -37, "91"}, {-38, -40, "90"}, {-41, -41, "88"},
-    {-42, -42, "87"}, {-43, -43, "86"}, {-44, -44, "85"}, {-45, -45, "84"}, {-46, -46, "83"}, {-47, -47, "82"},
-    {-48, -48, "81"}, {-49, -49, "80"}, {-50, -50, "79"}, {-51, -51, "78"}, {-52, -52, "76"}, {-53, -53, "75"},
-    {-54, -54, "74"}, {-55, -55, "73"}, {-56, -56, "71"}, {-57, -57, "70"}, {-58, -58, "69"}, {-59, -59, "67"},
-    {-60, -60, "66"}, {-61, -61, "64"}, {-62, -62, "63"}, {-63, -63, "61"}, {-64, -64, "60"}, {-65, -65, "58"},
-    {-66, -66, "56"}, {-67, -67, "55"}, {-68, -68, "53"}, {-69, -69, "51"}, {-70, -70, "50"}, {-71, -71, "48"},
-    {-72, -72, "46"}, {-73, -73, "44"}, {-74, -74, "42"}, {-75, -75, "40"}, {-76, -76, "38"}, {-77, -77, "36"},
-    {-78, -78, "34"}, {-79, -79, "32"}, {-80, -80, "30"}, {-81, -81, "28"}, {-82, -82, "26"}, {-83, -83, "24"},
-    {-84, -84, "22"}, {-85, -85, "20"}, {-86, -86, "17"}, {-87, -87, "15"}, {-88, -88, "13"}, {-89, -89, "10"},
+    {-1, -20, "100"}, {-21, -23, "99"}, {-24, -26, "98"}, {-27, -28, "97"},  {-29, -30, "96"},
+    {-31, -32, "95"}, {-33, -33, "94"}, {-34, -35, "93"}, {-36, -36, "92"},  {-37, -37, "91"},
+    {-38, -40, "90"}, {-41, -41, "88"}, {-42, -42, "87"}, {-43, -43, "86"},  {-44, -44, "85"},
+    {-45, -45, "84"}, {-46, -46, "83"}, {-47, -47, "82"}, {-48, -48, "81"},  {-49, -49, "80"},
+    {-50, -50, "79"}, {-51, -51, "78"}, {-52, -52, "76"}, {-53, -53, "75"},  {-54, -54, "74"},
+    {-55, -55, "73"}, {-56, -56, "71"}, {-57, -57, "70"}, {-58, -58, "69"},  {-59, -59, "67"},
+    {-60, -60, "66"}, {-61, -61, "64"}, {-62, -62, "63"}, {-63, -63, "61"},  {-64, -64, "60"},
+    {-65, -65, "58"}, {-66, -66, "56"}, {-67, -67, "55"}, {-68, -68, "53"},  {-69, -69, "51"},
+    {-70, -70, "50"}, {-71, -71, "48"}, {-72, -72, "46"}, {-73, -73, "44"},  {-74, -74, "42"},
+    {-75, -75, "40"}, {-76, -76, "38"}, {-77, -77, "36"}, {-78, -78, "34"},  {-79, -79, "32"},
+    {-80, -80, "30"}, {-81, -81, "28"}, {-82, -82, "26"}, {-83, -83, "24"},  {-84, -84, "22"},
+    {-85, -85, "20"}, {-86, -86, "17"}, {-87, -87, "15"}, {-88, -88, "13"},  {-89, -89, "10"},
     {-90, -90, "8"},  {-91, -91, "6"},  {-92, -92, "3"},  {-93, -1000, "1"},
 };
 
@@ -224,7 +226,8 @@ TEST_F(Wifi, QualityFromAnyStart) {
             const std::string before = display_state.wifi_quality;
             shell_prints(std::to_string(rssi));
             EXPECT_EQ(wifi_quality_probe(), rssi == 0 ? 0 : 1);
-            EXPECT_EQ(display_state.wifi_quality, quality_for(rssi) != nullptr ? quality_for(rssi) : before) << rssi;
+            EXPECT_EQ(display_state.wifi_quality, quality_for(rssi) != nullptr ? quality_for(rssi) : before)
+                << rssi;
         }
     }
 }
@@ -232,7 +235,8 @@ TEST_F(Wifi, QualityFromAnyStart) {
 TEST_F(Wifi, NoReadingChangesNothing) {
     shell_prints("-55\n");
     EXPECT_EQ(wifi_quality_probe(), 1);
-    for (const char *text : {"", "\n", "0\n", "signal\n", "- 55\n", "dBm -55\n", "--55", "+", "-40\n\n", "-40\nx\n"}) {
+    for (const char *text :
+         {"", "\n", "0\n", "signal\n", "- 55\n", "dBm -55\n", "--55", "+", "-40\n\n", "-40\nx\n"}) {
         shell_prints(text);
         EXPECT_EQ(wifi_quality_probe(), 0) << text;
         EXPECT_STREQ(display_state.wifi_quality, "73") << text;
@@ -243,7 +247,8 @@ TEST_F(Wifi, NoReadingChangesNothing) {
 }
 
 TEST_F(Wifi, ReadingAsTheToolMayPrintIt) {
-    for (const char *text : {"-60", "-60\n", "  -60\n", "\t-60 dBm\n", "-60.5\n", "-060\n", "-30\n-60\n", "garbage\n-60\n"}) {
+    for (const char *text :
+         {"-60", "-60\n", "  -60\n", "\t-60 dBm\n", "-60.5\n", "-060\n", "-30\n-60\n", "garbage\n-60\n"}) {
         shell_prints("-1\n");
         wifi_quality_probe();
         shell_prints(text);
@@ -264,12 +269,14 @@ TEST_F(Wifi, LongReadingIsReadInPiecesOf62) {
         const long rssi = strtol(last_piece(text, 63, "").c_str(), nullptr, 10);
         const std::string before = display_state.wifi_quality;
         EXPECT_EQ(wifi_quality_probe(), rssi == 0 ? 0 : 1) << blanks;
-        EXPECT_EQ(display_state.wifi_quality, quality_for(rssi) != nullptr ? quality_for(rssi) : before) << blanks;
+        EXPECT_EQ(display_state.wifi_quality, quality_for(rssi) != nullptr ? quality_for(rssi) : before)
+            << blanks;
     }
 }
 
 TEST_F(Wifi, AbsurdReadingsAreSurvived) {
-    for (const char *text : {"99999999999999999999", "-99999999999999999999", "-4294967241", "4294967241", "0x10"}) {
+    for (const char *text :
+         {"99999999999999999999", "-99999999999999999999", "-4294967241", "4294967241", "0x10"}) {
         shell_prints(text);
         wifi_quality_probe();
     }
@@ -277,130 +284,17 @@ TEST_F(Wifi, AbsurdReadingsAreSurvived) {
     wifi_quality_probe();
 }
 
-// ---- Debug panel
-
-class WifiDebug : public Wifi {
-protected:
-    void SetUp() override {
-        Wifi::SetUp();
-        write_file(FLAG_WIFI_DEBUG, "");
-        shell_fails();
-        status_screen_create();
-        ASSERT_NE(display_state.debug_noise_label, nullptr);
-        ASSERT_NE(display_state.debug_rssi_label, nullptr);
-        shell_commands.clear();
-    }
-    void tools_print(const std::optional<std::string> &rssi, const std::optional<std::string> &noise) {
-        answer_commands([rssi, noise](const std::string &command) { return command == NOISE_COMMAND ? noise : rssi; });
-        wifi_debug_task(nullptr);
-    }
-    // Texts, and their places in the upper and in the lower right corner of the box.
-    void expect_labels(const std::string &rssi, const std::string &noise) {
-        lv_obj_t *upper = display_state.debug_noise_label, *lower = display_state.debug_rssi_label;
-        EXPECT_EQ(lv_label_get_text(upper), noise);
-        EXPECT_EQ(lv_label_get_text(lower), rssi);
-        EXPECT_EQ(lv_obj_get_x(upper), 59 - lv_obj_get_width(upper) - 2);
-        EXPECT_EQ(lv_obj_get_y(upper), 0);
-        EXPECT_EQ(lv_obj_get_x(lower), 59 - lv_obj_get_width(lower) - 2);
-        EXPECT_EQ(lv_obj_get_y(lower), 30 - lv_obj_get_height(lower));
-    }
-};
-
-TEST_F(WifiDebug, LabelsMoveFromTheirFirstPlaces) {
-    lv_obj_t *upper = display_state.debug_noise_label, *lower = display_state.debug_rssi_label;
-    EXPECT_EQ(lv_obj_get_x(upper), 59 - lv_obj_get_width(upper) - 2);
-    EXPECT_EQ(lv_obj_get_y(upper), -6);
-    EXPECT_EQ(lv_obj_get_x(lower), 59 - lv_obj_get_width(lower) - 2);
-    EXPECT_EQ(lv_obj_get_y(lower), 30 - lv_obj_get_height(lower) + 2);
-    tools_print("-55\n", "-90\n");
-    expect_labels("-55", "-90");
-}
-
-TEST_F(WifiDebug, SignalFirstThenNoise) {
-    tools_print("-55\n", "-90\n");
-    EXPECT_EQ(shell_commands, (std::vector<std::string>{SIGNAL_COMMAND, NOISE_COMMAND}));
-}
-
-TEST_F(WifiDebug, TextsAreShownAsPrinted) {
-    for (const char *text : {"-55", "-5 dBm", "0", "not connected", "a", "", "wide text that leaves the box"}) {
-        tools_print(std::string(text) + "x\n", std::string("n") + text);
-        expect_labels(std::string(text) + "x", std::string("n") + text);
-    }
-}
-
-TEST_F(WifiDebug, LastLineStaysAndIsCutAtItsNewline) {
-    tools_print("-55\n-56\n", "-90\n-91\n-92");
-    expect_labels("-56", "-92");
-    tools_print("-57\n\n", "\n");
-    expect_labels("", "");
-}
-
-TEST_F(WifiDebug, NoOutputAndNoShellKeepTheTexts) {
-    tools_print("", "");
-    expect_labels("", "");
-    tools_print("-55\n", "-90\n");
-    tools_print("", "-91\n");
-    expect_labels("-55", "-91");
-    tools_print("-56\n", std::nullopt);
-    expect_labels("-56", "-91");
-    tools_print(std::nullopt, std::nullopt);
-    expect_labels("-56", "-91");
-}
-
-TEST_F(WifiDebug, TextsOfEveryLengthAreReadInPiecesOf126) {
-    for (size_t length = 1; length <= 300; ++length) {
-        const std::string text(length, 'i');
-        const std::string piece = last_piece(text + "\n", 127, "");
-        tools_print(text + "\n", text + "\n");
-        const std::string shown = piece.substr(0, piece.find('\n'));
-        ASSERT_EQ(lv_label_get_text(display_state.debug_rssi_label), shown) << length;
-        ASSERT_EQ(lv_label_get_text(display_state.debug_noise_label), shown) << length;
-    }
-}
-
-TEST_F(WifiDebug, ForeignBytesAreDrawnSafely) {
-    for (int byte = 1; byte < 256; ++byte) {
-        if (byte == '\n') continue;
-        const std::string text = {'a', static_cast<char>(byte), 'b'};
-        tools_print(text, text + "\n");
-        const std::string shown = byte < 0x80 ? text : "a?b";
-        EXPECT_EQ(lv_label_get_text(display_state.debug_rssi_label), shown) << byte;
-        EXPECT_EQ(lv_label_get_text(display_state.debug_noise_label), shown) << byte;
-    }
-    tools_print("cut \xe2\x82", "whole \xe2\x82\xac");
-    expect_labels("cut ", "whole \xe2\x82\xac");
-    draw_now();
-}
-
-TEST_F(WifiDebug, SameReadingsAreNotDrawnAgain) {
-    tools_print("-55\n", "-90\n");
-    forget_redraws();
-    for (int i = 0; i < 10; ++i) tools_print("-55\n", "-90\n");
-    draw_now();
-    EXPECT_EQ(redrawn_pixels(), 0u);
-    tools_print("-54\n", "-90\n");
-    draw_now();
-    EXPECT_GT(redrawn_pixels(), 0u);
-}
-
-TEST_F(WifiDebug, RunsTwiceASecond) {
-    answer_commands([](const std::string &) { return "-55\n"; });
-    run_for(5000);
-    int noise = 0;
-    for (const std::string &command : shell_commands) noise += command == NOISE_COMMAND;
-    EXPECT_GE(noise, 9);
-    EXPECT_LE(noise, 11);
-    EXPECT_EQ(lv_task_t(*find_task(wifi_debug_task)).prio, LV_TASK_PRIO_HIGHEST);
-}
-
 // ---- The real shell with the tools' scripts
 
 TEST_F(Wifi, PipelinesThroughTheRealShell) {
     link_is_up();
-    write_tool("iw", "case \"$*\" in\n"
-                     "'wlan0 info') printf 'Interface wlan0\\n\\tifindex 3\\n\\tssid Home Net 5\\n\\ttype managed\\n';;\n"
-                     "'dev wlan0 link') printf 'Connected to 00:11\\n\\tSSID: Home\\n\\tsignal: -41 dBm\\n\\tfreq: 5180\\n';;\n"
-                     "esac");
+    write_tool(
+        "iw",
+        "case \"$*\" in\n"
+        "'wlan0 info') printf 'Interface wlan0\\n\\tifindex 3\\n\\tssid Home Net 5\\n\\ttype managed\\n';;\n"
+        "'dev wlan0 link') printf 'Connected to 00:11\\n\\tSSID: Home\\n\\tsignal: -41 dBm\\n\\tfreq: "
+        "5180\\n';;\n"
+        "esac");
     EXPECT_EQ(wifi_link_probe(), 1);
     EXPECT_EQ(name(), "Home Net 5\n");
     EXPECT_EQ(wifi_quality_probe(), 1);
@@ -422,11 +316,4 @@ TEST_F(Wifi, ToolsThatAreNotConnectedOrNotThere) {
     EXPECT_STREQ(display_state.wifi_quality, "");
 }
 
-TEST_F(WifiDebug, ToolsThroughTheRealShell) {
-    answer_commands(nullptr);
-    write_tool("iw", "printf 'Connected\\n\\tsignal: -63 dBm\\n'");
-    write_tool("wl", "echo -- -94");
-    wifi_debug_task(nullptr);
-    expect_labels("-63", "-- -94");
-    EXPECT_EQ(tool_calls(), (std::vector<std::string>{"iw|dev|wlan0|link|", "wl|noise|"}));
-}
+}  // namespace

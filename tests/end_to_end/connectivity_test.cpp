@@ -178,15 +178,31 @@ TEST_F(Connectivity, StationCommandForcesTheView) {
     EXPECT_EQ(shown_view(desk()), "station, signal 4") << "forced although the station flag is clear";
 }
 
+// Which flag is left shows when a new mode text looks at the row again, before the next refresh does.
 TEST_F(Connectivity, TimeoutSparesTheStation) {
     join();
     start();
     run_until(2100);
-    for (int i = 0; i < 3; i++) {
-        expect_view("chan_timeout", "station, signal 4");
-    }
+    desk().send_and_settle("chan_timeout", {}, 20);
+    EXPECT_EQ(shown_view(desk()), "station, signal 4");
+    command("M4_ready");
+    EXPECT_EQ(shown_mode(desk()), "READY");
+    EXPECT_EQ(shown_view(desk()), "station, signal 4") << "chan_sta is still set";
     desk().advance(4000);
     EXPECT_EQ(shown_view(desk()), "station, signal 4");
+}
+
+TEST_F(Connectivity, TimeoutAfterAnotherChannelLeavesNone) {
+    join();
+    start();
+    run_until(2100);
+    desk().send_and_settle("chan_bt", {}, 20);
+    desk().send_and_settle("chan_timeout", {}, 20);
+    EXPECT_EQ(shown_view(desk()), "station, signal 4") << "forced, the name is known";
+    command("M4_ready");
+    EXPECT_EQ(shown_view(desk()), "icons") << "but no channel is set";
+    desk().advance(2000);
+    EXPECT_EQ(shown_view(desk()), "icons") << "the quality has not moved since it was last drawn";
 }
 
 TEST_F(Connectivity, PowerDownEndsTheStation) {
