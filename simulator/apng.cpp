@@ -22,7 +22,8 @@ static std::string number_16(uint64_t value) { return number_32(value).substr(2)
 
 static std::string chunk(const std::string &name, const std::string &content) {
     const std::string checked = name + content;
-    const auto sum = crc32(0, reinterpret_cast<const Bytef *>(checked.data()), static_cast<uInt>(checked.size()));
+    const auto sum = crc32(0, reinterpret_cast<const Bytef *>(checked.data()),
+                           static_cast<uInt>(checked.size()));
     return number_32(content.size()) + checked + number_32(sum);
 }
 
@@ -53,7 +54,8 @@ static std::string image_data(const Picture &picture, int scale) {
     uLongf length = compressBound(static_cast<uLong>(rows.size()));
     std::string data(length, '\0');
     const int result = compress2(reinterpret_cast<Bytef *>(data.data()), &length,
-                                 reinterpret_cast<const Bytef *>(rows.data()), static_cast<uLong>(rows.size()), 9);
+                                 reinterpret_cast<const Bytef *>(rows.data()),
+                                 static_cast<uLong>(rows.size()), 9);
     if (result != Z_OK) throw Error("no memory to compress a picture");
     data.resize(length);
     return data;
@@ -66,7 +68,8 @@ std::string to_png(const Picture &picture, int scale) {
 
 /* ---- moving ---- */
 
-// The rectangle in which two pictures of one size differ; one pixel when they don't, because a frame can't be empty.
+// The rectangle in which two pictures of one size differ; one pixel when they don't, because a frame can't be
+// empty.
 static void changed_part(const Picture &before, const Picture &now, int &x, int &y, Picture &part) {
     const Picture difference = now.difference(before);
     int right = 0;
@@ -98,9 +101,12 @@ void AnimatedPng::add(const Picture &picture, int64_t shown_before_ms) {
 }
 
 // Where a frame goes and how long it stays; it is drawn over what is there.
-static std::string frame_control(uint32_t sequence, const Picture &part, int x, int y, int scale, int64_t shown_ms) {
+static std::string frame_control(uint32_t sequence, const Picture &part, int x, int y, int scale,
+                                 int64_t shown_ms) {
     std::string content = number_32(sequence);
-    for (int value : {part.width(), part.height(), x, y}) content += number_32(static_cast<uint64_t>(value * scale));
+    for (int value : {part.width(), part.height(), x, y}) {
+        content += number_32(static_cast<uint64_t>(value * scale));
+    }
     content += number_16(static_cast<uint64_t>(std::clamp<int64_t>(shown_ms, 0, 65535))) + number_16(1000);
     return chunk("fcTL", content + std::string(2, '\0'));
 }

@@ -1,5 +1,5 @@
-// One-bit pictures as PNG files, single or moving. zlib does the compression; the rest of the format is a few chunks.
-// A moving one is an animated PNG: programs that don't know the extension show its first frame.
+// One-bit pictures as PNG files, single or moving. zlib does the compression; the rest of the format is a few
+// chunks. A moving one is an animated PNG: programs that don't know the extension show its first frame.
 #pragma once
 
 #include <cstdint>

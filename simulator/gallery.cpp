@@ -73,8 +73,8 @@ static std::string as_cell(const std::string &text) {
 }
 
 static std::string image(const char *view, const std::string &name, int width) {
-    return "<img src=\"" + std::string(view) + "/" + name + ".png\" width=\"" + std::to_string(width) + "\" alt=\"" + name +
-           "\">";
+    return "<img src=\"" + std::string(view) + "/" + name + ".png\" width=\"" + std::to_string(width) +
+           "\" alt=\"" + name + "\">";
 }
 
 static std::string row(const std::string &name, const std::string &how, const Golden &golden) {
@@ -84,11 +84,15 @@ static std::string row(const std::string &name, const std::string &how, const Go
 
 static const char *const table_head = "\n| how | layout | device | to be seen |\n|---|---|---|---|\n";
 
-static std::string section_text(const GallerySection &section, const Goldens &goldens, std::set<std::string> &shown) {
-    std::string text = "\n## " + std::string(section.title) + "\n\n" + section.introduction + "\n" + table_head;
+static std::string section_text(const GallerySection &section, const Goldens &goldens,
+                                std::set<std::string> &shown) {
+    std::string text = "\n## " + std::string(section.title) + "\n\n" + section.introduction + "\n" +
+                       table_head;
     for (const GalleryEntry &entry : section.entries) {
         const auto golden = goldens.find(entry.golden);
-        if (golden == goldens.end()) throw Error("the gallery shows a golden panel that there is not: " + std::string(entry.golden));
+        if (golden == goldens.end()) {
+            throw Error("the gallery shows a golden panel that there is not: " + std::string(entry.golden));
+        }
         text += row(entry.golden, entry.how, golden->second);
         shown.insert(entry.golden);
     }
@@ -103,7 +107,9 @@ static std::string rest_text(const Goldens &goldens, const std::set<std::string>
         for (char &letter : words) letter = letter == '_' ? ' ' : letter;
         if (shown.count(name) == 0) text += row(name, words, golden);
     }
-    return text.empty() ? "" : "\n## At the edges\n\nRare combinations that the tests watch.\n" + (table_head + text);
+    return text.empty()
+               ? ""
+               : "\n## At the edges\n\nRare combinations that the tests watch.\n" + (table_head + text);
 }
 
 static std::string page(const Goldens &goldens) {
@@ -117,7 +123,9 @@ static std::string page(const Goldens &goldens) {
 
 static void remove_others(const fs::path &folder, const Goldens &goldens) {
     for (const auto &item : fs::directory_iterator(folder)) {
-        if (item.path().extension() == ".png" && goldens.count(item.path().stem().string()) == 0) fs::remove(item.path());
+        if (item.path().extension() == ".png" && goldens.count(item.path().stem().string()) == 0) {
+            fs::remove(item.path());
+        }
     }
 }
 

@@ -84,7 +84,8 @@ static const GallerySection voltage = {
     }};
 
 const std::vector<GallerySection> &gallery_sections() {
-    static const std::vector<GallerySection> sections = {starts, channels, modes, overlays, firmware, voltage};
+    static const std::vector<GallerySection> sections = {starts,   channels, modes,
+                                                         overlays, firmware, voltage};
     return sections;
 }
 

@@ -66,16 +66,18 @@ static void compare(Run &run, const ScenarioLine &line, const fs::path &file, co
     const std::string left_behind = run.options.out + "/" + file.stem().string();
     if (!fs::exists(file)) {
         save_picture(actual, left_behind + ".actual");
-        return complain(run, line, "there is no picture " + file.string() + "; the panel shows " + left_behind +
-                                       ".actual.png. Is it right? Then --update writes it.");
+        return complain(run, line,
+                        "there is no picture " + file.string() + "; the panel shows " + left_behind +
+                            ".actual.png. Is it right? Then --update writes it.");
     }
     const Picture expected = Picture::load_pbm(file.string());
     if (actual == expected) return;
     save_picture(actual, left_behind + ".actual");
     save_picture(actual.difference(expected), left_behind + ".difference");
-    complain(run, line, "the panel does not show " + file.string() + ": " +
-                            std::to_string(actual.count_different(expected)) + " pixels differ; see " + left_behind +
-                            ".actual.png and " + left_behind + ".difference.png");
+    complain(run, line,
+             "the panel does not show " + file.string() + ": " +
+                 std::to_string(actual.count_different(expected)) + " pixels differ; see " + left_behind +
+                 ".actual.png and " + left_behind + ".difference.png");
 }
 
 static void expect(Run &run, const ScenarioLine &line) {
@@ -112,10 +114,11 @@ static void play_lines(Run &run, const std::vector<ScenarioLine> &lines) {
 static void report(const Run &run, size_t lines, std::chrono::duration<double> taken) {
     const std::string film = run.options.out + "/" + run.name + "-film.png";
     if (run.film.frames() > 0) run.film.save(film);
-    std::printf("%s: %zu lines in %.1f s; %d pictures and a film of %zu frames (%s) in %s: %s\n", run.name.c_str(),
-                lines, taken.count(), run.pictures, run.film.frames(), fs::path(film).filename().c_str(),
-                run.options.out.c_str(),
-                run.failures == 0 ? "as expected" : (std::to_string(run.failures) + " NOT as expected").c_str());
+    std::printf("%s: %zu lines in %.1f s; %d pictures and a film of %zu frames (%s) in %s: %s\n",
+                run.name.c_str(), lines, taken.count(), run.pictures, run.film.frames(),
+                fs::path(film).filename().c_str(), run.options.out.c_str(),
+                run.failures == 0 ? "as expected"
+                                  : (std::to_string(run.failures) + " NOT as expected").c_str());
 }
 
 static PlayStatus play_on_stage(PlayOptions options, const std::vector<ScenarioLine> &lines) {

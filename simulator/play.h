@@ -1,5 +1,5 @@
-// Playing a scenario from a file: `display-sim play`. Stepped time, so a minute takes a moment and every run gives
-// the same pictures.
+// Playing a scenario from a file: `display-sim play`. Stepped time, so a minute takes a moment and every run
+// gives the same pictures.
 #pragma once
 
 #include <string>

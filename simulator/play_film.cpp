@@ -10,6 +10,8 @@ namespace desk {
 
 // Quiet times are cut to this; a film of ten minutes would not be watched.
 static constexpr int64_t longest_frame_ms = 1500;
+// Programs that show films make up a time of their own for frames of none.
+static constexpr int64_t shortest_frame_ms = 40;
 static constexpr int64_t last_frame_ms = 4000;
 // Enough for each second of a long update; whatever follows is left out.
 static constexpr size_t most_frames = 3000;
@@ -78,7 +80,7 @@ void Film::shoot() {
     if (pictures_.frames() >= most_frames) return;
     const int64_t now_us = stage_.now_us();
     const int64_t shown_ms = now_us >= shot_at_us_ ? (now_us - shot_at_us_) / 1000 : longest_frame_ms;
-    pictures_.add(side_by_side(panels_[1], panels_[0], caption_), std::min(shown_ms, longest_frame_ms));
+    pictures_.add(side_by_side(panels_[1], panels_[0], caption_), std::clamp(shown_ms, shortest_frame_ms, longest_frame_ms));
     shot_at_us_ = now_us;
 }
 

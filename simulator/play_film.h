@@ -13,8 +13,8 @@ class Film {
 public:
     explicit Film(Stage &stage) : stage_(stage), pictures_(scale) {}
 
-    // Looks at the panels; a frame is made when something changed, the activity icon's own movement apart. Cheap
-    // when nothing did.
+    // Looks at the panels; a frame is made when something changed, the activity icon's own movement apart.
+    // Cheap when nothing did.
     void look();
     // The caption from now on.
     void set_caption(const std::string &text);

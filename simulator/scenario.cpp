@@ -1,4 +1,5 @@
-// Reading scenarios: words and quotes of a line, the command it names, and errors that say where and what else.
+// Reading scenarios: words and quotes of a line, the command it names, and errors that say where and what
+// else.
 #include "scenario.h"
 
 #include <algorithm>
@@ -24,7 +25,8 @@ static std::string trimmed(const std::string &text) {
 static char unescaped(char letter) {
     if (letter == 'n') return '\n';
     if (letter == '"' || letter == '\\') return letter;
-    throw ScenarioError(std::string("'\\") + letter + "' means nothing inside quotes; there are \\\", \\\\ and \\n");
+    throw ScenarioError(std::string("'\\") + letter +
+                        "' means nothing inside quotes; there are \\\", \\\\ and \\n");
 }
 
 // `place` stands on the opening quote and ends behind the closing one.
@@ -101,7 +103,9 @@ static std::string suggestion(const std::string &name) {
     }
     if (nearest != nullptr) return std::string("; did you mean '") + nearest->name + "'?";
     std::string all;
-    for (const Command &command : scenario_commands()) all += std::string(all.empty() ? "" : ", ") + command.name;
+    for (const Command &command : scenario_commands()) {
+        all += std::string(all.empty() ? "" : ", ") + command.name;
+    }
     return "; there are " + all;
 }
 

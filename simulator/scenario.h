@@ -1,6 +1,6 @@
-// Scenarios: short stories of the display as lines of text that a person writes by hand. This file owns the language
-// (docs/scenarios.md): one line becomes an Action, and the table of commands says what each takes and does. The
-// stage carries actions out; the web page and the player speak these lines.
+// Scenarios: short stories of the display as lines of text that a person writes by hand. This file owns the
+// language (docs/scenarios.md): one line becomes an Action, and the table of commands says what each takes
+// and does. The stage carries actions out; the web page and the player speak these lines.
 #pragma once
 
 #include <cstdint>
@@ -16,8 +16,8 @@ namespace desk {
 class Stage;
 struct Command;
 
-// A line that is no line of the language, or a file that is no scenario. what() begins with "FILE:LINE: " when the
-// line came from a file.
+// A line that is no line of the language, or a file that is no scenario. what() begins with "FILE:LINE: "
+// when the line came from a file.
 class ScenarioError : public Error {
 public:
     using Error::Error;
@@ -37,11 +37,11 @@ struct Action {
 // A command of the language.
 struct Command {
     const char *name;
-    const char *arguments; // for people: "VOLTS|none"
-    const char *meaning;   // one line for people
-    bool prepares_box;     // works on the box alone: may come before the start
-    bool takes_rest;       // the rest of the line is one text
-    void (*check)(Action &action);                       // fills the action from its words; throws ScenarioError
+    const char *arguments;         // for people: "VOLTS|none"
+    const char *meaning;           // one line for people
+    bool prepares_box;             // works on the box alone: may come before the start
+    bool takes_rest;               // the rest of the line is one text
+    void (*check)(Action &action); // fills the action from its words; throws ScenarioError
     void (*perform)(Stage &stage, const Action &action); // null: the player's affair
 };
 const std::vector<Command> &scenario_commands();

@@ -18,7 +18,8 @@ namespace desk {
     const std::string arguments = action.command->arguments;
     std::string given = action.words.empty() ? "nothing" : "";
     for (const std::string &word : action.words) given += (given.empty() ? "" : " ") + quoted(word);
-    throw ScenarioError("'" + name + "' takes " + (arguments.empty() ? "nothing" : arguments) + ", not " + given);
+    throw ScenarioError("'" + name + "' takes " + (arguments.empty() ? "nothing" : arguments) + ", not " +
+                        given);
 }
 
 static const std::string &only_word(const Action &action) {
@@ -30,11 +31,14 @@ static double number_within(const Action &action, double lowest, double highest)
     const std::string &word = only_word(action);
     double number = 0.0;
     const auto [stopped, error] = std::from_chars(word.data(), word.data() + word.size(), number);
-    if (error != std::errc() || stopped != word.data() + word.size() || !std::isfinite(number)) expected(action);
+    if (error != std::errc() || stopped != word.data() + word.size() || !std::isfinite(number)) {
+        expected(action);
+    }
     if (number < lowest || number > highest) {
         char limits[80];
         std::snprintf(limits, sizeof(limits), "%g to %g", lowest, highest);
-        throw ScenarioError("'" + std::string(action.command->name) + " " + word + "' is out of range: " + limits);
+        throw ScenarioError("'" + std::string(action.command->name) + " " + word +
+                            "' is out of range: " + limits);
     }
     return number;
 }
@@ -78,13 +82,16 @@ static void take_start(Action &action) {
         action.on = true;
         place++;
     }
-    const bool known = action.text.empty() || action.text == "normal" || action.text == "debug" || action.text == "production";
+    const bool known = action.text.empty() || action.text == "normal" || action.text == "debug" ||
+                       action.text == "production";
     if (!known || place != action.words.size()) expected(action);
 }
 
 static std::string unknown_word(const std::string &word) {
     std::string names;
-    for (const auto *likely : display_tools::likely_words(word)) names += (names.empty() ? "'" : " or '") + likely->word + "'";
+    for (const auto *likely : display_tools::likely_words(word)) {
+        names += (names.empty() ? "'" : " or '") + likely->word + "'";
+    }
     if (names.empty()) return "'" + word + "' is no display command; 'displayctl words' lists them";
     return "'" + word + "' is no display command; did you mean " + names + "?";
 }
@@ -129,7 +136,8 @@ static void take_wait(Action &action) {
     if (for_text) {
         action.text = action.words[1];
     } else if (kind != "settled" && !take_duration(kind, action.number)) {
-        throw ScenarioError("'wait " + kind + "': it waits for a time such as 500ms or 2s (1ms to 24 hours), for "
+        throw ScenarioError("'wait " + kind +
+                            "': it waits for a time such as 500ms or 2s (1ms to 24 hours), for "
                             "'log TEXT', 'mode TEXT' or 'settled'");
     }
 }
@@ -148,7 +156,8 @@ static void take_picture_name(Action &action) {
     take_text(action);
     static const char *const allowed = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-_";
     if (action.text.empty() || action.text.find_first_not_of(allowed) != std::string::npos) {
-        throw ScenarioError("a picture's name is made of letters, digits, '-' and '_', not " + quoted(action.text));
+        throw ScenarioError("a picture's name is made of letters, digits, '-' and '_', not " +
+                            quoted(action.text));
     }
 }
 
@@ -159,7 +168,8 @@ static bool ends_with(const std::string &text, const std::string &end) {
 static void take_expected_file(Action &action) {
     take_text(action);
     if (ends_with(action.text, "-device.pbm") || ends_with(action.text, "-layout.pbm")) return;
-    throw ScenarioError("'expect' takes a file NAME-device.pbm or NAME-layout.pbm, not " + quoted(action.text));
+    throw ScenarioError("'expect' takes a file NAME-device.pbm or NAME-layout.pbm, not " +
+                        quoted(action.text));
 }
 
 static void take_note(Action &action) { action.text = action.words.empty() ? "" : action.words[0]; }
@@ -210,44 +220,63 @@ static void set_jack_ready(Stage &stage, const Action &action) { stage.box().set
 static void set_wifi(Stage &stage, const Action &action) { stage.box().set_wifi_link(action.on); }
 static void set_ssid(Stage &stage, const Action &action) { stage.box().set_ssid(action.text); }
 static void set_noise(Stage &stage, const Action &action) { stage.box().set_noise(action.text); }
-static void set_warranty_lock(Stage &stage, const Action &action) { stage.box().set_warranty_lock(action.on); }
+static void set_warranty_lock(Stage &stage, const Action &action) {
+    stage.box().set_warranty_lock(action.on);
+}
 static void set_hotspot(Stage &stage, const Action &action) { stage.box().set_hotspot_off(!action.on); }
-static void set_activity_alt(Stage &stage, const Action &action) { stage.box().set_alternative_icon(action.on); }
+static void set_activity_alt(Stage &stage, const Action &action) {
+    stage.box().set_alternative_icon(action.on);
+}
 
 const std::vector<Command> &scenario_commands() {
     static const std::vector<Command> commands = {
         {"start", "[normal|debug|production] [bare]",
-         "Start the daemons, or start them again, as that variant; 'bare' with a box that has no files and no tools",
+         "Start the daemons, or start them again, as that variant; 'bare' with a box that has no files and "
+         "no tools",
          false, false, take_start, start},
-        {"send", "WORD [ARGUMENTS...]", "Send a display command over the bus, its arguments in quotes if they have blanks",
-         false, false, take_command, send},
-        {"supply", "VOLTS|none", "The supply voltage that the converter measures; none: the converter is gone",
-         true, false, take_volts, set_supply},
-        {"jack", "MILLIVOLTS|none", "What the vehicle interface answers for the jack; none: it does not answer",
-         true, false, take_millivolts, set_jack},
-        {"jack-ready", "on|off", "Whether the vehicle interface takes questions (/tmp/.app_rcv_command_ready)",
-         true, false, take_on_off, set_jack_ready},
+        {"send", "WORD [ARGUMENTS...]",
+         "Send a display command over the bus, its arguments in quotes if they have blanks", false, false,
+         take_command, send},
+        {"supply", "VOLTS|none",
+         "The supply voltage that the converter measures; none: the converter is gone", true, false,
+         take_volts, set_supply},
+        {"jack", "MILLIVOLTS|none",
+         "What the vehicle interface answers for the jack; none: it does not answer", true, false,
+         take_millivolts, set_jack},
+        {"jack-ready", "on|off",
+         "Whether the vehicle interface takes questions (/tmp/.app_rcv_command_ready)", true, false,
+         take_on_off, set_jack_ready},
         {"wifi", "up|down", "The Wi-Fi station's link", true, false, take_up_down, set_wifi},
-        {"ssid", "NAME", "The network that the station has joined; \"\" for none", true, false, take_text, set_ssid},
-        {"signal", "DBM|none", "The station's signal; none: the tool does not tell", true, false, take_dbm, set_signal},
-        {"noise", "TEXT", "What the noise tool prints, for the debug panel", true, false, take_text, set_noise},
-        {"serial", "TEXT|none", "The serial number; none: the file is gone", true, false, take_text_or_none, set_serial},
-        {"bluetooth", "NAME|none", "The Bluetooth name; none: the file is gone",
-         true, false, take_text_or_none, set_bluetooth},
-        {"warranty-lock", "on|off", "The warranty lock (/rodata/wlock)", true, false, take_on_off, set_warranty_lock},
-        {"hotspot", "on|off", "Whether the box offers a hotspot; off makes /userdata/configs/no_ap",
-         true, false, take_on_off, set_hotspot},
-        {"activity-alt", "on|off", "The other set of activity pictures (/tmp/bada)",
-         true, false, take_on_off, set_activity_alt},
-        {"firmware-type", "TEXT|none", "The firmware that runs (/tmp/fw_type_running); none: the file is gone",
-         true, false, take_text_or_none, set_firmware_type},
+        {"ssid", "NAME", "The network that the station has joined; \"\" for none", true, false, take_text,
+         set_ssid},
+        {"signal", "DBM|none", "The station's signal; none: the tool does not tell", true, false, take_dbm,
+         set_signal},
+        {"noise", "TEXT", "What the noise tool prints, for the debug panel", true, false, take_text,
+         set_noise},
+        {"serial", "TEXT|none", "The serial number; none: the file is gone", true, false, take_text_or_none,
+         set_serial},
+        {"bluetooth", "NAME|none", "The Bluetooth name; none: the file is gone", true, false,
+         take_text_or_none, set_bluetooth},
+        {"warranty-lock", "on|off", "The warranty lock (/rodata/wlock)", true, false, take_on_off,
+         set_warranty_lock},
+        {"hotspot", "on|off", "Whether the box offers a hotspot; off makes /userdata/configs/no_ap", true,
+         false, take_on_off, set_hotspot},
+        {"activity-alt", "on|off", "The other set of activity pictures (/tmp/bada)", true, false, take_on_off,
+         set_activity_alt},
+        {"firmware-type", "TEXT|none",
+         "The firmware that runs (/tmp/fw_type_running); none: the file is gone", true, false,
+         take_text_or_none, set_firmware_type},
         {"wait", "TIME | log TEXT | mode TEXT | settled",
-         "Let the daemons' time pass, or wait (10 s of it at most) for a log line, the mode row's text or a still picture",
+         "Let the daemons' time pass, or wait (10 s of it at most) for a log line, the mode row's text or a "
+         "still picture",
          false, true, take_wait, wait},
-        {"picture", "NAME", "Take a picture of both panels under that name", false, false, take_picture_name, nullptr},
-        {"expect", "FILE", "Compare a panel with a picture beside the scenario, NAME-device.pbm or NAME-layout.pbm",
-         false, false, take_expected_file, nullptr},
-        {"note", "[TEXT]", "A caption for what follows, in the film and the report", true, true, take_note, nullptr},
+        {"picture", "NAME", "Take a picture of both panels under that name", false, false, take_picture_name,
+         nullptr},
+        {"expect", "FILE",
+         "Compare a panel with a picture beside the scenario, NAME-device.pbm or NAME-layout.pbm", false,
+         false, take_expected_file, nullptr},
+        {"note", "[TEXT]", "A caption for what follows, in the film and the report", true, true, take_note,
+         nullptr},
     };
     return commands;
 }

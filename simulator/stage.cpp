@@ -105,22 +105,28 @@ static std::string within_limit() { return " within " + std::to_string(wait_limi
 void Stage::wait_for_log(const std::string &text) {
     const auto logged = [&](View view) {
         const std::vector<LogLine> lines = log(view);
-        const auto from = lines.begin() + static_cast<std::ptrdiff_t>(std::min(log_mark_[view == View::layout], lines.size()));
-        return std::any_of(from, lines.end(), [&](const LogLine &line) { return line.text.find(text) != std::string::npos; });
+        for (size_t i = log_mark_[view == View::layout]; i < lines.size(); i++) {
+            if (lines[i].text.find(text) != std::string::npos) return true;
+        }
+        return false;
     };
     if (pass_until([&] { return logged(View::device) && logged(View::layout); }, 1)) return;
     std::string seen;
     const std::vector<LogLine> lines = log(View::device);
-    for (size_t i = log_mark_[0]; i < lines.size(); i++) seen += "\n    " + lines[i].text;
-    throw Unmet("no log line has \"" + text + "\"" + within_limit() + "; logged since the last command:" +
-                (seen.empty() ? " nothing" : seen));
+    for (size_t i = log_mark_[0]; i < lines.size(); i++) {
+        seen += "\n    " + lines[i].text.substr(0, lines[i].text.find('\n'));
+    }
+    throw Unmet("no log line has \"" + text + "\"" + within_limit() +
+                "; logged since the last command:" + (seen.empty() ? " nothing" : seen));
 }
 
 // The mode row between its two icons.
 static Picture mode_row(const Picture &layout) { return layout.part(18, 50, 93, text_height); }
 
 void Stage::wait_for_mode(const std::string &text) {
-    if (pass_until([&] { return shows_exactly(mode_row(picture(View::layout)), text); }, watch_step_ms)) return;
+    if (pass_until([&] { return shows_exactly(mode_row(picture(View::layout)), text); }, watch_step_ms)) {
+        return;
+    }
     throw Unmet("the mode row does not show \"" + text + "\"" + within_limit() + "; it shows:\n" +
                 mode_row(picture(View::layout)).to_half_blocks());
 }
@@ -137,12 +143,15 @@ void Stage::wait_until_settled() {
     std::array<Picture, 2> before;
     int64_t since = now_us();
     const auto settled = [&] {
-        const std::array<Picture, 2> now = {picture(View::device), without_activity_icon(picture(View::layout))};
+        const std::array<Picture, 2> now = {picture(View::device),
+                                            without_activity_icon(picture(View::layout))};
         if (now != before) since = now_us();
         before = now;
         return now_us() - since >= settled_ms * 1000;
     };
-    if (!pass_until(settled, watch_step_ms)) throw Unmet("the picture does not come to rest" + within_limit());
+    if (!pass_until(settled, watch_step_ms)) {
+        throw Unmet("the picture does not come to rest" + within_limit());
+    }
 }
 
 } // namespace desk

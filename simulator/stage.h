@@ -1,7 +1,7 @@
-// The stage: the device's daemon (64 x 128) and the layout's (128 x 66) side by side in one box on one bus, so that a
-// command or a file reaches both. Everything that plays or shows the display stands on it: the scenario player, the
-// web page, the live view. Its time is stepped: the daemons move in pass() only, as fast as the machine can. Use it from
-// one thread.
+// The stage: the device's daemon (64 x 128) and the layout's (128 x 66) side by side in one box on one bus,
+// so that a command or a file reaches both. Everything that plays or shows the display stands on it: the
+// scenario player, the web page, the live view. Its time is stepped: the daemons move in pass() only, as fast
+// as the machine can. Use it from one thread.
 //
 //     desk::Stage stage;
 //     stage.perform(*desk::parse_action("send chan_bt"));   // starts both daemons by itself
@@ -52,8 +52,8 @@ public:
     explicit Stage(const StageOptions &options = {});
     ~Stage();
 
-    // The box that both daemons share. It may be prepared before the first start. A start that changes between a
-    // bare and a furnished box makes a new one: don't keep the reference across starts.
+    // The box that both daemons share. It may be prepared before the first start. A start that changes
+    // between a bare and a furnished box makes a new one: don't keep the reference across starts.
     Box &box() { return desk(View::device).box(); }
     Bus &bus() { return desk(View::device).bus(); }
     Desk &desk(View view);
@@ -69,8 +69,8 @@ public:
     void send(const std::string &word, const std::vector<Argument> &further = {});
 
     // Carries out a line of a scenario. Box lines before the first start only prepare the box; any other line
-    // starts the daemons as normal first. "picture", "expect" and "note" mean nothing to the stage: they are the
-    // player's. Throws Unmet when a wait's limit passes.
+    // starts the daemons as normal first. "picture", "expect" and "note" mean nothing to the stage: they are
+    // the player's. Throws Unmet when a wait's limit passes.
     void perform(const Action &action);
 
     Picture picture(View view) { return desk(view).picture(); }
@@ -81,8 +81,8 @@ public:
     int64_t now_us();
     // Lets that much of the daemons' time pass.
     void pass(int64_t ms);
-    // Called again and again while time passes, at least after every `watch_step_ms` of it. Throwing from it ends the
-    // wait.
+    // Called again and again while time passes, at least after every `watch_step_ms` of it. Throwing from it
+    // ends the wait.
     void set_watcher(std::function<void()> watcher) { watcher_ = std::move(watcher); }
 
     // Waits on the daemons' clock, 10 s of it at most. Throw Unmet.

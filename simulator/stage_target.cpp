@@ -1,5 +1,5 @@
-// Where the armhf build lies: build/armhf with its libraries in build/armhf-sysroot, beside the build folder of the
-// running program or in the project; DESK_ARMHF names another one.
+// Where the armhf build lies: build/armhf with its libraries in build/armhf-sysroot, beside the build folder
+// of the running program or in the project; DESK_ARMHF names another one.
 #include "stage_target.h"
 
 #include <cstdlib>
@@ -32,10 +32,14 @@ static fs::path armhf_build() {
 
 void choose_armhf(Options &options) {
     const fs::path build = armhf_build();
-    const std::string daemon = (build / (options.layout ? "status-display-layout" : "status-display")).string();
+    const std::string daemon =
+        (build / (options.layout ? "status-display-layout" : "status-display")).string();
     const std::string sysroot = (build.parent_path() / "armhf-sysroot").string();
-    for (const std::string &needed : {daemon, (build / "simulator/libdesk_shim.so").string(), sysroot + "/usr/lib"}) {
-        if (!fs::exists(needed)) throw Error("there is no " + needed + "; './setup armhf' makes the 32-bit ARM build");
+    for (const std::string &needed :
+         {daemon, (build / "simulator/libdesk_shim.so").string(), sysroot + "/usr/lib"}) {
+        if (!fs::exists(needed)) {
+            throw Error("there is no " + needed + "; './setup armhf' makes the 32-bit ARM build");
+        }
     }
     if (!on_path("qemu-arm")) throw Error("qemu-arm is missing (as root: apt-get install qemu-user)");
     options.daemon = daemon;

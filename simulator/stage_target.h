@@ -5,8 +5,8 @@
 
 namespace desk {
 
-// Points `options` at the armhf daemon (the layout's when options.layout) and its emulator. Throws Error that says
-// what to do when the armhf build or the emulator is missing.
+// Points `options` at the armhf daemon (the layout's when options.layout) and its emulator. Throws Error that
+// says what to do when the armhf build or the emulator is missing.
 void choose_armhf(Options &options);
 
 } // namespace desk

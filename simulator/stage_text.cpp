@@ -13,7 +13,9 @@ static void draw_glyph(Picture &picture, const lv_font_glyph_dsc_t &glyph, const
     for (int row = 0; row < glyph.box_h; row++) {
         for (int column = 0; column < glyph.box_w; column++) {
             const int bit = row * glyph.box_w + column;
-            if ((bitmap[bit / 8] >> (7 - bit % 8) & 1) != 0) picture.set(x + glyph.ofs_x + column, top + row, true);
+            if ((bitmap[bit / 8] >> (7 - bit % 8) & 1) != 0) {
+                picture.set(x + glyph.ofs_x + column, top + row, true);
+            }
         }
     }
 }

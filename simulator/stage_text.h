@@ -1,5 +1,5 @@
-// Text as the panel draws it: with the display's own 16-pixel font, through LVGL's own glyph functions. For finding
-// words in a picture of the panel and for captions.
+// Text as the panel draws it: with the display's own 16-pixel font, through LVGL's own glyph functions. For
+// finding words in a picture of the panel and for captions.
 #pragma once
 
 #include <string>

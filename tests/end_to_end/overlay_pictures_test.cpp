@@ -19,7 +19,7 @@ INSTANTIATE_TEST_SUITE_P(, OverlayPictures, ::testing::Bool(), panel_name);
 TEST_P(OverlayPictures, Reboot) {
     prepare_and_start();
     command("Reboot");
-    expect("overlay_reboot", "PLEASE over REBOOT beside the arrow's tile, in a white frame");
+    expect("overlay_reboot", "PLEASE over REBOOT beside the arrow, in a white frame");
     const desk::Picture reboot = desk().picture();
     prepare_and_start();
     command("Req_reboot");
@@ -29,26 +29,26 @@ TEST_P(OverlayPictures, Reboot) {
 TEST_P(OverlayPictures, Ignition) {
     prepare_and_start();
     command("Check_Igni");
-    expect("overlay_ignition", "CHECK over IGNITION beside the car's tile, in a white frame");
+    expect("overlay_ignition", "CHECK over IGNITION beside the car, in a white frame");
 }
 
 TEST_P(OverlayPictures, ErrorWithShortCode) {
     prepare_and_start();
     error_code("A12");
-    expect("overlay_error_short", "ERROR over A12 beside the crossed circle's tile");
+    expect("overlay_error_short", "ERROR over A12 beside the crossed circle");
 }
 
 TEST_P(OverlayPictures, ErrorWithoutText) {
     prepare_and_start();
     error_code("");
-    expect("overlay_error_empty", "ERROR alone beside the crossed circle's tile");
+    expect("overlay_error_empty", "ERROR alone beside the crossed circle");
 }
 
 TEST_P(OverlayPictures, ErrorWithLongCode) {
     prepare_and_start();
     error_code(std::string(127, 'M'));
     expect("overlay_error_127_bytes",
-           "a line of M over the tile and both sides of the frame, ERROR left of the panel");
+           "a line of M over the icon and both sides of the frame, ERROR left of the panel");
 }
 
 TEST_P(OverlayPictures, ErrorWithSeveralLines) {
@@ -60,13 +60,13 @@ TEST_P(OverlayPictures, ErrorWithSeveralLines) {
 TEST_P(OverlayPictures, WifiError) {
     prepare_and_start();
     error_code("WIFI42");
-    expect("overlay_wifi_error", "ERROR: WIFI over Connection beside the crossed circle's tile, no 42");
+    expect("overlay_wifi_error", "ERROR: WIFI over Connection beside the crossed circle, no 42");
 }
 
 TEST_P(OverlayPictures, CoprocessorError) {
     prepare_and_start();
     command("M4_error");
-    expect("overlay_m4_error", "ERROR over LX-M4-1 beside the crossed circle's tile");
+    expect("overlay_m4_error", "ERROR over LX-M4-1 beside the crossed circle");
 }
 
 TEST_P(OverlayPictures, FirmwareBar) {

@@ -17,7 +17,8 @@ static desk::Picture pattern(int width, int height, int seed) {
 }
 
 TEST(Png, HoldsThePixelsOfEachPanel) {
-    for (const auto &[width, height] : {std::pair{64, 128}, std::pair{128, 66}, std::pair{13, 9}, std::pair{1, 1}}) {
+    for (const auto &[width, height] :
+         {std::pair{64, 128}, std::pair{128, 66}, std::pair{13, 9}, std::pair{1, 1}}) {
         const desk::Picture picture = pattern(width, height, 3);
         const Png png = read_png(desk::to_png(picture));
         ASSERT_EQ(png.problem, "");
@@ -50,7 +51,9 @@ TEST(AnimatedPng, ComposesToEachPicture) {
     ASSERT_EQ(png.problem, "");
     EXPECT_TRUE(png.animated);
     ASSERT_EQ(png.frames.size(), pictures.size());
-    for (size_t i = 0; i < pictures.size(); i++) EXPECT_EQ(reduced(png.frames[i].shown, 4), pictures[i]) << "frame " << i;
+    for (size_t i = 0; i < pictures.size(); i++) {
+        EXPECT_EQ(reduced(png.frames[i].shown, 4), pictures[i]) << "frame " << i;
+    }
     EXPECT_EQ(png.frames[0].delay_ms, 250);
     EXPECT_EQ(png.frames.back().delay_ms, 4000);
 }

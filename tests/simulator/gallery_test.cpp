@@ -27,7 +27,9 @@ TEST(Gallery, IsFresh) {
 
 TEST(Gallery, ShowsEveryWord) {
     const std::string page = read_file(gallery + "/README.md");
-    for (const auto &word : display_tools::vocabulary()) EXPECT_TRUE(contains(page, "`" + word.word)) << word.word;
+    for (const auto &word : display_tools::vocabulary()) {
+        EXPECT_TRUE(contains(page, "`" + word.word)) << word.word;
+    }
 }
 
 TEST(Gallery, ShowsEveryGoldenAsItIs) {
@@ -58,7 +60,8 @@ TEST(Gallery, RemovesWhatIsNoLongerShown) {
 TEST(Gallery, SaysWhatItMisses) {
     const Folder empty;
     empty.write("layout/readme.txt", "");
-    const Outcome outcome = display_sim({"gallery", "--goldens", empty.path(), "--out", empty.path() + "/out"});
+    const Outcome outcome = display_sim(
+        {"gallery", "--goldens", empty.path(), "--out", empty.path() + "/out"});
     EXPECT_EQ(outcome.status, 1);
     EXPECT_TRUE(contains(outcome.errors, "no golden panels in " + empty.path())) << outcome.errors;
     EXPECT_EQ(display_sim({"gallery", "--frame"}).status, 2);

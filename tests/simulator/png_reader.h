@@ -1,5 +1,5 @@
-// Reads PNG files back for the tests, animated ones too: checks the structure of every chunk and composes the frames.
-// Written against the format's definition and independent of what writes them.
+// Reads PNG files back for the tests, animated ones too: checks the structure of every chunk and composes the
+// frames. Written against the format's definition and independent of what writes them.
 #pragma once
 
 #include <cstdint>

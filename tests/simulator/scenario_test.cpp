@@ -25,7 +25,9 @@ static std::string problem_of(const std::string &line) {
 }
 
 TEST(Scenario, PassesOverCommentsAndEmptyLines) {
-    for (const char *line : {"", "   ", "\t", "# start", "   # send chan_bt", "\r"}) EXPECT_FALSE(desk::parse_action(line)) << line;
+    for (const char *line : {"", "   ", "\t", "# start", "   # send chan_bt", "\r"}) {
+        EXPECT_FALSE(desk::parse_action(line)) << line;
+    }
 }
 
 TEST(Scenario, TakesEveryWordOfTheVocabulary) {
@@ -86,7 +88,8 @@ TEST(Scenario, ReadsTimesToWait) {
     EXPECT_EQ(parsed("wait log Got Signal  with value p_on").text, "Got Signal  with value p_on");
     EXPECT_EQ(parsed("wait mode DOIP ETHERNET").text, "DOIP ETHERNET");
     EXPECT_EQ(parsed("note one \"two\" # three").text, "one \"two\" # three");
-    for (const char *bad : {"wait 0ms", "wait -1s", "wait 5", "wait 5m", "wait 90000s", "wait s", "wait soon"}) {
+    for (const char *bad :
+         {"wait 0ms", "wait -1s", "wait 5", "wait 5m", "wait 90000s", "wait s", "wait soon"}) {
         EXPECT_TRUE(contains(problem_of(bad), "a time such as 500ms or 2s")) << bad;
     }
 }
@@ -198,7 +201,9 @@ TEST(Scenario, IsWhatThePageSays) {
     const std::string page = read_file(TEST_SOURCE_DIR "/docs/scenarios.md");
     for (const desk::Command &command : desk::scenario_commands()) {
         std::string arguments;
-        for (char letter : std::string(command.arguments)) arguments += letter == '|' ? "\\|" : std::string(1, letter);
+        for (char letter : std::string(command.arguments)) {
+            arguments += letter == '|' ? "\\|" : std::string(1, letter);
+        }
         const std::string row = "| `" + std::string(command.name) + "` | `" + arguments + "` |";
         EXPECT_TRUE(contains(page, row)) << row;
     }

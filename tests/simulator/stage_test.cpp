@@ -14,7 +14,9 @@ TEST(Stage, ReachesBothRegistrationsWithOneSignal) {
     stage.pass(2500);
     for (View view : desk::both_views) {
         const auto lines = stage.log(view);
-        const auto is_command = [](const desk::LogLine &line) { return line.text == "Got Signal with value chan_bt\n"; };
+        const auto is_command = [](const desk::LogLine &line) {
+            return line.text == "Got Signal with value chan_bt\n";
+        };
         EXPECT_EQ(std::count_if(lines.begin(), lines.end(), is_command), 1) << desk::name_of(view);
     }
     // The layout is registered wider, but it is drawn from the same corner.
@@ -44,9 +46,15 @@ TEST(Stage, ReadsEveryModeText) {
     desk::Stage stage;
     perform(stage, "wait mode AUTOCHECK...");
     const std::vector<std::pair<const char *, const char *>> modes = {
-        {"M4_ready", "READY"},       {"M4_COMM", "DIAGNOSIS"},           {"M4_J2534", "PASSTHRU"},
-        {"DoIP_on", "DOIP"},         {"rj45_pt_enable", "DOIP ETHERNET"}, {"REC_ON", "REC ..."},
-        {"M4_COMM", "REC ON"},       {"p_off", "POWER DOWN"},            {"p_on", "RESTARTING..."},
+        {"M4_ready", "READY"},
+        {"M4_COMM", "DIAGNOSIS"},
+        {"M4_J2534", "PASSTHRU"},
+        {"DoIP_on", "DOIP"},
+        {"rj45_pt_enable", "DOIP ETHERNET"},
+        {"REC_ON", "REC ..."},
+        {"M4_COMM", "REC ON"},
+        {"p_off", "POWER DOWN"},
+        {"p_on", "RESTARTING..."},
     };
     for (const auto &[word, text] : modes) {
         perform(stage, std::string("send ") + word);
@@ -60,7 +68,9 @@ TEST(Stage, ReadsEveryModeText) {
 TEST(Stage, TakesNoTextForAnother) {
     const desk::Picture row = desk::text_picture("READY");
     EXPECT_TRUE(desk::shows_exactly(row, "READY"));
-    for (const char *other : {"READ", "READY.", "REC ON", "", "ready"}) EXPECT_FALSE(desk::shows_exactly(row, other)) << other;
+    for (const char *other : {"READ", "READY.", "REC ON", "", "ready"}) {
+        EXPECT_FALSE(desk::shows_exactly(row, other)) << other;
+    }
     EXPECT_FALSE(desk::shows_exactly(desk::Picture(50, 16), "READY"));
 }
 

@@ -58,6 +58,8 @@ Outcome display_sim(const std::vector<std::string> &words, const std::string &en
     return outcome;
 }
 
-bool contains(const std::string &text, const std::string &part) { return text.find(part) != std::string::npos; }
+bool contains(const std::string &text, const std::string &part) {
+    return text.find(part) != std::string::npos;
+}
 
 } // namespace simulator_test

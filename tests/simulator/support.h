@@ -1,4 +1,5 @@
-// What the simulator's tests share: a folder that goes with the test, and the real display-sim run to its end.
+// What the simulator's tests share: a folder that goes with the test, and the real display-sim run to its
+// end.
 #pragma once
 
 #include <string>
@@ -16,7 +17,7 @@ public:
 
     const std::string &path() const { return path_; }
     std::string write(const std::string &name, const std::string &content) const; // the file's whole path
-    std::string read(const std::string &name) const; // "" when there is none
+    std::string read(const std::string &name) const;                              // "" when there is none
     bool has(const std::string &name) const;
     std::vector<std::string> names() const; // files below it, sorted, relative
 
