@@ -1,6 +1,7 @@
 // The one record of what the display knows and shows.
 //
-// Everything that more than one file reads or writes lives here, grouped by the file that owns it.
+// Everything the daemon remembers lives here, grouped by the file that owns it: what several files share, and
+// the buffers and handles of one, so that one look shows the whole state.
 // There is exactly one instance, `display_state`; everything runs on one thread, so nothing is locked.
 #pragma once
 

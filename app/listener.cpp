@@ -1,13 +1,12 @@
 // The ear on the system bus; see listener.h. Polled by the main loop, one message a pass at most.
 #include "app/listener.h"
 
+#include <stdio.h>
 #include <stdlib.h>
 #include <syslog.h>
 
 #include "app/dispatch.h"
 #include "app/signal_names.h"
-
-constexpr char MATCH_RULE[] = "type='signal',interface='zor.signal.Type'";
 
 static DBusConnection *connect_to_bus(DBusError *error) {
     DBusConnection *connection = dbus_bus_get(DBUS_BUS_SYSTEM, error);
@@ -30,7 +29,9 @@ static void request_name(DBusConnection *connection, DBusError *error) {
 }
 
 static void subscribe(DBusConnection *connection, DBusError *error) {
-    dbus_bus_add_match(connection, MATCH_RULE, error);
+    char rule[64];
+    snprintf(rule, sizeof rule, "type='signal',interface='%s'", SIGNAL_INTERFACE);
+    dbus_bus_add_match(connection, rule, error);
     dbus_connection_flush(connection);
     if (dbus_error_is_set(error)) {
         syslog(LOG_ERR, "Match Error (%s)\n", error->message);

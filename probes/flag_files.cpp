@@ -27,9 +27,10 @@ void activity_icon_task(lv_task_t *) {
     const int s = display_state.activity_step + 1;
     display_state.activity_step = static_cast<int16_t>(s > LAST_STEP ? 0 : s);
 
+    const int set = file_exists(FLAG_ACTIVITY_ALT) ? 1 : 0;
     const int frame = frame_of_step(s > LAST_STEP ? LAST_STEP + 1 : s);
     if (frame != -1) {
-        const lv_img_dsc_t *chosen = frames[file_exists(FLAG_ACTIVITY_ALT) ? 1 : 0][frame];
+        const lv_img_dsc_t *chosen = frames[set][frame];
         if (lv_img_get_src(icon) != chosen) lv_img_set_src(icon, chosen);
     }
     // The frames differ in size, and the first one was placed a pixel higher.

@@ -25,25 +25,29 @@ static Match match_process(long number, const char *name) {
     return strcmp(command, name) == 0 ? Match::yes : Match::no;
 }
 
+// Goes through the entries in their own order up to the first that matches or cannot be read.
+static long scan(DIR *proc, const char *name) {
+    while (const dirent *entry = readdir(proc)) {
+        // Names that are no numbers give 0, and there is no process 0.
+        const long number = strtol(entry->d_name, nullptr, 10);
+        if (number < 0) continue;
+        const Match match = match_process(number, name);
+        if (match == Match::yes) return number;
+        if (match == Match::unreadable) {
+            puts("fscanf failed ");
+            return -1;
+        }
+    }
+    return -1;
+}
+
 long find_process_by_name(const char *name) {
     DIR *proc = opendir("/proc");
     if (proc == nullptr) {
         perror("can't open /proc");
         return -1;
     }
-    long found = -1;
-    bool go_on = true;
-    while (go_on) {
-        const dirent *entry = readdir(proc);
-        if (entry == nullptr) break;
-        // Names that are no numbers give 0, and there is no process 0.
-        const long number = strtol(entry->d_name, nullptr, 10);
-        if (number < 0) continue;
-        const Match match = match_process(number, name);
-        if (match == Match::yes) found = number;
-        if (match == Match::unreadable) puts("fscanf failed ");
-        go_on = match == Match::no;
-    }
+    const long found = scan(proc, name);
     closedir(proc);
     return found;
 }

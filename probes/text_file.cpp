@@ -13,8 +13,8 @@ bool file_exists(const char *path) {
     return access(path, F_OK) == 0;
 }
 
-// Reads up to `size` - 1 bytes into `buffer` and terminates it. Returns the count, or -1 when the file cannot
-// be opened; one that opens but cannot be read counts as empty.
+// Reads up to `size` - 1 bytes into `buffer` and terminates them; without any byte `buffer` is left alone.
+// Returns the count, or -1 when the file cannot be opened; one that opens but cannot be read counts as empty.
 static ssize_t read_head(const char *path, char *buffer, size_t size) {
     const int fd = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     if (fd == -1) return -1;
@@ -26,22 +26,20 @@ static ssize_t read_head(const char *path, char *buffer, size_t size) {
         length += static_cast<size_t>(count);
     }
     close(fd);
-    buffer[length] = '\0';
+    if (length > 0) buffer[length] = '\0';
     return static_cast<ssize_t>(length);
 }
 
 FirstLine read_first_line(const char *path, char *line, size_t size) {
-    char head[1024];
-    const ssize_t length = read_head(path, head, sizeof head < size ? sizeof head : size);
+    const ssize_t length = read_head(path, line, size);
     if (length == -1) return FirstLine::missing;
     if (length == 0) return FirstLine::none;
-    head[strcspn(head, "\n")] = '\0';
-    memcpy(line, head, strlen(head) + 1);
+    line[strcspn(line, "\n")] = '\0';
     return FirstLine::read;
 }
 
 bool read_word(const char *path, char *word, size_t size) {
-    char head[1024];
+    char head[1024] = "";
     if (read_head(path, head, sizeof head) == -1) return false;
     constexpr char BLANKS[] = " \t\n\v\f\r";
     const char *start = head + strspn(head, BLANKS);

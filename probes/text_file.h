@@ -17,6 +17,7 @@ enum class FirstLine {
 /// alone when there is none.
 FirstLine read_first_line(const char *path, char *line, size_t size);
 
-/// Reads the first blank-separated word of `path` into `word` (at most `size` - 1 bytes). Returns whether
-/// the file could be opened; `word` is left alone when it could not, or holds no word.
+/// Reads the first blank-separated word of `path` into `word` (at most `size` - 1 bytes). Only the file's first
+/// kilobyte is looked at. Returns whether the file could be opened; `word` is left alone when it could not, or
+/// holds no word.
 bool read_word(const char *path, char *word, size_t size);

@@ -12,6 +12,7 @@
 #include <string.h>
 
 #include "app/display_state.h"
+#include "probes/command.h"
 #include "probes/flag_files.h"
 #include "probes/text_file.h"
 #include "screen/images.h"
@@ -45,12 +46,7 @@ static float read_supply() {
 
 // Runs the jack command once. Returns volts.
 static float read_jack() {
-    FILE *pipe = popen(JACK_COMMAND, "re");
-    if (pipe != nullptr) {
-        while (fgets(display_state.vjack_text, 127, pipe) != nullptr) {
-        }
-        pclose(pipe);
-    }
+    read_last_line(JACK_COMMAND, display_state.vjack_text, 127);
     const float volts = number(display_state.vjack_text) / 1000.0f;
     return static_cast<float>(static_cast<double>(volts) + OFFSET_VOLTS);
 }

@@ -1,11 +1,11 @@
 // Wi-Fi station link, network name and signal quality; see wifi.h.
 #include "probes/wifi.h"
 
-#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 
 #include "app/display_state.h"
+#include "probes/command.h"
 #include "probes/text_file.h"
 #include "screen/label_text.h"
 
@@ -15,8 +15,8 @@ constexpr char SIGNAL_COMMAND[] = "iw dev wlan0 link|grep signal|awk '{print $2}
 constexpr char SSID_COMMAND[] = "iw wlan0 info|grep ssid|awk '{$1=\"\"; print substr($0,2)}'";
 constexpr char NOISE_COMMAND[] = "wl noise";
 
-// Signal strength to percent, row for row as measured; the steps are uneven. A row holds from its own dBm
-// value up to the row before it, so that -1 to -1000 dBm have exactly one row each.
+// Signal strength to percent: a fixed table, uneven on purpose. A row holds from its own dBm value up to the row
+// before it, so that -1 to -1000 dBm have exactly one row each.
 struct QualityRow {
     int32_t weakest_dbm;
     const char *percent;
@@ -32,17 +32,6 @@ constexpr QualityRow QUALITY_TABLE[] = {
     {-78, "34"},  {-79, "32"}, {-80, "30"}, {-81, "28"}, {-82, "26"}, {-83, "24"}, {-84, "22"}, {-85, "20"},
     {-86, "17"},  {-87, "15"}, {-88, "13"}, {-89, "10"}, {-90, "8"},  {-91, "6"},  {-92, "3"},  {-1000, "1"},
 };
-
-// Runs `command` and reads its output line by line into `line`, at most `limit` - 1 bytes a piece; the last
-// piece read stays. Returns false when the command could not be started.
-static bool read_last_line(const char *command, char *line, int limit) {
-    FILE *pipe = popen(command, "re");
-    if (pipe == nullptr) return false;
-    while (fgets(line, limit, pipe) != nullptr) {
-    }
-    pclose(pipe);
-    return true;
-}
 
 // True when `path` holds `wanted`. Anything else there means that the link is down, and forgets the network;
 // a file that cannot be opened tells nothing, and leaves it.

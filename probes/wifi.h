@@ -6,8 +6,9 @@
 
 #include "lvgl.h"
 
-/// Returns 1 when the link is up and fills `wifi_ssid` with what the tool printed; otherwise 0.
-/// A link that is down empties `wifi_ssid`; a file that cannot be opened leaves it as it was.
+/// Returns 1 when the link is up and the tool that tells the network's name could be run; otherwise 0.
+/// `wifi_ssid` then holds the last line it printed, or what it held before when it printed nothing. A link that is
+/// down empties `wifi_ssid`; a file that cannot be opened, or a tool that cannot be run, leaves it as it was.
 int wifi_link_probe();
 
 /// Reads the signal strength and points `wifi_quality` at its percentage. Returns 0 without a reading,

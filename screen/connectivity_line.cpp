@@ -120,8 +120,18 @@ static bool quality_moved() {
     return strcmp(display_state.wifi_quality, display_state.last_quality) != 0;
 }
 
-// What the wired and hotspot channels ask for, or KEEP_VIEW when the choice is the station's and Bluetooth's.
-// A channel that is already up lets the next one have its turn: with two of them set the row alternates.
+// What VPN, a power-down, USB and the hotspot ask for, first line that fits:
+//
+//   VPN set, not shown                              VPN
+//   power-down: serial number not shown, or VPN     serial number
+//   power-down: USB set                             USB
+//   power-down: hotspot set                         hotspot
+//   USB set, not shown                              USB
+//   USB set (and shown), hotspot set                hotspot
+//   hotspot set, USB not set, hotspot not shown     hotspot
+//   anything else                                   KEEP_VIEW: the choice is the station's and Bluetooth's
+//
+// A view that is up lets the next one have its turn, so with two of these set the row alternates.
 static int32_t choose_first_channels() {
     const DisplayState &state = display_state;
     if (state.chan_vpn && !is_shown(CONN_VPN)) return CONN_VPN;

@@ -7,8 +7,9 @@
 #include "probes/flag_files.h"
 #include "probes/text_file.h"
 
+// Far more than a label shows: the name begins behind the *last* "=", which is looked for in the whole line.
 struct IdentityLine {
-    char text[256];
+    char text[4096];
 };
 
 static IdentityLine read_identity(const char *path, const char *if_missing) {
@@ -19,13 +20,17 @@ static IdentityLine read_identity(const char *path, const char *if_missing) {
     return line;
 }
 
+static void format_identity(char *text, const char *prefix, const char *value) {
+    snprintf(text, IDENTITY_TEXT_SIZE, "%s %.*s", prefix, static_cast<int>(IDENTITY_TEXT_SIZE - 5), value);
+}
+
 void serial_number_text(char *text, const char *if_missing) {
     const IdentityLine line = read_identity(FILE_SERIAL_NUMBER, if_missing);
-    snprintf(text, IDENTITY_TEXT_SIZE, "%s %s", "SN:", line.text);
+    format_identity(text, "SN:", line.text);
 }
 
 void bluetooth_name_text(char *text, const char *if_missing) {
     const IdentityLine line = read_identity(FILE_BLUETOOTH_NAME, if_missing);
     const char *equals = strrchr(line.text, '=');
-    snprintf(text, IDENTITY_TEXT_SIZE, "%s %s", "BT:", equals == nullptr ? line.text : equals + 1);
+    format_identity(text, "BT:", equals == nullptr ? line.text : equals + 1);
 }

@@ -7,6 +7,7 @@
 #include "screen/fonts.h"
 #include "screen/images.h"
 #include "screen/label_text.h"
+#include "screen/widgets.h"
 
 // The styles outlive the boxes, and a box that a later one replaced stays on the screen: each kind has its
 // own set, filled anew with every build.
@@ -61,14 +62,6 @@ static void prepare_bar_styles() {
     indicator.body.padding.bottom = 1;
     indicator.body.padding.left = 1;
     indicator.body.padding.right = 1;
-}
-
-static lv_obj_t *create_box(lv_coord_t x, lv_coord_t y, lv_coord_t width, lv_coord_t height, lv_style_t *style) {
-    lv_obj_t *box = lv_obj_create(lv_scr_act(), nullptr);
-    lv_obj_set_size(box, width, height);
-    lv_obj_set_style(box, style);
-    lv_obj_set_pos(box, x, y);
-    return box;
 }
 
 // A NULL text leaves what LVGL gives a new label.

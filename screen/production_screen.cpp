@@ -1,20 +1,21 @@
 // Builds the production screen; see production_screen.h.
 #include "screen/production_screen.h"
 
-#include <stdio.h>
 #include <syslog.h>
 
 #include "app/display_state.h"
+#include "probes/command.h"
 #include "probes/voltage_meter.h"
 #include "screen/fonts.h"
 #include "screen/identity_text.h"
 #include "screen/label_text.h"
 #include "screen/overlays.h"
 #include "screen/styles.h"
+#include "screen/widgets.h"
 
 static lv_style_t style_prod_row;
 static lv_style_t style_prod_text;
-static lv_style_t style_prod_text2;  // not used by any row yet
+static lv_style_t style_prod_text2;  // prepared with the others; no row uses it
 static lv_style_t style_prod_screen;
 
 static void prepare_styles() {
@@ -27,10 +28,7 @@ static void prepare_styles() {
 }
 
 static lv_obj_t *create_row(lv_coord_t y, const char *text) {
-    lv_obj_t *row = lv_obj_create(lv_disp_get_scr_act(lv_disp_get_default()), nullptr);
-    lv_obj_set_size(row, 128, 12);
-    lv_obj_set_style(row, &style_prod_row);
-    lv_obj_set_pos(row, 0, y);
+    lv_obj_t *row = create_box(0, y, 128, 12, &style_prod_row);
     lv_obj_t *label = lv_label_create(row, nullptr);
     lv_obj_set_style(label, &style_prod_text);
     set_label_text(label, text);
@@ -41,12 +39,8 @@ static lv_obj_t *create_row(lv_coord_t y, const char *text) {
 // The interface service measures the jack when asked; here only that effect is wanted, so the answer is
 // read to its end and dropped.
 static void wake_jack_measurement() {
-    FILE *pipe = popen(JACK_COMMAND, "re");
-    if (pipe == nullptr) return;
     char dropped[TEXT_SIZE];
-    while (fgets(dropped, sizeof dropped, pipe) != nullptr) {
-    }
-    pclose(pipe);
+    read_last_line(JACK_COMMAND, dropped, sizeof dropped);
 }
 
 void production_screen_create() {
@@ -56,7 +50,7 @@ void production_screen_create() {
     prepare_styles();
     lv_obj_set_style(lv_disp_get_scr_act(lv_disp_get_default()), &style_prod_screen);
 
-    char text[IDENTITY_TEXT_SIZE];
+    char text[IDENTITY_TEXT_SIZE];  // a label keeps its own copy
     serial_number_text(text, "ERROR");
     create_row(0, text);
     bluetooth_name_text(text, "ERROR");

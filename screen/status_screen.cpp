@@ -16,6 +16,7 @@
 #include "screen/mode_line.h"
 #include "screen/overlays.h"
 #include "screen/styles.h"
+#include "screen/widgets.h"
 
 static lv_style_t style_screen;
 static lv_style_t style_text;
@@ -42,14 +43,6 @@ static void prepare_box_styles() {
     lv_style_copy(&style_box_text, &style_box);
     style_set_text(&style_box_text, &font_16);
     style_box_text.image.intense = LV_OPA_COVER;
-}
-
-static lv_obj_t *create_box(lv_coord_t x, lv_coord_t y, lv_coord_t width, lv_coord_t height, lv_style_t *style) {
-    lv_obj_t *box = lv_obj_create(lv_disp_get_scr_act(lv_disp_get_default()), nullptr);
-    lv_obj_set_size(box, width, height);
-    lv_obj_set_style(box, style);
-    lv_obj_set_pos(box, x, y);
-    return box;
 }
 
 static lv_obj_t *create_label(lv_obj_t *box, lv_style_t *style, const char *text, lv_align_t align, lv_coord_t x = 0,

@@ -346,7 +346,8 @@ TEST_F(Screens, BluetoothRowFromEveryKindOfFile) {
                           {"", "BT: "},
                           {"\nname=x\n", "BT: "},
                           {"name= a b \n", "BT:  a b "},
-                          {"name=%s%n\n", "BT: %s%n"}};
+                          {"name=%s%n\n", "BT: %s%n"},
+                          {"a=" + std::string(3000, 'k') + "=BOX-12\n", "BT: BOX-12"}};
     for (const Case &one : cases) {
         write_file(FILE_BLUETOOTH_NAME, one.content);
         build_production_screen();

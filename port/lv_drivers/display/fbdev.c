@@ -13,7 +13,7 @@
 #include <sys/ioctl.h>
 #include <sys/mman.h>
 
-static int fb_fd = -1;
+static int fb_fd = -1; /* stays open as long as the mapping, which is for good */
 static struct fb_fix_screeninfo fix_info;
 static struct fb_var_screeninfo var_info;
 static uint8_t *fb_map; /* NULL until the framebuffer is mapped */
