@@ -15,7 +15,7 @@ static void want_end(int) { wanted = 1; }
 void catch_endings() {
     struct sigaction action = {};
     action.sa_handler = want_end;
-    for (int number : {SIGINT, SIGTERM, SIGHUP}) sigaction(number, &action, nullptr);
+    for (int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) sigaction(number, &action, nullptr);
     std::signal(SIGPIPE, SIG_IGN);
 }
 

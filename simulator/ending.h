@@ -1,5 +1,6 @@
-// How display-sim is asked to end: Ctrl-C, SIGTERM, SIGHUP, or a reader of its output that has gone. It never
-// dies of them on the spot, because there is a daemon to end, a folder to remove and a terminal to restore.
+// How display-sim is asked to end: Ctrl-C, Ctrl-\, SIGTERM, SIGHUP, or a reader of its output that has gone. It
+// never dies of them on the spot, because there is a daemon to end, a folder to remove and a terminal to
+// restore.
 #pragma once
 
 #include <string>

@@ -1,6 +1,7 @@
-// The live view: drawn again only when the picture has changed.
+// The live view: drawn again only when the picture, the terminal's size or what a key has led to has changed.
 #include "live.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <string>
 
@@ -8,6 +9,7 @@
 #include <unistd.h>
 
 #include "ending.h"
+#include "live_keys.h"
 
 namespace display_sim {
 
@@ -60,32 +62,65 @@ static std::string drawn(const desk::Picture &picture, const winsize &size, int 
     return first_lines(fits ? picture.to_half_blocks() : picture.to_braille(), lines);
 }
 
-static std::string whole_screen(desk::Desk &desk, const std::string &line, const desk::Picture &picture,
-                                const winsize &size) {
-    int left = size.ws_row - 2;
+// What is on the screen; drawn anew when any of it differs.
+struct Shown {
+    desk::Picture picture;
+    int rows = 0;
+    int columns = 0;
+    bool all_keys = false;
+    std::string note; // what the last key did
+};
+
+static bool same_places(const Shown &one, const Shown &other) {
+    return one.rows == other.rows && one.columns == other.columns && one.all_keys == other.all_keys;
+}
+
+static std::string whole_screen(desk::Desk &desk, const std::string &line, const Shown &shown,
+                                const winsize &size, bool with_keys) {
+    std::string legend;
+    if (with_keys) legend = shown.all_keys ? full_legend(shown.columns) : compact_legend(shown.columns);
+    const auto legend_rows = 1 + std::count(legend.begin(), legend.end(), '\n');
+    int left = size.ws_row - 1 - static_cast<int>(legend_rows);
     std::string text;
     for (const std::string &head : {line, send_line(desk), folders_line(desk)}) {
         if (head.empty()) continue;
         text += head + "\n";
         left -= height_in(size, head);
     }
-    return text + "\n" + drawn(picture, size, left);
+    const std::string note = shown.note.substr(0, static_cast<size_t>(shown.columns));
+    return text + note + "\033[K\n" + drawn(shown.picture, size, left) + legend;
 }
 
-void show_live(desk::Stage &stage, desk::View view, const std::string &line,
-               const std::function<void()> &turn) {
+// False: the end is wanted.
+static bool obey(char pressed, Shown &shown, const LiveWork &work) {
+    if (pressed == key_quits) return false;
+    if (pressed == key_lists) shown.all_keys = !shown.all_keys;
+    const Key *key = key_of(pressed);
+    if (key != nullptr) shown.note = work.send(key->send);
+    return true;
+}
+
+void show_live(desk::Stage &stage, desk::View view, const std::string &line, const LiveWork &work) {
+    keys(); // a bad table is told before the screen changes
+    const Keyboard keyboard;
     const TerminalScreen screen;
-    desk::Picture shown;
-    winsize shown_size = {};
+    Shown before;
+    Shown now;
     while (!end_wanted()) {
-        const desk::Picture now = stage.picture(view);
+        for (char pressed : keyboard.pressed()) {
+            if (!obey(pressed, now, work)) return;
+        }
         const winsize size = terminal_size();
-        const bool resized = size.ws_row != shown_size.ws_row || size.ws_col != shown_size.ws_col;
-        if (resized) print("\033[2J");
-        if (resized || now != shown) print("\033[H" + whole_screen(stage.desk(view), line, now, size));
-        shown = now;
-        shown_size = size;
-        turn();
+        now.picture = stage.picture(view);
+        now.rows = size.ws_row;
+        now.columns = size.ws_col > 0 ? size.ws_col : 80;
+        const bool moved = !same_places(now, before);
+        if (moved) print("\033[2J");
+        if (moved || now.picture != before.picture || now.note != before.note) {
+            print("\033[H" + whole_screen(stage.desk(view), line, now, size, keyboard.present()));
+        }
+        before = now;
+        work.turn();
     }
 }
 

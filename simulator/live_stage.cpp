@@ -20,6 +20,19 @@ static void turn_without_page(desk::Stage &stage, desk::Pace &pace) {
     pace.turn();
 }
 
+// A daemon that has ended is told by the next turn: with the page it stays there to be started again.
+static std::string send_for_key(desk::Stage &stage, const desk::Page *page, const std::string &command) {
+    const bool over = page != nullptr && !page->trouble().empty();
+    if (over) return "The daemon has ended; the page can start it again.";
+    try {
+        stage.perform(*desk::parse_action("send " + command));
+    } catch (const desk::Error &) {
+        if (page == nullptr) throw;
+        return "The daemon has ended.";
+    }
+    return "Sent: " + command;
+}
+
 void run_live(const LiveOptions &options) {
     desk::StageOptions stage_options;
     stage_options.target = options.target;
@@ -30,7 +43,8 @@ void run_live(const LiveOptions &options) {
     if (options.port) page = std::make_unique<desk::Page>(stage, pace, *options.port, end_wanted);
     const auto turn = [&] { page ? page->turn() : turn_without_page(stage, pace); };
     const std::string line = page ? "The page: " + page->address() : "";
-    if (options.terminal) return show_live(stage, options.view, line, turn);
+    const auto send = [&](const std::string &command) { return send_for_key(stage, page.get(), command); };
+    if (options.terminal) return show_live(stage, options.view, line, {turn, send});
     print(line + "\n");
     while (!end_wanted()) turn();
 }
