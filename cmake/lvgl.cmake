@@ -31,6 +31,10 @@ function(lvgl_fetch result)
       OUTPUT_VARIABLE metadata COMMAND_ERROR_IS_FATAL ANY)
   endif()
   string(REGEX MATCH "\"manifest_path\":\"([^\"]*/lvgl-sys-[^\"]*)/Cargo.toml\"" unused "${metadata}")
+  if(NOT CMAKE_MATCH_1)
+    message(FATAL_ERROR "'cargo metadata' does not tell where the crate lvgl-sys lies. Check "
+      "third_party/lvgl/Cargo.toml, or give an LVGL 6.1 tree with -DLVGL_DIR=<tree>.")
+  endif()
   set(${result} ${CMAKE_MATCH_1}/vendor/lvgl PARENT_SCOPE)
 endfunction()
 

@@ -17,9 +17,6 @@ namespace desk {
 
 namespace fs = std::filesystem;
 
-static const char *const converter_raw = "/sys/bus/iio/devices/iio:device0/in_voltage0_raw";
-static const char *const converter_scale = "/sys/bus/iio/devices/iio:device0/in_voltage_scale";
-
 const std::vector<BoxFolder> &box_folders() {
     static const std::vector<BoxFolder> folders = {
         {"/rodata", "rodata"}, {"/userdata", "userdata"},
@@ -137,14 +134,18 @@ void Box::set_firmware_type(const std::string &first_line) {
     if (!first_line.empty()) write("/tmp/fw_type_running", first_line + "\n");
 }
 
-// The meter's own sum, in its types: the voltage divider and the offset that each reading gets.
+double meter_volts(double millivolts) { return millivolts * 96.39 / 7.29 / 1000.0 + 0.2; }
+
+static double millivolts_for(double volts) { return std::fmax(0.0, (volts - 0.2) * 1000.0 * 7.29 / 96.39); }
+
+// The meter's own sum, in its types.
 static float meter_reading(float product) {
-    return static_cast<float>(static_cast<double>(product) * 96.39 / 7.29 / 1000.0 + 0.2);
+    return static_cast<float>(meter_volts(static_cast<double>(product)));
 }
 
 void Box::set_supply_volts(double volts) {
     const float wanted = static_cast<float>(volts);
-    float product = static_cast<float>(std::fmax(0.0, (volts - 0.2) * 1000.0 * 7.29 / 96.39));
+    float product = static_cast<float>(millivolts_for(volts));
     // Rounding can end one float beside the wanted one; a neighbour of the product gives it.
     float upwards = product;
     float downwards = product;

@@ -19,6 +19,12 @@ const std::vector<BoxFolder> &box_folders();
 // Devices of the host that the box has too. /dev/fb0 and /dev/log are the desk's own.
 constexpr const char *lent_devices[] = {"/dev/null", "/dev/zero", "/dev/random", "/dev/urandom"};
 
+// The supply's converter: counts, and millivolts a count.
+constexpr const char *converter_raw = "/sys/bus/iio/devices/iio:device0/in_voltage0_raw";
+constexpr const char *converter_scale = "/sys/bus/iio/devices/iio:device0/in_voltage_scale";
+// What the meter makes of their product: the voltage divider and the 0.2 V that it adds to each reading.
+double meter_volts(double millivolts);
+
 enum class Furnishing {
     healthy, // serial number, Bluetooth name, warranty lock, Wi-Fi down, supply at 12.4 V, tools installed
     bare,    // empty folders; not even the tools exist

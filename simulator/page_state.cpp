@@ -41,11 +41,10 @@ static std::string short_number(double number) {
 
 // What the meter will make of the converter's two files.
 static std::string supply(const Box &box) {
-    static const std::string folder = "/sys/bus/iio/devices/iio:device0/";
-    if (!box.exists(folder + "in_voltage0_raw") || !box.exists(folder + "in_voltage_scale")) return none;
-    const double raw = std::strtod(first_line(box, folder + "in_voltage0_raw").c_str(), nullptr);
-    const double scale = std::strtod(first_line(box, folder + "in_voltage_scale").c_str(), nullptr);
-    const double volts = raw * scale * 96.39 / 7.29 / 1000.0 + 0.2;
+    if (!box.exists(converter_raw) || !box.exists(converter_scale)) return none;
+    const double raw = std::strtod(first_line(box, converter_raw).c_str(), nullptr);
+    const double scale = std::strtod(first_line(box, converter_scale).c_str(), nullptr);
+    const double volts = meter_volts(raw * scale);
     return std::isfinite(volts) ? short_number(volts) : none;
 }
 

@@ -39,7 +39,7 @@ struct Command {
     const char *name;
     const char *arguments;         // for people: "VOLTS|none"
     const char *meaning;           // one line for people
-    bool prepares_box;             // works on the box alone: may come before the start
+    bool prepares_box;             // starts nothing: may come before the start
     bool takes_rest;               // the rest of the line is one text
     void (*check)(Action &action); // fills the action from its words; throws ScenarioError
     void (*perform)(Stage &stage, const Action &action); // null: the player's affair

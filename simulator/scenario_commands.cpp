@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
-#include <limits>
+#include <iterator>
 
 #include "scenario.h"
 #include "stage.h"
@@ -228,56 +228,58 @@ static void set_activity_alt(Stage &stage, const Action &action) {
     stage.box().set_alternative_icon(action.on);
 }
 
+static const Command command_table[] = {
+    {"start", "[normal|debug|production] [bare]",
+     "Start the daemons, or start them again, as that variant; 'bare' with a box that has no files and "
+     "no tools",
+     false, false, take_start, start},
+    {"send", "WORD [ARGUMENTS...]",
+     "Send a display command over the bus, its arguments in quotes if they have blanks", false, false,
+     take_command, send},
+    {"supply", "VOLTS|none",
+     "The supply voltage that the converter measures; none: the converter is gone", true, false,
+     take_volts, set_supply},
+    {"jack", "MILLIVOLTS|none",
+     "What the vehicle interface answers for the jack; none: it does not answer", true, false,
+     take_millivolts, set_jack},
+    {"jack-ready", "on|off",
+     "Whether the vehicle interface takes questions (/tmp/.app_rcv_command_ready)", true, false,
+     take_on_off, set_jack_ready},
+    {"wifi", "up|down", "The Wi-Fi station's link", true, false, take_up_down, set_wifi},
+    {"ssid", "NAME", "The network that the station has joined; \"\" for none", true, false, take_text,
+     set_ssid},
+    {"signal", "DBM|none", "The station's signal; none: the tool does not tell", true, false, take_dbm,
+     set_signal},
+    {"noise", "TEXT", "What the noise tool prints, for the debug panel", true, false, take_text,
+     set_noise},
+    {"serial", "TEXT|none", "The serial number; none: the file is gone", true, false, take_text_or_none,
+     set_serial},
+    {"bluetooth", "NAME|none", "The Bluetooth name; none: the file is gone", true, false,
+     take_text_or_none, set_bluetooth},
+    {"warranty-lock", "on|off", "The warranty lock (/rodata/wlock)", true, false, take_on_off,
+     set_warranty_lock},
+    {"hotspot", "on|off", "Whether the box offers a hotspot; off makes /userdata/configs/no_ap", true,
+     false, take_on_off, set_hotspot},
+    {"activity-alt", "on|off", "The other set of activity pictures (/tmp/bada)", true, false, take_on_off,
+     set_activity_alt},
+    {"firmware-type", "TEXT|none",
+     "The firmware that runs (/tmp/fw_type_running); none: the file is gone", true, false,
+     take_text_or_none, set_firmware_type},
+    {"wait", "TIME | log TEXT | mode TEXT | settled",
+     "Let the daemons' time pass, or wait (10 s of it at most) for a log line, the mode row's text or a "
+     "still picture",
+     false, true, take_wait, wait},
+    {"picture", "NAME", "Take a picture of both panels under that name", false, false, take_picture_name,
+     nullptr},
+    {"expect", "FILE",
+     "Compare a panel with a picture beside the scenario, NAME-device.pbm or NAME-layout.pbm", false,
+     false, take_expected_file, nullptr},
+    {"note", "[TEXT]", "A caption for what follows, in the film and the report", true, true, take_note,
+     nullptr},
+};
+
 const std::vector<Command> &scenario_commands() {
-    static const std::vector<Command> commands = {
-        {"start", "[normal|debug|production] [bare]",
-         "Start the daemons, or start them again, as that variant; 'bare' with a box that has no files and "
-         "no tools",
-         false, false, take_start, start},
-        {"send", "WORD [ARGUMENTS...]",
-         "Send a display command over the bus, its arguments in quotes if they have blanks", false, false,
-         take_command, send},
-        {"supply", "VOLTS|none",
-         "The supply voltage that the converter measures; none: the converter is gone", true, false,
-         take_volts, set_supply},
-        {"jack", "MILLIVOLTS|none",
-         "What the vehicle interface answers for the jack; none: it does not answer", true, false,
-         take_millivolts, set_jack},
-        {"jack-ready", "on|off",
-         "Whether the vehicle interface takes questions (/tmp/.app_rcv_command_ready)", true, false,
-         take_on_off, set_jack_ready},
-        {"wifi", "up|down", "The Wi-Fi station's link", true, false, take_up_down, set_wifi},
-        {"ssid", "NAME", "The network that the station has joined; \"\" for none", true, false, take_text,
-         set_ssid},
-        {"signal", "DBM|none", "The station's signal; none: the tool does not tell", true, false, take_dbm,
-         set_signal},
-        {"noise", "TEXT", "What the noise tool prints, for the debug panel", true, false, take_text,
-         set_noise},
-        {"serial", "TEXT|none", "The serial number; none: the file is gone", true, false, take_text_or_none,
-         set_serial},
-        {"bluetooth", "NAME|none", "The Bluetooth name; none: the file is gone", true, false,
-         take_text_or_none, set_bluetooth},
-        {"warranty-lock", "on|off", "The warranty lock (/rodata/wlock)", true, false, take_on_off,
-         set_warranty_lock},
-        {"hotspot", "on|off", "Whether the box offers a hotspot; off makes /userdata/configs/no_ap", true,
-         false, take_on_off, set_hotspot},
-        {"activity-alt", "on|off", "The other set of activity pictures (/tmp/bada)", true, false, take_on_off,
-         set_activity_alt},
-        {"firmware-type", "TEXT|none",
-         "The firmware that runs (/tmp/fw_type_running); none: the file is gone", true, false,
-         take_text_or_none, set_firmware_type},
-        {"wait", "TIME | log TEXT | mode TEXT | settled",
-         "Let the daemons' time pass, or wait (10 s of it at most) for a log line, the mode row's text or a "
-         "still picture",
-         false, true, take_wait, wait},
-        {"picture", "NAME", "Take a picture of both panels under that name", false, false, take_picture_name,
-         nullptr},
-        {"expect", "FILE",
-         "Compare a panel with a picture beside the scenario, NAME-device.pbm or NAME-layout.pbm", false,
-         false, take_expected_file, nullptr},
-        {"note", "[TEXT]", "A caption for what follows, in the film and the report", true, true, take_note,
-         nullptr},
-    };
+    static const std::vector<Command> commands(std::begin(command_table), std::end(command_table));
     return commands;
 }
 

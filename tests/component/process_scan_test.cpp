@@ -11,7 +11,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <memory>
+#include <utility>
 
 #include "probes/process_scan.h"
 
@@ -24,6 +26,28 @@ extern "C" DIR *__wrap_opendir(const char *path) {
     if (opendir_error == 0) return __real_opendir(path);
     errno = opendir_error;
     return nullptr;
+}
+
+// What readdir() has listed since a test cleared it, and a process that ends when it is listed: after the
+// list was read and before anybody can look at the process.
+static std::vector<std::string> listed;
+static pid_t ends_when_listed;
+
+static void note_entry(const char *name) {
+    listed.push_back(name);
+    if (ends_when_listed == 0 || listed.back() != std::to_string(ends_when_listed)) return;
+    kill(ends_when_listed, SIGKILL);
+    waitpid(ends_when_listed, nullptr, 0);
+    ends_when_listed = 0;
+}
+
+// With _FILE_OFFSET_BITS=64 readdir() is this one.
+extern "C" dirent64 *__real_readdir64(DIR *list);
+extern "C" dirent64 *__wrap_readdir64(DIR *list);
+extern "C" dirent64 *__wrap_readdir64(DIR *list) {
+    dirent64 *entry = __real_readdir64(list);
+    if (entry != nullptr) note_entry(entry->d_name);
+    return entry;
 }
 
 namespace {
@@ -42,6 +66,7 @@ public:
         close(ready[0]);
     }
     ~Named() {
+        if (pid == 0) return;
         kill(pid, SIGKILL);
         waitpid(pid, nullptr, 0);
     }
@@ -221,6 +246,42 @@ TEST(ProcessScan, EverythingIsClosedAgain) {
     });
     EXPECT_TRUE(outcome.survived);
     EXPECT_EQ(outcome.report, "0");
+}
+
+// The wrapped readdir() ends the first process and leaves its number in the list.
+TEST(ProcessScan, ProcessThatEndsAfterItWasListedIsPassedOver) {
+    for (const char *wanted : {"ct-ending", "ct-stays"}) {
+        const ChildOutcome outcome = in_child([wanted] {
+            Named ending("ct-ending");
+            const Named stays("ct-stays");
+            if (ending.pid > stays.pid) return std::string("the numbers began anew");
+            ends_when_listed = std::exchange(ending.pid, 0);
+            const long found = find_process_by_name(wanted);
+            fflush(stdout);
+            if (ends_when_listed != 0) return std::string("never listed");
+            return std::string(found == stays.pid ? "ct-stays" : found == -1 ? "nobody" : "another");
+        });
+        EXPECT_TRUE(outcome.survived) << wanted;
+        EXPECT_EQ(outcome.report, std::string(wanted) == "ct-stays" ? "ct-stays" : "nobody");
+        EXPECT_EQ(outcome.out, "") << wanted;
+        EXPECT_EQ(outcome.err, "") << wanted;
+    }
+}
+
+TEST(ProcessScan, EntriesThatAreNoProcessesArePassedOverSilently) {
+    const ChildOutcome outcome = in_child([] {
+        listed.clear();
+        std::string report = std::to_string(find_process_by_name("ct-nobody"));
+        for (const char *name : {".", "..", "self", "net", "sys"}) {
+            if (std::count(listed.begin(), listed.end(), name) == 1) report += std::string(" ") + name;
+        }
+        fflush(stdout);
+        return report;
+    });
+    EXPECT_TRUE(outcome.survived);
+    EXPECT_EQ(outcome.report, "-1 . .. self net sys");
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(outcome.err, "");
 }
 
 TEST(ProcessScan, ProcessesThatComeAndGoMeanwhile) {

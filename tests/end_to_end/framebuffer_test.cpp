@@ -82,6 +82,24 @@ TEST_F(Framebuffer, SixteenBitsAreCopiedAsBlocks) {
     }
 }
 
+// The same with four of them. A line of 24 bits a pixel is shorter than such a block, so the next row goes
+// over its end, and the last row's block does not fit in.
+TEST_F(Framebuffer, ThirtyTwoAndTwentyFourBitsAreCopiedAsBlocksOfFour) {
+    for (int depth : {32, 24}) {
+        start_on({64, 128, depth, 0, 0, 0});
+        run_until(50);
+        const desk::Picture wanted = golden(false, "start_screen");
+        const std::vector<unsigned char> content = bytes();
+        const int line = 64 * depth / 8;
+        for (int y = 0; y < (depth == 24 ? 127 : 128); y++) {
+            for (int x = 0; x < 64; x++) {
+                ASSERT_EQ(content[static_cast<size_t>(y * line + x)] & 1, wanted.at(x, y) ? 1 : 0)
+                    << depth << ": " << x << "," << y;
+            }
+        }
+    }
+}
+
 TEST_F(Framebuffer, UnknownDepthCopiesNothing) {
     start_on({64, 128, 4, 0, 0, 0});
     run_until(50);

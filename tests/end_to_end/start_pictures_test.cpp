@@ -37,25 +37,25 @@ TEST_P(StartPictures, IconRowWithoutHotspot) {
 
 TEST_P(StartPictures, ActivityIconFrames) {
     prepare_and_start();
-    const int64_t frames[] = {1700, 3200};
-    for (size_t i = 0; i < 2; i++) {
-        run_until(frames[i]);
-        expect("activity_frame_" + std::to_string(i + 2),
-               "bottom right: the dot's frame " + std::to_string(i + 2));
-    }
+    run_until(1700);
+    expect("activity_frame_2", "bottom right: the dot's frame 2");
+    run_until(3200);
+    expect("activity_frame_3", "bottom right: the dot's frame 3");
 }
 
 TEST_P(StartPictures, AlternativeActivityIconFrames) {
     prepare();
     box().set_alternative_icon(true);
     start();
-    const int64_t frames[] = {250, 1700, 3200};
-    for (size_t i = 0; i < 3; i++) {
-        run_until(frames[i]);
-        expect("activity_alternative_frame_" + std::to_string(i + 1),
-               "bottom right: frame " + std::to_string(i + 1) +
-                   " of the alternative icon, whole inside the row");
-    }
+    run_until(250);
+    expect("activity_alternative_frame_1",
+           "bottom right: frame 1 of the alternative icon, whole inside the row");
+    run_until(1700);
+    expect("activity_alternative_frame_2",
+           "bottom right: frame 2 of the alternative icon, whole inside the row");
+    run_until(3200);
+    expect("activity_alternative_frame_3",
+           "bottom right: frame 3 of the alternative icon, whole inside the row");
 }
 
 // ---- Measurement area

@@ -49,15 +49,23 @@ TEST_P(ViewPictures, Bluetooth) {
 // Both ends of each range show the same picture; -93 and -83 dBm are qualities 1 and 24, -82 and -70 are 26
 // and 50, -69 and -53 are 51 and 75, -52 and -20 are 76 and 100.
 TEST_P(ViewPictures, StationSignal) {
-    const int ends[4][2] = {{-93, -83}, {-82, -70}, {-69, -53}, {-52, -20}};
-    for (int signal = 1; signal <= 4; signal++) {
-        for (int dbm : ends[signal - 1]) {
+    struct Range {
+        const char *golden;
+        const char *bars;
+        int ends[2];
+    };
+    const Range ranges[] = {
+        {"view_station_signal_1", "1", {-93, -83}},
+        {"view_station_signal_2", "2", {-82, -70}},
+        {"view_station_signal_3", "3", {-69, -53}},
+        {"view_station_signal_4", "4", {-52, -20}},
+    };
+    for (const Range &range : ranges) {
+        for (int dbm : range.ends) {
             SCOPED_TRACE(dbm);
             show_station("HomeNet", dbm);
-            const std::string number = std::to_string(signal);
-            expect("view_station_signal_" + number,
-                   "HomeNet on top, " + number +
-                       " of 4 bars at the left end, the Wi-Fi icon at the right end");
+            expect(range.golden, std::string("HomeNet on top, ") + range.bars +
+                                     " of 4 bars at the left end, the Wi-Fi icon at the right end");
         }
     }
 }
