@@ -8,6 +8,7 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include "app/signal_names.h"
 #include "ending.h"
 #include "live_keys.h"
 
@@ -36,8 +37,8 @@ static winsize terminal_size() {
 }
 
 static std::string send_line(desk::Desk &desk) {
-    return "dbus-send --bus=" + desk.bus().address() +
-           " --type=signal /zor/signal zor.signal.Type.Display string:chan_bt";
+    return "dbus-send --bus=" + desk.bus().address() + " --type=signal " + SIGNAL_PATH + " " + SIGNAL_INTERFACE + "." +
+           SIGNAL_MEMBER + " string:chan_bt";
 }
 
 static std::string folders_line(desk::Desk &desk) {
