@@ -32,16 +32,25 @@ protected:
     std::string text() { return lv_label_get_text(display_state.mode_label); }
     void show(const char *text) { lv_label_set_text(display_state.mode_label, text); }
 
+    // What the connectivity row shows and hears of when the pass begins. VPN and USB together make it take
+    // another view at each call; without a channel it is the power-down flag that decides between the serial
+    // number and the icons, so the row tells whether that flag was cleared before the row was asked.
+    struct RowBefore {
+        int shown;
+        bool vpn, usb;
+    };
+
     // One pass from these flags, compared with the model. The label is put out of place first, so that a pass
-    // that ended early shows. VPN and USB together make the connectivity row take another view at each call.
-    std::string difference_after_pass(unsigned flags, const char *before,
+    // that ended early shows.
+    std::string difference_after_pass(unsigned flags, const char *before, const RowBefore &row,
                                       const std::optional<std::string> &line) {
         for (const NamedFlag &mode : MODE_FLAGS) {
             display_state.*mode.flag = (flags & 1) != 0;
             flags >>= 1;
         }
-        display_state.conn_shown = CONN_ICONS;
-        display_state.chan_vpn = display_state.chan_usb = true;
+        display_state.conn_shown = row.shown;
+        display_state.chan_vpn = row.vpn;
+        display_state.chan_usb = row.usb;
         show(before);
         lv_obj_set_pos(display_state.mode_label, 3, 1);
 
@@ -60,10 +69,13 @@ protected:
     }
 
     void compare_all(const std::optional<std::string> &line) {
-        for (const char *before : ALL_TEXTS) {
-            for (unsigned flags = 0; flags < 1024; flags++) {
-                ASSERT_EQ(difference_after_pass(flags, before, line), "")
-                    << "flags " << flags << " over " << before;
+        const RowBefore rows[] = {{CONN_ICONS, true, true}, {CONN_ICONS, false, false}, {CONN_SERIAL, false, false}};
+        for (const RowBefore &row : rows) {
+            for (const char *before : ALL_TEXTS) {
+                for (unsigned flags = 0; flags < 1024; flags++) {
+                    ASSERT_EQ(difference_after_pass(flags, before, row, line), "")
+                        << "flags " << flags << " over " << before << ", the row at " << row.shown;
+                }
             }
         }
     }
@@ -251,6 +263,25 @@ TEST_F(ModeLine, AChangeOfTextUpdatesTheConnectivityRow) {
     send_command("p_on");
     pass();
     EXPECT_EQ(display_state.conn_shown, 5);
+}
+
+// The row is asked when the flags of the modes that lose are gone, not one refresh of two seconds later.
+TEST_F(ModeLine, TheSerialNumberGoesInTheSamePassAsPowerDown) {
+    struct End {
+        bool DisplayState::*flag;
+        const char *text;
+    };
+    for (const End &end : {End{&DisplayState::mode_diagnosis, "DIAGNOSIS"}, End{&DisplayState::mode_rec, "REC ..."},
+                           End{&DisplayState::mode_passthru, "PASSTHRU"}}) {
+        send_command("p_off");
+        pass();
+        ASSERT_EQ(text(), "POWER DOWN");
+        ASSERT_EQ(display_state.conn_shown, CONN_SERIAL);
+        display_state.*end.flag = true;
+        pass();
+        EXPECT_EQ(text(), end.text);
+        EXPECT_EQ(display_state.conn_shown, CONN_ICONS) << end.text;
+    }
 }
 
 TEST_F(ModeLine, RunsEveryHalfSecond) {

@@ -80,6 +80,16 @@ TEST_F(Connectivity, RestartingShowsTheIcons) {
     EXPECT_EQ(shown_view(desk()), "icons");
 }
 
+TEST_F(Connectivity, FirmwareThatEndsPowerDownTakesTheSerialNumberAlong) {
+    start();
+    run_until(2100);
+    expect_view("p_off", "serial");
+    box().set_firmware_type("FT_MAINAPP_J2534");
+    run_until(3600);
+    EXPECT_EQ(shown_mode(desk()), "PASSTHRU");
+    EXPECT_EQ(shown_view(desk()), "icons") << "the refresh at 4000 ms is not waited for";
+}
+
 // ---- The station over the refresh
 
 TEST_F(Connectivity, StationComesByItself) {
