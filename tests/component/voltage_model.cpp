@@ -54,7 +54,8 @@ float MeterModel::measure_supply(const MeterInput &input) {
     volts = volts / 7.29;
     volts = volts / 1000.0;
     volts = volts + 0.2;
-    return static_cast<float>(volts);
+    // Two numbers that a float holds may have a product that it does not: that is no reading.
+    return isfinite(static_cast<float>(volts)) ? static_cast<float>(volts) : 0.0f;
 }
 
 float MeterModel::measure_jack(const MeterInput &input) {
@@ -78,7 +79,8 @@ void MeterModel::show(float volts) {
         label = "-.-v";
     } else {
         if (on_active_screen) label = buffer = formatted("", volts, "v");
-        last_whole = static_cast<uint32_t>(volts);
+        // What 32 bits can't hold is remembered as the most that they can.
+        last_whole = static_cast<uint32_t>(std::min(floor(static_cast<double>(volts)), 4294967295.0));
     }
     if (power_down) label = "-.-v";
 }
@@ -122,8 +124,8 @@ std::string digits(float value) {
 
 float raw_below(float wanted) {
     float raw = (wanted - 0.2f) / 96.39f * 7290.0f - 0.1f;
-    while (MeterModel().measure_supply(supply(digits(nextafterf(raw, 1e9f)), "1")) < wanted)
-        raw = nextafterf(raw, 1e9f);
+    while (MeterModel().measure_supply(supply(digits(nextafterf(raw, INFINITY)), "1")) < wanted)
+        raw = nextafterf(raw, INFINITY);
     return raw;
 }
 

@@ -148,25 +148,90 @@ TEST_F(VoltageMeter, EveryPairOfContents) {
     }
 }
 
+// It opens but holds no word: what was read last from that place counts on, and nothing at first.
 TEST_F(VoltageMeter, FolderOrFifoInAFilesPlace) {
+    struct Case {
+        const char *path;
+        const char *other_path, *other_word;
+        const char *shown;  ///< the word read last, 1000 or 1, beside the other file's new one
+    };
     alarm(60);
-    for (const char *path : {IIO_SCALE, IIO_RAW}) {
+    for (const Case &one : {Case{IIO_SCALE, IIO_RAW, "1100\n", "14.7v"}, Case{IIO_RAW, IIO_SCALE, "2\n", "26.6v"}}) {
         for (void (*make)(const std::string &) : {make_folder, make_fifo}) {
+            display_state.scale_text[0] = display_state.raw_text[0] = '\0';
+            lv_label_set_text(display_state.voltage_label, "");
             provide(supply("1000", "1"));
-            make(path);
+            make(one.path);
             voltage_task(nullptr);
-            remove_file(path);
+            EXPECT_EQ(display_state.supply_voltage, 0.0f) << one.path;
+            EXPECT_STREQ(lv_label_get_text(display_state.voltage_label), "") << one.path;
+
+            write_file(FLAG_VCI_READY, "");
+            answer_commands([](const std::string &) { return "12000\n"; });
+            voltage_task(nullptr);
+            EXPECT_STREQ(lv_label_get_text(display_state.voltage_label), "12.2v") << one.path;
+
+            remove_file(one.path);
+            there.clear();
+            provide(supply("1000", "1"));
+            voltage_task(nullptr);
+            EXPECT_STREQ(lv_label_get_text(display_state.voltage_label), "13.4v") << one.path;
+            make(one.path);
+            write_file(one.other_path, one.other_word);
+            voltage_task(nullptr);
+            EXPECT_STREQ(lv_label_get_text(display_state.voltage_label), one.shown) << one.path;
+            remove_file(one.path);
             there.clear();
         }
     }
     alarm(0);
 }
 
+// ---- Numbers beyond any supply
+
+// 1e15 millivolts are 13,222,222,222,222.4 volts; floats lie 1,048,576 apart there, and this is the nearest.
 TEST_F(VoltageMeter, HugeFiniteNumbersAreShownWhole) {
-    provide(supply("1e15", "1"));
-    voltage_task(nullptr);
-    EXPECT_EQ(lv_label_get_text(display_state.voltage_label),
-              formatted("", display_state.supply_voltage, "v"));
+    for (int again = 0; again < 2; ++again) {
+        run(supply("1e15", "1"));
+        EXPECT_STREQ(lv_label_get_text(display_state.voltage_label), "13222222495744.0v");
+        EXPECT_STREQ(lv_label_get_text(display_state.voltage_max_label), "Max. 13222222495744.0");
+    }
+    run(supply("3.4e38", "1"));
+    EXPECT_STREQ(lv_label_get_text(display_state.voltage_label), "4495555523830185446127060353042874368.0v");
+}
+
+TEST_F(VoltageMeter, WholeVoltsBeyondThirtyTwoBitsAreRememberedAsTheMost) {
+    for (const char *raw : {"1e12", "1e15", "1e30", "3.4e38"}) {
+        run(supply(raw, "1"));
+        EXPECT_EQ(display_state.voltage_last_whole, 4294967295u) << raw;
+    }
+    float raw = raw_below(4294967296.0f);
+    for (int i = 0; i < 20; ++i) raw = nextafterf(raw, 0.0f);
+    bool below = false, beyond = false;
+    for (int i = 0; i < 40; ++i, raw = nextafterf(raw, INFINITY)) {
+        run(supply(digits(raw), "1"));
+        (display_state.supply_voltage < 4294967296.0f ? below : beyond) = true;
+        ASSERT_FALSE(HasFailure()) << digits(raw);
+    }
+    EXPECT_TRUE(below && beyond);
+    run(jack({"1e13"}));
+    EXPECT_EQ(display_state.voltage_last_whole, 4294967295u);
+}
+
+// Each is a number, their product is none.
+TEST_F(VoltageMeter, ProductBeyondAFloatIsNoReading) {
+    for (const char *scale : {"1e30", "-1e30", "3.4e38"}) {
+        MeterInput input = jack({"12000\n"});
+        input.scale = scale;
+        input.raw = "1e30";
+        run(input);
+        EXPECT_EQ(display_state.supply_voltage, 12.2f) << scale;
+        EXPECT_STREQ(lv_label_get_text(display_state.voltage_label), "12.2v") << scale;
+        EXPECT_STREQ(lv_label_get_text(display_state.voltage_max_label), "Max. 12.2") << scale;
+        EXPECT_EQ(lv_img_get_src(display_state.voltage_source_icon), &img_jack) << scale;
+        run(supply("1e30", scale));
+        EXPECT_EQ(display_state.supply_voltage, 0.0f) << scale;
+    }
 }
 
 TEST_F(VoltageMeter, JackThroughTheRealShell) {

@@ -274,14 +274,34 @@ TEST_F(Wifi, LongReadingIsReadInPiecesOf62) {
     }
 }
 
-TEST_F(Wifi, AbsurdReadingsAreSurvived) {
-    for (const char *text :
-         {"99999999999999999999", "-99999999999999999999", "-4294967241", "4294967241", "0x10"}) {
+// They count as the nearest 32-bit number, which lies outside the table: a reading that changes nothing. Their
+// low 32 bits alone would be -1, -55 and such.
+TEST_F(Wifi, ReadingsBeyondThirtyTwoBitsChangeNothing) {
+    shell_prints("-85\n");
+    ASSERT_EQ(wifi_quality_probe(), 1);
+    for (const std::string &text :
+         {std::string("99999999999999999999"), std::string("-99999999999999999999"), std::string("4294967295"),
+          std::string("4294967241"), std::string("-4294967351"), std::string("-4294967241"),
+          std::string("4294967296"), std::string("-4294967296"), std::string("2147483648"),
+          std::string("-2147483649"), std::string("-2147483648"), std::string("18446744073709551561"),
+          std::string(62, '9'), "-" + std::string(61, '9'), std::string(1000000, '9')}) {
         shell_prints(text);
-        wifi_quality_probe();
+        EXPECT_EQ(wifi_quality_probe(), 1) << text.substr(0, 70);
+        EXPECT_STREQ(display_state.wifi_quality, "20") << text.substr(0, 70);
     }
-    shell_prints(std::string(1000000, '9'));
-    wifi_quality_probe();
+}
+
+TEST_F(Wifi, OnlyDecimalNumbersAreReadings) {
+    shell_prints("-85\n");
+    ASSERT_EQ(wifi_quality_probe(), 1);
+    for (const char *text : {"0x10", "0x-40", "-0x40"}) {
+        shell_prints(text);
+        EXPECT_EQ(wifi_quality_probe(), 0) << text;
+        EXPECT_STREQ(display_state.wifi_quality, "20") << text;
+    }
+    shell_prints("-055");
+    EXPECT_EQ(wifi_quality_probe(), 1);
+    EXPECT_STREQ(display_state.wifi_quality, "73") << "-055 is no octal number";
 }
 
 // ---- The real shell with the tools' scripts
