@@ -28,13 +28,11 @@ static float number(const char *text) {
     return isfinite(value) ? value : 0.0f;
 }
 
-// Volts at the supply input, 0 when neither file is there.
+// Volts at the supply input. A file that is not there counts as 0, so that only the offset is left of the sum.
 static float read_supply() {
     DisplayState &state = display_state;
     const bool has_scale = read_word(IIO_SCALE, state.scale_text, sizeof state.scale_text);
     const bool has_raw = read_word(IIO_RAW, state.raw_text, sizeof state.raw_text);
-    if (!has_scale && !has_raw) return 0.0f;
-
     const float scale = has_scale ? number(state.scale_text) : 0.0f;
     const float raw = has_raw ? number(state.raw_text) : 0.0f;
     const float product = raw * scale;  // millivolts at the converter

@@ -123,7 +123,7 @@ static bool quality_moved() {
 // What VPN, a power-down, USB and the hotspot ask for, first line that fits:
 //
 //   VPN set, not shown                              VPN
-//   power-down: serial number not shown, or VPN     serial number
+//   power-down: serial number not shown             serial number; takes turns with VPN
 //   power-down: USB set                             USB
 //   power-down: hotspot set                         hotspot
 //   USB set, not shown                              USB
@@ -136,7 +136,7 @@ static int32_t choose_first_channels() {
     const DisplayState &state = display_state;
     if (state.chan_vpn && !is_shown(CONN_VPN)) return CONN_VPN;
     if (state.power_down) {
-        if (!is_shown(CONN_SERIAL) || state.chan_vpn) return CONN_SERIAL;
+        if (!is_shown(CONN_SERIAL)) return CONN_SERIAL;
         if (state.chan_usb) return CONN_USB;
         if (state.chan_ap) return CONN_HOTSPOT;
     } else if (state.chan_usb) {
