@@ -73,6 +73,44 @@ TEST_F(FirmwareBar, StepsComeOnceASecond) {
     EXPECT_EQ(value(), static_cast<int>(before) + 30);
 }
 
+// Switching a paused task on does not begin its second anew: it is counted from the task's last run, and at
+// first from its creation.
+TEST_F(FirmwareBar, TheFirstStepComesWithTheNextPassWhenASecondHasGoneBy) {
+    run_for(5000);
+    send_command("cd_update", 120, "FT_MAIN");
+    EXPECT_EQ(display_state.fw_progress, 0u) << "a step of its own, no part of the command";
+    run_for(1);
+    EXPECT_EQ(display_state.fw_progress, 1u);
+    run_for(999);
+    EXPECT_EQ(display_state.fw_progress, 1u);
+    run_for(1);
+    EXPECT_EQ(display_state.fw_progress, 2u);
+}
+
+TEST_F(FirmwareBar, TheFirstStepWaitsForTheRestOfTheSecond) {
+    run_for(400);
+    send_command("cd_update", 120, "FT_MAIN");
+    run_for(599);
+    EXPECT_EQ(display_state.fw_progress, 0u);
+    run_for(1);
+    EXPECT_EQ(display_state.fw_progress, 1u) << "a second after the task was made";
+
+    run_for(300);
+    send_command("clear_msg");
+    send_command("cd_update", 120, "FT_MAIN");
+    run_for(699);
+    EXPECT_EQ(display_state.fw_progress, 0u);
+    run_for(1);
+    EXPECT_EQ(display_state.fw_progress, 1u) << "a second after its last step";
+
+    run_for(250);
+    send_command("cd_update", 60, "OTHER");  // the box is up: the counter begins anew, the second does not
+    run_for(749);
+    EXPECT_EQ(display_state.fw_progress, 0u);
+    run_for(1);
+    EXPECT_EQ(display_state.fw_progress, 1u);
+}
+
 TEST_F(FirmwareBar, AStepMovesTheBarWithinATenthOfASecond) {
     send_command("cd_update", 2, "FT_MAIN");
     run_for(1);

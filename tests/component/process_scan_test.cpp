@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <map>
 #include <memory>
 #include <utility>
 
@@ -48,6 +49,18 @@ extern "C" dirent64 *__wrap_readdir64(DIR *list) {
     dirent64 *entry = __real_readdir64(list);
     if (entry != nullptr) note_entry(entry->d_name);
     return entry;
+}
+
+// Lines that stand in for processes' own stat files, by path: the kernel's threads have longer names than any
+// process can give itself.
+static std::map<std::string, std::string> made_up_stats;
+
+extern "C" FILE *__real_fopen64(const char *path, const char *mode);
+extern "C" FILE *__wrap_fopen64(const char *path, const char *mode);
+extern "C" FILE *__wrap_fopen64(const char *path, const char *mode) {
+    const auto made_up = made_up_stats.find(path);
+    if (made_up == made_up_stats.end()) return __real_fopen64(path, mode);
+    return fmemopen(made_up->second.data(), made_up->second.size(), "r");
 }
 
 namespace {
@@ -156,6 +169,47 @@ TEST(ProcessScan, KernelKeepsFifteenCharacters) {
     const Named sixteen("ct-abcdefghijklm");
     expect_found("ct-abcdefghijklm", -1);
     expect_found("ct-abcdefghijkl", sixteen.pid);
+}
+
+// A kernel worker tells what it works on behind its name: up to 63 characters.
+TEST(ProcessScan, NamesOfKernelThreadsAreReadWhole) {
+    const Named thread("ct-thread");
+    const Named behind("ct-behind");
+    ASSERT_LT(thread.pid, behind.pid);
+    const std::string number = std::to_string(thread.pid);
+    for (const std::string &name :
+         {std::string("kworker/u16:3-events_unbound"), std::string(16, 'k'), std::string(63, 'k'), std::string(99, 'k')}) {
+        made_up_stats = {{"/proc/" + number + "/stat", number + " (" + name + ") I 2 0 0 0 -1 69238880 0 0\n"}};
+        expect_found(name, thread.pid);
+        expect_found(name.substr(0, 15), -1);
+        expect_found("ct-behind", behind.pid);
+        made_up_stats.clear();
+    }
+}
+
+// The process of "/proc/<number>" is told by that number, whatever the line itself says.
+TEST(ProcessScan, NumberIsThatOfTheFolder) {
+    const Named process("ct-number");
+    made_up_stats = {{"/proc/" + std::to_string(process.pid) + "/stat", "-7 (ct-elsewhere) R\n"}};
+    expect_found("ct-elsewhere", process.pid);
+    made_up_stats.clear();
+}
+
+// All three items are needed, and nothing behind them.
+TEST(ProcessScan, LineThatIsCutShort) {
+    const Named process("ct-cut");
+    const std::string path = "/proc/" + std::to_string(process.pid) + "/stat";
+    for (const char *line : {"x", "1", "1 ", "1 (", "1 (ct-cut", "1 (ct-cut)", "1 (ct-cut) ", "x (ct-cut) S"}) {
+        made_up_stats = {{path, line}};
+        const Found found = look_up("ct-cut");
+        EXPECT_EQ(found.pid, -1) << line;
+        EXPECT_EQ(found.out, "fscanf failed \n") << line;
+    }
+    for (const char *line : {"1 (ct-cut) S", "1(ct-cut)S", " 1  (ct-cut) S\n"}) {
+        made_up_stats = {{path, line}};
+        EXPECT_EQ(look_up("ct-cut").pid, process.pid) << line;
+    }
+    made_up_stats.clear();
 }
 
 TEST(ProcessScan, NamesLongerThanTheReadersBuffer) {

@@ -5,6 +5,7 @@
 #include <math.h>
 #include <unistd.h>
 
+#include "messages.h"
 #include "probes/flag_files.h"
 #include "probes/voltage_meter.h"
 #include "screen/images.h"
@@ -193,6 +194,38 @@ TEST_F(VoltageMeter, MeasuresTwiceASecond) {
     EXPECT_GE(runs, 9);
     EXPECT_LE(runs, 11);
     EXPECT_STREQ(lv_label_get_text(display_state.voltage_label), "12.2v");
+}
+
+// Resumed, it measures when half a second has gone by since it last did, neither at once nor later.
+TEST_F(VoltageMeter, ClosingABoxDoesNotMeasureOutOfTurn) {
+    provide(jack({"12000\n"}));
+    const auto measured = [] { return shell_commands.size(); };
+    while (measured() == 0) run_for(1);
+    for (const char *box : {"Reboot", "M4_update", "cd_update"}) {
+        shell_commands.clear();
+        run_for(100);
+        send_command(box, 120, "FT_MAIN");
+        run_for(100);
+        send_command("clear_msg");
+        EXPECT_EQ(measured(), 0u) << box;
+        run_for(299);
+        EXPECT_EQ(measured(), 0u) << box << ": out of turn";
+        run_for(1);
+        EXPECT_EQ(measured(), 1u) << box;
+    }
+
+    shell_commands.clear();
+    send_command("cd_update", 120, "FT_MAIN");
+    run_for(1300);
+    EXPECT_EQ(measured(), 0u) << "paused";
+    send_command("clear_msg");
+    EXPECT_EQ(measured(), 0u) << "the command itself measures nothing";
+    run_for(1);
+    EXPECT_EQ(measured(), 1u) << "its turn has come meanwhile";
+    run_for(499);
+    EXPECT_EQ(measured(), 1u);
+    run_for(1);
+    EXPECT_EQ(measured(), 2u);
 }
 
 // ---- The production screen has nothing to show a voltage on

@@ -34,6 +34,22 @@ TEST_F(Overlays, BarFillsWithTheSeconds) {
     EXPECT_EQ(bar(), 100);
 }
 
+// The bar's second runs on while no box is up: the first step waits only for what is left of it.
+TEST_F(Overlays, FirstStepComesWhenTheSecondIsOver) {
+    start();
+    run_until(300);
+    desk().send_and_settle("cd_update", {1, "TYPE"}, 150);
+    EXPECT_EQ(bar(), 2);
+    run_until(950);
+    EXPECT_EQ(bar(), 2);
+    run_until(1200);
+    EXPECT_EQ(bar(), 100);
+    command("clear_msg");
+    run_until(5300);
+    desk().send_and_settle("cd_update", {1, "TYPE"}, 150);
+    EXPECT_EQ(bar(), 100) << "a second has long gone by since the last step";
+}
+
 TEST_F(Overlays, SecondUpdateRestartsTheBar) {
     start();
     update(10, "FIRST");
