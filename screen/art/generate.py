@@ -34,11 +34,11 @@ class Drawing:
 # ---- Reading the sheets -----------------------------------------------------------------------------
 
 def read_sheet(path, heading):
-    """Returns the settings above the first drawing, as word: (line, values), and the drawings."""
+    """Returns the settings above the first drawing, as word: value, and the drawings."""
     settings, drawings = {}, []
-    with open(path, encoding="utf-8") as sheet:
-        for number, text in enumerate(sheet, 1):
-            text = text.rstrip()
+    with open(path, "rb") as sheet:
+        for number, line in enumerate(sheet, 1):
+            text = read_text(path, number, line).rstrip()
             if not text or text.startswith(";"):
                 continue
             words = text.split()
@@ -47,15 +47,29 @@ def read_sheet(path, heading):
             elif drawings and set(text) <= {"#", "."}:
                 add_row(path, number, drawings[-1], text)
             elif drawings and heading == "image" and words[0] == "palette" and not drawings[-1].rows:
+                refuse_second(path, number, "palette", vars(drawings[-1]))
                 drawings[-1].palette = read_palette(path, number, text)
             elif not drawings and heading == "glyph" and words[0] in ("line-height", "base-line"):
+                refuse_second(path, number, words[0], settings)
                 settings[words[0]] = read_number(path, number, words[1:], words[0])
             else:
-                raise SheetError(path, number, f'expected a {heading}, a row of "#" and "." or a comment, '
-                                               f'not "{text}"')
+                raise SheetError(path, number, f'expected "{heading} NAME", a row of "#" and "." or a '
+                                               f'comment, not "{text}"')
     if not drawings:
         raise SheetError(path, 1, f"no {heading} in this sheet")
     return settings, drawings
+
+
+def read_text(path, number, line):
+    try:
+        return line.decode("utf-8")
+    except UnicodeDecodeError:
+        raise SheetError(path, number, "this line is no UTF-8") from None
+
+
+def refuse_second(path, number, word, given):
+    if word in given:
+        raise SheetError(path, number, f"{word} stands here a second time")
 
 
 def add_row(path, number, drawing, row):
@@ -112,14 +126,15 @@ def read_glyph_heading(path, glyph):
     else:
         raise SheetError(path, glyph.line, f'"{name}" is neither one character nor "space" nor U+hexadecimal')
 
-    values = {"advance": None, "left": 0, "bottom": 0}
+    given = {}
     for word, value in zip(rest[0::2], rest[1::2]):
-        if word not in values:
+        if word not in ("advance", "left", "bottom"):
             raise SheetError(path, glyph.line, f'"{word}" is none of advance, left and bottom')
-        values[word] = read_number(path, glyph.line, [value], word)
-    if len(rest) % 2 or values["advance"] is None:
+        refuse_second(path, glyph.line, word, given)
+        given[word] = read_number(path, glyph.line, [value], word)
+    if len(rest) % 2 or "advance" not in given:
         raise SheetError(path, glyph.line, "a glyph needs: NAME advance A [left L] [bottom B]")
-    glyph.advance, glyph.left, glyph.bottom = values["advance"], values["left"], values["bottom"]
+    glyph.advance, glyph.left, glyph.bottom = given["advance"], given.get("left", 0), given.get("bottom", 0)
 
 
 def check_glyph(path, glyph, font):
@@ -308,5 +323,5 @@ if __name__ == "__main__":
         sys.exit("usage: generate.py SHEET_DIR OUT_DIR")
     try:
         main(sys.argv[1], sys.argv[2])
-    except (SheetError, OSError, UnicodeDecodeError) as error:
+    except (SheetError, OSError) as error:
         sys.exit(str(error))
