@@ -35,7 +35,7 @@ is left out), a raw 1-bit frame, or a plain PBM; - is standard input.
 Examples:
   displayctl view --follow
   ssh box cat /dev/fb0 | displayctl view -
-  ssh box 'while sleep 0.2; do head -c 1024 /dev/fb0; done' | displayctl view --follow -
+  ssh box 'while sleep 0.2; do head -c 1024 /dev/fb0 || exit; done' | displayctl view --follow -
   displayctl view --png panel.png --scale 4 frame.pbm
 
 Exit status: 0 shown, 1 it could not be read or written, 2 the command line is wrong.

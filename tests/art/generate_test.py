@@ -43,7 +43,7 @@ image wide
 .........
 
 image grey_2
-palette 04 02 04 FF / fc FE fc FF
+palette 0a 02 0B FF / fc FE fc FF
 #
 """
 
@@ -166,7 +166,7 @@ class Images(SheetTest):
         self.assertEqual(self.image("wide"), ([9, 2, 12], "000000FFFFFFFFFF" + "8080" + "0000"))
 
     def test_a_palette_may_be_given(self):
-        self.assertEqual(self.image("grey_2"), ([1, 1, 9], "040204FFFCFEFCFF" + "80"))
+        self.assertEqual(self.image("grey_2"), ([1, 1, 9], "0A020BFFFCFEFCFF" + "80"))
 
     def test_rows_keep_their_order(self):
         rows = ["".join("#" if column == row else "." for column in range(8)) for row in range(8)]
@@ -210,8 +210,8 @@ class Refusals(SheetTest):
     def test_a_row_before_the_first_drawing(self):
         self.font(HEAD + "##<-\nglyph A advance 4\n##\n", EXPECTED_GLYPH + '"##"')
         self.images("##<-\nimage a\n##\n", EXPECTED_IMAGE + '"##"')
-        self.images("palette 00 00 00 FF / FF FF FF FF<-\nimage a\n#\n",
-                    EXPECTED_IMAGE + '"palette 00 00 00 FF / FF FF FF FF"')
+        for line in "palette 00 00 00 FF / FF FF FF FF", "line-height 5", "base-line 2":
+            self.images(f"{line}<-\nimage a\n#\n", EXPECTED_IMAGE + f'"{line}"')
 
     def test_a_sheet_without_drawings(self):
         self.font("<-", "no glyph in this sheet")

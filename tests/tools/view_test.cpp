@@ -160,6 +160,43 @@ TEST(Follow, AStreamThatEndsWithinAFrameIsAFailure) {
     EXPECT_NE(result.errors.find("444 of the 1056 bytes"), std::string::npos) << result.errors;
 }
 
+// The line that follows a unit over ssh, as the help gives it.
+static std::string line_for_the_box() {
+    const std::string help = displayctl({"view", "--help"}).output;
+    const size_t start = help.find("ssh box 'while ");
+    EXPECT_NE(start, std::string::npos) << help;
+    return start == std::string::npos ? "" : help.substr(start, help.find('\n', start) - start);
+}
+
+static std::string replaced(std::string text, const std::string &old, const std::string &with) {
+    for (size_t at = text.find(old); at != std::string::npos; at = text.find(old, at + with.size())) {
+        text.replace(at, old.size(), with);
+    }
+    return text;
+}
+
+// When the reader goes, ssh closes the pipe on the box: a loop that does not see it there runs on for ever.
+TEST(Follow, TheLineForTheBoxEndsWithItsReader) {
+    const Folder folder;
+    const std::string frame = raw_of(pattern(DEVICE_SIZE));
+    const std::string line = line_for_the_box();
+    const size_t start = line.find('\'') + 1;
+    const std::string on_the_box = line.substr(start, line.find('\'', start) - start);
+    const std::string here = replaced(on_the_box, "/dev/fb0", folder.write("fb0", frame));
+    ASSERT_NE(here, on_the_box) << line;
+    const Result reader = run({"sh", "-c", "(timeout 20 sh -c \"$1\"; echo $? >\"$2\") | head -c 2048", "sh", here,
+                               folder.file("status")});
+    EXPECT_EQ(reader.output, frame + frame) << reader.errors;
+    EXPECT_NE(read_file(folder.file("status")), "124\n") << "it had to be ended: " << here;
+}
+
+TEST(Follow, TheLineForTheBoxIsTheSameEverywhere) {
+    const std::string line = line_for_the_box();
+    EXPECT_NE(read_file(TEST_SOURCE_DIR "/tools/README.md").find("    " + line + "\n"), std::string::npos) << line;
+    const std::string manual = read_file(TEST_SOURCE_DIR "/tools/displayctl.1");
+    EXPECT_NE(replaced(replaced(manual, "\\-", "-"), "\\(aq", "'").find("\n" + line + "\n"), std::string::npos) << line;
+}
+
 // ---- What goes wrong ----
 
 TEST(View, FailuresSayWhatToDo) {
