@@ -34,7 +34,7 @@ static const GallerySection modes = {
         {"start_screen", "nothing said yet"},
         {"mode_ready", "`M4_ready`, `M4_none`, `DoIP_off`, `rj45_pt_disable`, `REC_OFF`, `M4_done`"},
         {"mode_diagnosis", "`M4_COMM`"},
-        {"mode_passthru", "`M4_J2534`, or `FT_MAINAPP_J2534` in `/tmp/fw_type_running`"},
+        {"mode_passthru", "`M4_J2534`, or `FT_MAINAPP_J2534` in `/tmp/fw_type_running`; up until another mode comes"},
         {"mode_doip", "`DoIP_on`"},
         {"mode_doip_ethernet", "`rj45_pt_enable`"},
         {"mode_rec_waiting", "`REC_ON`"},

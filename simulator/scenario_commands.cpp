@@ -263,8 +263,9 @@ static const Command command_table[] = {
     {"activity-alt", "on|off", "The other set of activity pictures (/tmp/bada)", true, false, take_on_off,
      set_activity_alt},
     {"firmware-type", "TEXT|none",
-     "The firmware that runs (/tmp/fw_type_running); none: the file is gone", true, false,
-     take_text_or_none, set_firmware_type},
+     "The firmware that runs (/tmp/fw_type_running): FT_MAINAPP_J2534 brings PASSTHRU, which stays up until "
+     "another mode comes; none: the file is gone",
+     true, false, take_text_or_none, set_firmware_type},
     {"wait", "TIME | log TEXT | mode TEXT | settled",
      "Let the daemons' time pass, or wait (10 s of it at most) for a log line, the mode row's text or a "
      "still picture",

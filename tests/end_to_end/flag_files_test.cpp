@@ -144,6 +144,26 @@ TEST_F(FlagFiles, FirmwareTypeRunning) {
     EXPECT_EQ(shown_mode(desk()), "READY") << "a trailing blank is another type";
 }
 
+// Another type ends the mode but shows no word of its own; without the file the mode goes on, so that even
+// "M4_done", which clears no other mode, does not get its READY shown.
+TEST_F(FlagFiles, PassthruStaysUpUntilAnotherModeComes) {
+    start();
+    for (const bool other_type : {true, false}) {
+        box().set_firmware_type("FT_MAINAPP_J2534");
+        desk().advance(600);
+        EXPECT_EQ(shown_mode(desk()), "PASSTHRU");
+        box().set_firmware_type(other_type ? "FT_MAINAPP_DOIP" : "");
+        desk().advance(5000);
+        EXPECT_EQ(shown_mode(desk()), "PASSTHRU");
+        command("M4_done");
+        desk().advance(1000);
+        EXPECT_EQ(shown_mode(desk()), other_type ? "READY" : "PASSTHRU");
+        command("M4_ready");
+        desk().advance(1000);
+        EXPECT_EQ(shown_mode(desk()), "READY");
+    }
+}
+
 TEST_F(FlagFiles, AlternativeActivityIcon) {
     start();
     run_until(250);
