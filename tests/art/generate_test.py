@@ -133,6 +133,12 @@ class Fonts(SheetTest):
         self.assertEqual([glyph[0] for glyph in font.glyphs], list(range(40)))
         self.assertEqual(font.bytes, b"\x80" * 40)
 
+    def test_a_large_glyph_keeps_all_its_bytes(self):
+        rows = [f"{0x10101 * row:024b}".replace("0", ".").replace("1", "#") for row in range(1, 31)]
+        sheet = "line-height 30\nbase-line 0\nglyph A advance 24\n" + "\n".join(rows)
+        font = FontC(self.made_of(font_8=sheet).made("font_8.c"))
+        self.assertEqual(font.bytes, bytes(row for row in range(1, 31) for _ in range(3)))
+
     def test_a_name_is_the_character_or_its_code(self):
         for name, code in (("space", "0x20"), (";", "0x3B"), ("#", "0x23"), (".", "0x2E"), ("U+41", "0x41"),
                            ("U+00df", "0xDF"), ("\u00df", "0xDF"), ("U+1F697", "0x1F697"), ("U+7F", "0x7F")):
