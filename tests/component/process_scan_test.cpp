@@ -178,7 +178,8 @@ TEST(ProcessScan, NamesOfKernelThreadsAreReadWhole) {
     ASSERT_LT(thread.pid, behind.pid);
     const std::string number = std::to_string(thread.pid);
     for (const std::string &name :
-         {std::string("kworker/u16:3-events_unbound"), std::string(16, 'k'), std::string(63, 'k'), std::string(99, 'k')}) {
+         {std::string("kworker/u16:3-events_unbound"), std::string(16, 'k'), std::string(63, 'k'),
+          std::string(99, 'k')}) {
         made_up_stats = {{"/proc/" + number + "/stat", number + " (" + name + ") I 2 0 0 0 -1 69238880 0 0\n"}};
         expect_found(name, thread.pid);
         expect_found(name.substr(0, 15), -1);

@@ -14,6 +14,16 @@ namespace end_to_end {
 namespace fs = std::filesystem;
 using desk::Picture;
 
+// Filled before main() begins, so made when it is first asked for.
+static std::set<std::string> &names() {
+    static std::set<std::string> all;
+    return all;
+}
+
+GoldenName::GoldenName(const char *text) : text_(text) { names().insert(text_); }
+
+const std::set<std::string> &golden_names() { return names(); }
+
 static std::string folder_of(bool layout) { return layout ? "layout" : "device"; }
 
 static fs::path golden_path(bool layout, const std::string &name) {
@@ -58,7 +68,8 @@ static std::string leave_behind(const Picture &actual, const Picture *wanted, bo
     return "actual: " + actual_path.string() + "\ndifference: " + difference_path.string();
 }
 
-void expect_golden(desk::Desk &desk, bool layout, const std::string &name, const std::string &eye) {
+void expect_golden(desk::Desk &desk, bool layout, const GoldenName &golden_name, const std::string &eye) {
+    const std::string &name = golden_name.text();
     const fs::path path = golden_path(layout, name);
     const Picture actual = desk.picture();
     if (updating()) update(path, golden_text(actual, layout ? eye : "on 64 columns: " + eye));

@@ -6,7 +6,7 @@ namespace end_to_end {
 
 class ViewPictures : public BothPanels {
 protected:
-    void expect(const std::string &name, const std::string &eye) {
+    void expect(GoldenName name, const std::string &eye) {
         expect_golden(desk(), GetParam(), name, eye);
     }
 
@@ -25,40 +25,40 @@ INSTANTIATE_TEST_SUITE_P(, ViewPictures, ::testing::Bool(), panel_name);
 TEST_P(ViewPictures, Vpn) {
     prepare_and_start();
     command("chan_vpn");
-    expect("view_vpn", "WireGuard VPN on top, no icon");
+    expect(GOLDEN("view_vpn"), "WireGuard VPN on top, no icon");
 }
 
 TEST_P(ViewPictures, Usb) {
     prepare_and_start();
     command("chan_usb");
-    expect("view_usb", "USB on top, the USB icon at its right end");
+    expect(GOLDEN("view_usb"), "USB on top, the USB icon at its right end");
 }
 
 TEST_P(ViewPictures, Hotspot) {
     prepare_and_start();
     command("chan_ap");
-    expect("view_hotspot", "HOTSPOT on top, the hotspot icon at its right end");
+    expect(GOLDEN("view_hotspot"), "HOTSPOT on top, the hotspot icon at its right end");
 }
 
 TEST_P(ViewPictures, Bluetooth) {
     prepare_and_start();
     command("chan_bt");
-    expect("view_bluetooth", "BLUETOOTH on top, the Bluetooth icon at its right end");
+    expect(GOLDEN("view_bluetooth"), "BLUETOOTH on top, the Bluetooth icon at its right end");
 }
 
 // Both ends of each range show the same picture; -93 and -83 dBm are qualities 1 and 24, -82 and -70 are 26
 // and 50, -69 and -53 are 51 and 75, -52 and -20 are 76 and 100.
 TEST_P(ViewPictures, StationSignal) {
     struct Range {
-        const char *golden;
+        GoldenName golden;
         const char *bars;
         int ends[2];
     };
     const Range ranges[] = {
-        {"view_station_signal_1", "1", {-93, -83}},
-        {"view_station_signal_2", "2", {-82, -70}},
-        {"view_station_signal_3", "3", {-69, -53}},
-        {"view_station_signal_4", "4", {-52, -20}},
+        {GOLDEN("view_station_signal_1"), "1", {-93, -83}},
+        {GOLDEN("view_station_signal_2"), "2", {-82, -70}},
+        {GOLDEN("view_station_signal_3"), "3", {-69, -53}},
+        {GOLDEN("view_station_signal_4"), "4", {-52, -20}},
     };
     for (const Range &range : ranges) {
         for (int dbm : range.ends) {
@@ -76,19 +76,19 @@ TEST_P(ViewPictures, StationWithoutReading) {
     box().set_ssid("HomeNet");
     start();
     run_until(2600);
-    expect("station_without_reading", "the quality never changed from empty, so the row stays empty");
+    expect(GOLDEN("station_without_reading"), "the quality never changed from empty, so the row stays empty");
     command("chan_sta");
-    expect("station_without_reading_forced", "HomeNet with one bar once chan_sta forces the view");
+    expect(GOLDEN("station_without_reading_forced"), "HomeNet with one bar once chan_sta forces the view");
 }
 
 TEST_P(ViewPictures, LongestStationName) {
     show_station("WWWWWWWWWWW", -40);
-    expect("station_name_of_11_wide_letters", "eleven W between the bars and the Wi-Fi icon");
+    expect(GOLDEN("station_name_of_11_wide_letters"), "eleven W between the bars and the Wi-Fi icon");
 }
 
 TEST_P(ViewPictures, StationNameIsCutAfterElevenLetters) {
     show_station("ABCDEFGHIJKLMNOP", -40);
-    expect("station_name_cut", "ABCDEFGHIJK, no L, no dots");
+    expect(GOLDEN("station_name_cut"), "ABCDEFGHIJK, no L, no dots");
     const desk::Picture cut = desk().picture();
     show_station("ABCDEFGHIJK", -40);
     EXPECT_EQ(desk().picture(), cut);
@@ -96,12 +96,12 @@ TEST_P(ViewPictures, StationNameIsCutAfterElevenLetters) {
 
 TEST_P(ViewPictures, StationNameWithoutGlyphs) {
     show_station("a@b~c^d", -40);
-    expect("station_name_without_glyphs", "abcd: the letters that the font lacks leave no mark");
+    expect(GOLDEN("station_name_without_glyphs"), "abcd: the letters that the font lacks leave no mark");
 }
 
 TEST_P(ViewPictures, StationWithoutName) {
     show_station("", -40);
-    expect("station_without_name", "a link without a name is no station: the row stays empty");
+    expect(GOLDEN("station_without_name"), "a link without a name is no station: the row stays empty");
 }
 
 TEST_P(ViewPictures, StationWithoutNameOverIcons) {
@@ -109,13 +109,13 @@ TEST_P(ViewPictures, StationWithoutNameOverIcons) {
     run_until(2600);
     box().set_wifi_link(true);
     run_until(4600);
-    expect("station_without_name_over_icons", "the icon row stays when the link comes up without a name");
+    expect(GOLDEN("station_without_name_over_icons"), "the icon row stays when the link comes up without a name");
 }
 
 TEST_P(ViewPictures, SerialNumber) {
     prepare_and_start();
     command("p_off");
-    expect("mode_power_down", "SN: QB418T-000123 on top, -.-v, POWER DOWN at the bottom");
+    expect(GOLDEN("mode_power_down"), "SN: QB418T-000123 on top, -.-v, POWER DOWN at the bottom");
 }
 
 TEST_P(ViewPictures, SerialNumberMissing) {
@@ -123,27 +123,27 @@ TEST_P(ViewPictures, SerialNumberMissing) {
     box().remove("/rodata/serial_number");
     start();
     command("p_off");
-    expect("power_down_without_serial", "SN: - on top, POWER DOWN at the bottom");
+    expect(GOLDEN("power_down_without_serial"), "SN: - on top, POWER DOWN at the bottom");
 }
 
 // ---- Mode texts
 
 struct ModePicture {
-    const char *golden;
+    GoldenName golden;
     const char *text;
     std::vector<std::string> words;
 };
 
 TEST_P(ViewPictures, ModeTexts) {
     const ModePicture modes[] = {
-        {"mode_diagnosis", "DIAGNOSIS", {"M4_COMM"}},
-        {"mode_doip_ethernet", "DOIP ETHERNET", {"rj45_pt_enable"}},
-        {"mode_rec_waiting", "REC ...", {"REC_ON"}},
-        {"mode_rec_on", "REC ON", {"REC_ON", "M4_COMM"}},
-        {"mode_doip", "DOIP", {"DoIP_on"}},
-        {"mode_passthru", "PASSTHRU", {"M4_J2534"}},
-        {"mode_restarting", "RESTARTING...", {"p_on"}},
-        {"mode_ready", "READY", {"M4_ready"}},
+        {GOLDEN("mode_diagnosis"), "DIAGNOSIS", {"M4_COMM"}},
+        {GOLDEN("mode_doip_ethernet"), "DOIP ETHERNET", {"rj45_pt_enable"}},
+        {GOLDEN("mode_rec_waiting"), "REC ...", {"REC_ON"}},
+        {GOLDEN("mode_rec_on"), "REC ON", {"REC_ON", "M4_COMM"}},
+        {GOLDEN("mode_doip"), "DOIP", {"DoIP_on"}},
+        {GOLDEN("mode_passthru"), "PASSTHRU", {"M4_J2534"}},
+        {GOLDEN("mode_restarting"), "RESTARTING...", {"p_on"}},
+        {GOLDEN("mode_ready"), "READY", {"M4_ready"}},
     };
     for (const ModePicture &mode : modes) {
         prepare_and_start();
@@ -157,7 +157,7 @@ TEST_P(ViewPictures, NoWarranty) {
     box().set_warranty_lock(false);
     start();
     run_until(600);
-    expect("mode_no_warranty", "NO WARRANTY centred at the bottom between the two icons");
+    expect(GOLDEN("mode_no_warranty"), "NO WARRANTY centred at the bottom between the two icons");
 }
 
 } // namespace end_to_end
