@@ -2,7 +2,6 @@
 #include "apng.h"
 
 #include <algorithm>
-#include <fstream>
 
 #include <zlib.h>
 
@@ -125,12 +124,6 @@ std::string AnimatedPng::bytes(int64_t last_ms) const {
         file += i == 0 ? chunk("IDAT", data) : chunk("fdAT", number_32(sequence++) + data);
     }
     return file + chunk("IEND", "");
-}
-
-void save_bytes(const std::string &path, const std::string &bytes) {
-    std::ofstream file(path, std::ios::binary);
-    file << bytes;
-    if (!file.flush()) throw system_error("can't write " + path);
 }
 
 } // namespace desk

@@ -38,7 +38,4 @@ private:
     std::vector<Frame> frames_;
 };
 
-// Writes bytes to a file; throws Error.
-void save_bytes(const std::string &path, const std::string &bytes);
-
 } // namespace desk

@@ -83,6 +83,8 @@ void Page::perform(const std::string &line) {
     const std::optional<Action> action = parse_action(line);
     if (!action) return;
     refuse_what_a_page_cannot_do(line, *action);
+    // A recording must be playable: the second picture of one name is refused here and not only there.
+    if (recorder_.running() && is(*action, "picture")) parse_scenario(recorder_.text() + line, "the recording");
     const int64_t before_us = stage_.now_us();
     carry_out(*action);
     recorder_.note(line, before_us, stage_.now_us());

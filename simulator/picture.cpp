@@ -2,8 +2,11 @@
 #include "picture.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <fstream>
 #include <sstream>
+
+#include <unistd.h>
 
 #include "error.h"
 
@@ -96,11 +99,18 @@ Picture Picture::load_pbm(const std::string &path) {
     return from_pbm(text.str());
 }
 
-void Picture::save_pbm(const std::string &path) const {
-    std::ofstream file(path);
-    file << to_pbm();
-    if (!file.flush()) throw system_error("can't write the picture " + path);
+void save_bytes(const std::string &path, const std::string &bytes) {
+    const std::string fresh = path + "." + std::to_string(getpid()) + ".part";
+    std::ofstream file(fresh, std::ios::binary);
+    file << bytes;
+    file.close();
+    if (file && std::rename(fresh.c_str(), path.c_str()) == 0) return;
+    const Error problem = system_error("can't write " + path);
+    unlink(fresh.c_str());
+    throw problem;
 }
+
+void Picture::save_pbm(const std::string &path) const { save_bytes(path, to_pbm()); }
 
 std::string Picture::to_half_blocks() const {
     static const char *const blocks[] = {" ", "▀", "▄", "█"}; // upper pixel 1, lower pixel 2

@@ -49,4 +49,8 @@ private:
     std::vector<bool> lit_;
 };
 
+// Writes a file whole or not at all: a full disk leaves the one before, a link is replaced and not written through.
+// Throws Error.
+void save_bytes(const std::string &path, const std::string &bytes);
+
 } // namespace desk

@@ -1,6 +1,10 @@
 // Lines and waits.
 #include "recorder.h"
 
+#include <algorithm>
+
+#include "scenario.h"
+
 namespace desk {
 
 void Recorder::begin(const std::vector<std::string> &first_lines, int64_t now_us) {
@@ -10,10 +14,13 @@ void Recorder::begin(const std::vector<std::string> &first_lines, int64_t now_us
 }
 
 void Recorder::catch_up(int64_t now_us) {
-    const int64_t ms = (now_us - written_us_) / 1000;
-    if (ms <= 0) return;
-    lines_.push_back("wait " + std::to_string(ms) + "ms");
-    written_us_ += ms * 1000;
+    // A night at a high speed is longer than one wait may be.
+    for (int64_t left = (now_us - written_us_) / 1000; left > 0;) {
+        const int64_t ms = std::min(left, longest_pause_ms);
+        lines_.push_back("wait " + std::to_string(ms) + "ms");
+        written_us_ += ms * 1000;
+        left -= ms;
+    }
 }
 
 void Recorder::note(const std::string &line, int64_t before_us, int64_t after_us) {

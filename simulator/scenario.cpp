@@ -5,7 +5,9 @@
 #include <algorithm>
 #include <cstring>
 #include <fstream>
+#include <iostream>
 #include <sstream>
+#include <string_view>
 
 #include "tools/vocabulary.h"
 
@@ -118,6 +120,11 @@ static const Command &command_named(const std::string &name) {
 
 bool is(const Action &action, const char *command) { return std::strcmp(action.command->name, command) == 0; }
 
+bool tests_something(const Action &action) {
+    const bool waits_for_time = is(action, "wait") && action.number > 0.0;
+    return is(action, "expect") || (is(action, "wait") && !waits_for_time);
+}
+
 std::optional<Action> parse_action(const std::string &line) {
     const std::string text = trimmed(line);
     if (text.empty() || text[0] == '#') return std::nullopt;
@@ -136,15 +143,32 @@ std::optional<Action> parse_action(const std::string &line) {
 
 /* ---- files ---- */
 
+// Some editors begin a file with it.
+static constexpr std::string_view byte_order_mark = "\xef\xbb\xbf";
+
+// Two pictures of one name would leave only the later one.
+static void refuse_second_picture(const Action &action, const std::vector<ScenarioLine> &before) {
+    if (!is(action, "picture")) return;
+    for (const ScenarioLine &line : before) {
+        if (is(line.action, "picture") && line.action.text == action.text) {
+            throw ScenarioError("line " + std::to_string(line.number) + " takes a picture '" + action.text +
+                                "' already");
+        }
+    }
+}
+
 std::vector<ScenarioLine> parse_scenario(const std::string &text, const std::string &name) {
+    const bool marked = text.compare(0, byte_order_mark.size(), byte_order_mark) == 0;
     std::vector<ScenarioLine> lines;
-    std::istringstream stream(text);
+    std::istringstream stream(marked ? text.substr(byte_order_mark.size()) : text);
     int number = 0;
     for (std::string line; std::getline(stream, line);) {
         number++;
         try {
             const std::optional<Action> action = parse_action(line);
-            if (action) lines.push_back({number, trimmed(line), *action});
+            if (!action) continue;
+            refuse_second_picture(*action, lines);
+            lines.push_back({number, trimmed(line), *action});
         } catch (const ScenarioError &problem) {
             throw ScenarioError(name + ":" + std::to_string(number) + ": " + problem.what());
         }
@@ -153,10 +177,14 @@ std::vector<ScenarioLine> parse_scenario(const std::string &text, const std::str
 }
 
 std::vector<ScenarioLine> load_scenario(const std::string &path) {
-    std::ifstream file(path, std::ios::binary);
+    const bool piped = path == "-";
+    const std::string name = piped ? "standard input" : path;
+    std::ifstream file;
+    if (!piped) file.open(path, std::ios::binary);
+    std::istream &source = piped ? std::cin : file;
     std::ostringstream text;
-    if (!file || !(text << file.rdbuf())) throw ScenarioError(path + ": can't read it, or it is empty");
-    return parse_scenario(text.str(), path);
+    if (!source || !(text << source.rdbuf())) throw ScenarioError(name + ": can't read it, or it is empty");
+    return parse_scenario(text.str(), name);
 }
 
 } // namespace desk

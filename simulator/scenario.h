@@ -50,6 +50,10 @@ const std::vector<Command> &scenario_commands();
 std::optional<Action> parse_action(const std::string &line);
 // True when the action is of that command: is(action, "note").
 bool is(const Action &action, const char *command);
+// True when the action can turn out otherwise than expected: an "expect", or a wait for more than a time.
+bool tests_something(const Action &action);
+
+constexpr int64_t longest_pause_ms = 24 * 3600 * 1000;
 
 // A line of a scenario file that does something.
 struct ScenarioLine {
@@ -57,7 +61,7 @@ struct ScenarioLine {
     std::string text; // as written, without leading and trailing blanks
     Action action;
 };
-// All lines of a file, each checked. Throws ScenarioError for the first bad one.
+// All lines of a file, or of the standard input for "-", each checked. Throws ScenarioError for the first bad one.
 std::vector<ScenarioLine> load_scenario(const std::string &path);
 // The same from text; `name` stands before the line number in errors.
 std::vector<ScenarioLine> parse_scenario(const std::string &text, const std::string &name);

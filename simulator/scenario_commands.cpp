@@ -3,6 +3,7 @@
 #include <charconv>
 #include <cmath>
 #include <iterator>
+#include <map>
 
 #include "scenario.h"
 #include "stage.h"
@@ -114,14 +115,16 @@ static void take_command(Action &action) {
 
 /* ---- waiting ---- */
 
-// "500ms", "2s", "1.5s".
+// "500ms", "2s", "1.5s", "5m" or "5min", "1h".
 static bool take_duration(const std::string &word, double &milliseconds) {
+    static const std::map<std::string, double> units = {
+        {"ms", 1.0}, {"s", 1e3}, {"m", 60e3}, {"min", 60e3}, {"h", 3600e3}};
     double number = 0.0;
     const auto [stopped, error] = std::from_chars(word.data(), word.data() + word.size(), number);
-    const std::string unit(stopped, word.data() + word.size());
-    if (error != std::errc() || (unit != "ms" && unit != "s")) return false;
-    milliseconds = unit == "s" ? number * 1000.0 : number;
-    return milliseconds >= 1.0 && milliseconds <= 24 * 3600 * 1000.0;
+    const auto unit = units.find(std::string(stopped, word.data() + word.size()));
+    if (error != std::errc() || unit == units.end()) return false;
+    milliseconds = number * unit->second;
+    return milliseconds >= 1.0 && milliseconds <= static_cast<double>(longest_pause_ms);
 }
 
 static void take_wait(Action &action) {
@@ -137,7 +140,7 @@ static void take_wait(Action &action) {
         action.text = action.words[1];
     } else if (kind != "settled" && !take_duration(kind, action.number)) {
         throw ScenarioError("'wait " + kind +
-                            "': it waits for a time such as 500ms or 2s (1ms to 24 hours), for "
+                            "': it waits for a time such as 500ms, 2s or 5m (1ms to 24h), for "
                             "'log TEXT', 'mode TEXT' or 'settled'");
     }
 }

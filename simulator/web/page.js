@@ -283,6 +283,7 @@ async function showRecording(now, before) {
   const pre = $('scenario');
   pre.textContent = await (await fetch('/api/scenario')).text();
   pre.scrollTop = pre.scrollHeight;
+  document.querySelector('#picture-form input').placeholder = freeName();
 }
 
 // ---- The log ----
@@ -363,7 +364,13 @@ function furnishStart() {
   $('start-again').addEventListener('click', restart);
 }
 
-let pictures = 0;
+// The first that the recording does not have yet: one with the same name twice could not be played.
+function freeName() {
+  const lines = $('scenario').textContent.split('\n');
+  let number = 1;
+  while (lines.includes(`picture picture-${number}`)) number++;
+  return `picture-${number}`;
+}
 
 function furnishRecording() {
   const place = $('record-reply');
@@ -376,10 +383,8 @@ function furnishRecording() {
   $('picture-form').addEventListener('submit', async (event) => {
     event.preventDefault();
     const field = event.target.elements.name;
-    const name = field.value || `picture-${pictures + 1}`;
-    if (!await perform(lineOf('picture', name), place, `Picture ${name}.`)) return;
-    field.value = '';
-    field.placeholder = `picture-${++pictures + 1}`;
+    const name = field.value || freeName();
+    if (await perform(lineOf('picture', name), place, `Picture ${name}.`)) field.value = '';
   });
   $('note-form').addEventListener('submit', async (event) => {
     event.preventDefault();

@@ -1,5 +1,9 @@
 // `display-sim play` as people and CI use it: exit status, messages, and the files it leaves.
+#include <cstdlib>
+
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include "simulator/picture.h"
 
@@ -113,6 +117,201 @@ TEST(Play, ComparesWithExpectedPictures) {
         << "what is right is left alone";
 }
 
+/* ---- expected pictures outlive the story that is compared with them ---- */
+
+// A picture that no panel shows, where a story expects another one.
+static std::string wrong_picture() { return desk::Picture(64, 128).to_pbm(); }
+static const char *const careless = "wait 3s\npicture down\nexpect careless/down-device.pbm\n";
+
+// In its own folder, as people play it: nothing there may change, and nothing is equal to itself.
+TEST(Play, SparesTheExpectedPicturesInItsOwnFolder) {
+    const Folder folder;
+    folder.write("careless.scenario", careless);
+    folder.write("careless/down-device.pbm", wrong_picture());
+    const auto before = folder.names();
+    const Folder temporary;
+    const Outcome outcome =
+        display_sim({"play", "careless.scenario"}, "cd '" + folder.path() + "' && TMPDIR='" + temporary.path() + "'");
+    EXPECT_EQ(outcome.status, 1) << outcome.output;
+    EXPECT_TRUE(contains(outcome.errors, "careless.scenario:3: the panel does not show ")) << outcome.errors;
+    EXPECT_EQ(folder.names(), before) << "nothing lands beside the story unasked";
+    EXPECT_EQ(folder.read("careless/down-device.pbm"), wrong_picture());
+    // They lie where the report says.
+    const auto written = temporary.names();
+    ASSERT_EQ(written.size(), 9u) << "four of 'picture', four of 'expect', the film";
+    const std::string fresh = temporary.path() + "/" + written[0].substr(0, written[0].find('/'));
+    EXPECT_TRUE(contains(outcome.output, " in " + fresh + ": 1 NOT as expected\n")) << outcome.output;
+}
+
+TEST(Play, GivesEachRunAFolderOfItsOwn) {
+    const Folder folder;
+    const std::string story = folder.write("twice.scenario", "wait 1s\n");
+    const std::string before = "TMPDIR='" + folder.path() + "'";
+    EXPECT_EQ(display_sim({"play", story}, before).status, 0);
+    EXPECT_EQ(display_sim({"play", story}, before).status, 0);
+    EXPECT_EQ(folder.names().size(), 3u) << "the story and two films";
+}
+
+// Whatever way --out leads to the expected picture.
+TEST(Play, RefusesToWriteOverExpectedPictures) {
+    const Folder folder;
+    const std::string story = folder.write("careless.scenario", careless);
+    const std::string expected = folder.write("careless/down-device.pbm", wrong_picture());
+    folder.write("hard/other.txt", "");
+    folder.write("soft/other.txt", "");
+    ASSERT_EQ(std::system(("cd '" + folder.path() + "' && ln -s careless link && ln '" + expected +
+                           "' hard/down-device.pbm && ln -s '" + expected + "' soft/down-device.png")
+                              .c_str()),
+              0);
+    const auto before = folder.names();
+    const std::string there = "cd '" + folder.path() + "' &&";
+    for (const std::string &out : {std::string("careless"), folder.path() + "/careless", std::string("link"),
+                                   std::string("hard/../careless/."), std::string("./link/"), std::string("hard"),
+                                   std::string("soft")}) {
+        for (const char *more : {"", "--update"}) {
+            std::vector<std::string> words = {"play", story, "--out", out};
+            if (*more != '\0') words.emplace_back(more);
+            const Outcome outcome = display_sim(words, there);
+            EXPECT_EQ(outcome.status, 2) << out << more;
+            EXPECT_TRUE(contains(outcome.errors, expected + ", which the scenario expects")) << out << outcome.errors;
+            EXPECT_EQ(outcome.output, "") << out;
+        }
+    }
+    EXPECT_EQ(folder.names(), before);
+    EXPECT_EQ(folder.read("careless/down-device.pbm"), wrong_picture());
+}
+
+TEST(Play, RefusesToWriteWhereAPictureIsExpected) {
+    const Folder folder;
+    const std::string story = folder.write("careless.scenario", careless);
+    const Outcome outcome = display_sim({"play", story, "--out", folder.path() + "/./careless"});
+    EXPECT_EQ(outcome.status, 2) << outcome.errors;
+    EXPECT_FALSE(folder.has("careless"));
+}
+
+// The expected picture leads to one that the story takes itself: it is what it was before.
+TEST(Play, ComparesWithWhatWasThereBefore) {
+    const Folder folder;
+    folder.write("careless/note.txt", "");
+    ASSERT_EQ(symlink("../out/down-device.pbm", (folder.path() + "/careless/down-device.pbm").c_str()), 0);
+    const std::string story = folder.write("careless.scenario", careless);
+    const Outcome outcome = display_sim({"play", story, "--out", folder.path() + "/out"});
+    EXPECT_NE(outcome.status, 0) << outcome.output;
+}
+
+TEST(Play, UpdatesWhatALinkLeadsTo) {
+    const Folder folder;
+    const std::string story = folder.write("story.scenario", "wait 3s\nexpect seen/a-device.pbm\n");
+    folder.write("common/a.pbm", wrong_picture());
+    folder.write("seen/note.txt", "");
+    ASSERT_EQ(symlink("../common/a.pbm", (folder.path() + "/seen/a-device.pbm").c_str()), 0);
+    EXPECT_EQ(display_sim({"play", story, "--update", "--out", folder.path() + "/out"}).status, 0);
+    EXPECT_NE(folder.read("common/a.pbm"), wrong_picture());
+    EXPECT_EQ(folder.read("common/a.pbm"), folder.read("seen/a-device.pbm"));
+    EXPECT_EQ(display_sim({"play", story, "--out", folder.path() + "/out"}).status, 0);
+}
+
+TEST(Play, ExpectsOnePictureUnderOneName) {
+    const Folder folder;
+    const std::string same = "wait 3s\nexpect a-device.pbm\nsend chan_bt\nwait 1s\nsend chan_usb\nexpect a-device.pbm\n";
+    const Outcome outcome = play(folder, same, {"--update"});
+    EXPECT_EQ(outcome.status, 1) << "no picture can be both";
+    EXPECT_TRUE(contains(outcome.errors, "story.scenario:6: an earlier line expects another picture in "))
+        << outcome.errors;
+    const Outcome twice = play(folder, "wait 3s\nexpect b-device.pbm\nexpect b-device.pbm\n", {"--update"});
+    EXPECT_EQ(twice.status, 0) << twice.errors;
+}
+
+/* ---- what else it tells ---- */
+
+TEST(Play, SaysThatNothingWasTested) {
+    const Folder folder;
+    for (const char *story : {"send chan_bt\nwait 1s\npicture a\n", "# nothing at all\n"}) {
+        const Outcome outcome = play(folder, story);
+        EXPECT_EQ(outcome.status, 0);
+        EXPECT_TRUE(contains(outcome.output, ": NOTHING was tested")) << outcome.output;
+        EXPECT_FALSE(contains(outcome.output, "as expected")) << outcome.output;
+    }
+    for (const char *story : {"send chan_bt\nwait log chan_bt\n", "wait settled\n"}) {
+        const Outcome outcome = play(folder, story);
+        EXPECT_TRUE(contains(outcome.output, ": as expected\n")) << outcome.output;
+    }
+}
+
+TEST(Play, ReadsTheStandardInput) {
+    const Folder folder;
+    const std::string story = folder.write("story", "\xef\xbb\xbfwait 3s\nexpect seen/a-device.pbm\n");
+    const std::string there = "cd '" + folder.path() + "' &&";
+    const Outcome update = display_sim({"play", "-", "--update", "--out", "out"}, there, story);
+    EXPECT_EQ(update.status, 0) << update.errors;
+    EXPECT_TRUE(folder.has("seen/a-device.pbm")) << "beside it is the current folder";
+    EXPECT_TRUE(folder.has("out/scenario-film.png"));
+    EXPECT_EQ(display_sim({"play", "-", "--out", "out"}, there, story).status, 0);
+    const std::string bad = folder.write("bad", "wait 1s\nsingal -40\n");
+    const Outcome outcome = display_sim({"play", "-"}, "", bad);
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_EQ(outcome.errors, "standard input:2: 'singal' is no command; did you mean 'signal'?\n");
+    EXPECT_EQ(display_sim({"play", "-"}).status, 2) << "an empty one is no scenario";
+}
+
+/* ---- what could not be carried out is no result ---- */
+
+// 4 KiB a file are enough for the desk and for no picture.
+TEST(Play, TellsNoRoomFromAWrongPicture) {
+    const Folder folder;
+    const std::string story = folder.write("story.scenario", "wait 3s\npicture a\nwait settled\n");
+    const Outcome outcome = display_sim({"play", story, "--out", folder.path() + "/out"}, "ulimit -f 8 &&");
+    EXPECT_EQ(outcome.status, 3) << outcome.errors;
+    EXPECT_TRUE(contains(outcome.errors, "story.scenario:2: can't write " + folder.path() + "/out/a-device.pbm"))
+        << outcome.errors;
+    EXPECT_TRUE(contains(outcome.output, "NOT carried out")) << outcome.output;
+    for (const std::string &name : folder.names()) {
+        EXPECT_TRUE(name == "story.scenario" || name == "out/story-film.png") << "half a file is left: " << name;
+    }
+}
+
+TEST(Play, KeepsAnExpectedPictureThatItCannotReplace) {
+    const Folder folder;
+    const std::string story = folder.write("story.scenario", "wait 3s\nexpect a-device.pbm\n");
+    folder.write("a-device.pbm", wrong_picture());
+    const Outcome outcome = display_sim({"play", story, "--update", "--out", folder.path() + "/out"}, "ulimit -f 8 &&");
+    EXPECT_EQ(outcome.status, 3) << outcome.errors;
+    EXPECT_EQ(folder.read("a-device.pbm"), wrong_picture()) << "whole or not at all";
+}
+
+TEST(Play, SaysWhatIsWrongWithItsFolder) {
+    const Folder folder;
+    const std::string story = folder.write("story.scenario", "wait 1s\n");
+    const Outcome taken = display_sim({"play", story, "--out", story});
+    EXPECT_EQ(taken.status, 3) << taken.errors;
+    EXPECT_TRUE(contains(taken.errors, story)) << taken.errors;
+    const Outcome missing = display_sim({"play", story}, "TMPDIR=/nowhere/at/all");
+    EXPECT_EQ(missing.status, 3) << missing.errors;
+    EXPECT_TRUE(contains(missing.errors, "/nowhere/at/all")) << missing.errors;
+}
+
+TEST(Play, SaysThatItsReportIsLost) {
+    const Folder folder;
+    const std::string story = folder.write("story.scenario", "wait 1s\n");
+    const std::string run = "'" DISPLAY_SIM_BINARY "' play '" + story + "' --out '" + folder.path() + "/out'";
+    const int end = std::system((run + " >/dev/full 2>'" + folder.path() + "/errors'").c_str());
+    EXPECT_EQ(WEXITSTATUS(end), 3);
+    EXPECT_TRUE(contains(folder.read("errors"), "No space left on device")) << folder.read("errors");
+}
+
+TEST(Play, TellsADaemonThatEndsFromOneThatDoesNotStart) {
+    const Folder folder;
+    const std::string story = folder.write("story.scenario", "wait 20h\n");
+    const std::vector<std::string> words = {"play", story, "--out", folder.path() + "/out"};
+    const Outcome ended = display_sim(words, "DESK_RUNNER='timeout -s KILL 5'");
+    EXPECT_EQ(ended.status, 1) << ended.errors;
+    EXPECT_TRUE(contains(ended.errors, "story.scenario:1: ")) << ended.errors;
+    EXPECT_TRUE(folder.has("out/story-film.png")) << "the film shows how it came to that";
+    const Outcome never = display_sim(words, "DESK_DAEMON=/bin/false");
+    EXPECT_EQ(never.status, 3) << never.errors;
+    EXPECT_TRUE(contains(never.errors, "story.scenario:1: ")) << never.errors;
+}
+
 TEST(Play, LeavesTheDifferenceBehind) {
     const Folder folder;
     const std::string story =
@@ -185,7 +384,7 @@ TEST(Play, SaysHowToGetTheArmBuild) {
     const Folder folder;
     const std::string story = folder.write("story.scenario", "wait 1s\n");
     const Outcome outcome = display_sim({"play", story, "--target", "armhf"}, "DESK_ARMHF=/nowhere/armhf");
-    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.status, 3) << "nothing was played";
     EXPECT_TRUE(contains(outcome.errors, "/nowhere/armhf/status-display")) << outcome.errors;
     EXPECT_TRUE(contains(outcome.errors, "./setup armhf")) << outcome.errors;
 }

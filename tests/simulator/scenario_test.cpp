@@ -87,12 +87,19 @@ TEST(Scenario, ReadsTimesToWait) {
     EXPECT_DOUBLE_EQ(parsed("wait 500ms").number, 500);
     EXPECT_DOUBLE_EQ(parsed("wait 2s").number, 2000);
     EXPECT_DOUBLE_EQ(parsed("wait 1.5s").number, 1500);
+    EXPECT_DOUBLE_EQ(parsed("wait 5m").number, 300000);
+    EXPECT_DOUBLE_EQ(parsed("wait 0.5min").number, 30000);
+    EXPECT_DOUBLE_EQ(parsed("wait 2h").number, 7200000);
+    EXPECT_DOUBLE_EQ(parsed("wait 1ms").number, 1);
+    EXPECT_DOUBLE_EQ(parsed("wait 24h").number, 86400000);
     EXPECT_EQ(parsed("wait log Got Signal  with value p_on").text, "Got Signal  with value p_on");
     EXPECT_EQ(parsed("wait mode DOIP ETHERNET").text, "DOIP ETHERNET");
     EXPECT_EQ(parsed("note one \"two\" # three").text, "one \"two\" # three");
     for (const char *bad :
-         {"wait 0ms", "wait -1s", "wait 5", "wait 5m", "wait 90000s", "wait s", "wait soon"}) {
-        EXPECT_TRUE(contains(problem_of(bad), "a time such as 500ms or 2s")) << bad;
+         {"wait 0ms", "wait 0.9ms", "wait -1s", "wait 5", "wait 5 m", "wait 5d", "wait 5M", "wait 5minutes", "wait 90000s",
+          "wait 25h", "wait infs", "wait nans", "wait s", "wait soon"}) {
+        EXPECT_TRUE(contains(problem_of(bad), "500ms, 2s or 5m") || contains(problem_of(bad), "'wait' takes TIME"))
+            << bad << ": " << problem_of(bad);
     }
 }
 
@@ -150,6 +157,35 @@ TEST(Scenario, NamesFileAndLine) {
     EXPECT_EQ(lines[0].number, 2);
     EXPECT_EQ(lines[1].number, 4);
     EXPECT_EQ(lines[1].text, "wait 1s");
+}
+
+TEST(Scenario, PassesOverAByteOrderMark) {
+    const auto lines = desk::parse_scenario("\xef\xbb\xbfwait 1s\n# a comment\nnote \xef\xbb\xbf\n", "x");
+    ASSERT_EQ(lines.size(), 2u);
+    EXPECT_EQ(lines[0].text, "wait 1s");
+    EXPECT_EQ(lines[1].action.text, "\xef\xbb\xbf") << "elsewhere it is a character like any other";
+    EXPECT_TRUE(desk::parse_scenario("\xef\xbb\xbf", "x").empty());
+}
+
+TEST(Scenario, RefusesTwoPicturesOfOneName) {
+    try {
+        desk::parse_scenario("picture a\npicture b\nwait 1s\n picture  \"a\" \n", "twice.scenario");
+        FAIL() << "the second picture would replace the first";
+    } catch (const desk::ScenarioError &problem) {
+        EXPECT_STREQ(problem.what(), "twice.scenario:4: line 1 takes a picture 'a' already");
+    }
+    EXPECT_EQ(desk::parse_scenario("picture a\npicture A\nnote a\nnote a\n", "x").size(), 4u);
+    EXPECT_EQ(desk::parse_scenario("expect a-device.pbm\nexpect a-device.pbm\n", "x").size(), 2u)
+        << "a panel may come back to what it showed";
+}
+
+TEST(Scenario, KnowsWhatTestsSomething) {
+    for (const char *line : {"expect a-device.pbm", "wait log on", "wait mode 5m", "wait settled"}) {
+        EXPECT_TRUE(desk::tests_something(parsed(line))) << line;
+    }
+    for (const char *line : {"wait 5m", "picture a", "note expect", "send chan_bt", "start", "supply 12"}) {
+        EXPECT_FALSE(desk::tests_something(parsed(line))) << line;
+    }
 }
 
 TEST(Scenario, SurvivesAnyBytes) {

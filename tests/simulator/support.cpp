@@ -45,12 +45,13 @@ std::string read_file(const std::string &path) {
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
-Outcome display_sim(const std::vector<std::string> &words, const std::string &environment) {
+Outcome display_sim(const std::vector<std::string> &words, const std::string &before, const std::string &input) {
     const Folder streams;
-    // In the folder of the streams, so that pictures without --out don't land among the sources.
-    std::string command = "cd '" + streams.path() + "' && " + environment + " '" DISPLAY_SIM_BINARY "'";
+    // In the folder of the streams, so that what lands in the current folder does not land among the sources.
+    std::string command = "cd '" + streams.path() + "' && " + before + " '" DISPLAY_SIM_BINARY "'";
     for (const std::string &word : words) command += " '" + word + "'";
-    const int end = std::system((command + " >output 2>errors </dev/null").c_str());
+    command += " >'" + streams.path() + "/output' 2>'" + streams.path() + "/errors' <'" + input + "'";
+    const int end = std::system(command.c_str());
     Outcome outcome;
     outcome.status = WIFEXITED(end) ? WEXITSTATUS(end) : -1;
     outcome.output = streams.read("output");

@@ -33,8 +33,10 @@ struct Outcome {
     std::string errors;
 };
 
-// Runs display-sim with these words. `environment` such as "DESK_ARMHF=/nowhere" goes before it.
-Outcome display_sim(const std::vector<std::string> &words, const std::string &environment = "");
+// Runs display-sim with these words. What the shell does before goes to `before`: "DESK_ARMHF=/nowhere", or
+// "cd '/tmp/stories' &&". The standard input is the file `input`.
+Outcome display_sim(const std::vector<std::string> &words, const std::string &before = "",
+                    const std::string &input = "/dev/null");
 
 bool contains(const std::string &text, const std::string &part);
 
