@@ -303,6 +303,24 @@ class Box(BrowserTest):
             document.querySelector('input[data-command=serial]').value,
             document.querySelector('input[data-command=hotspot]').checked].join()""")
 
+    def test_what_somebody_types_is_left_alone(self):
+        """Whatever others do meanwhile, until it has been entered; the next field shows what they did."""
+        self.simulator.do("serial BEFORE", "supply 12", "ssid Before")
+        self.browser.wait("document.querySelector('input[data-command=serial]').value === 'BEFORE'")
+        fields = (("input[type=text][data-command=serial]", "HALF-TY", "serial"),
+                  ("input[type=text][data-command=ssid]", "Half a na", "ssid"),
+                  ("input[type=number][data-command=supply]", "13", "supply"))
+        for number, (field, typed, command) in enumerate(fields):
+            self.browser.type(field, typed)
+            self.simulator.do(f"{command} {number}.5", f"noise -{number}0")
+            # This change came later, so the page knows of the other one too.
+            self.browser.wait(f"document.querySelector('input[data-command=noise]').value === '-{number}0'")
+            shown = self.browser.script("return document.querySelector(arguments[0]).value", field)
+            self.assertEqual(shown, typed, command)
+            self.assertEqual(self.box(command), f"{number}.5")
+            self.browser.press("Enter")
+            self.wait_for_box(command, typed)
+
     def test_a_station_appears(self):
         self.browser.click("input[data-command=wifi]")
         self.set_field("ssid", "HomeNet")
@@ -351,6 +369,19 @@ class Starts(BrowserTest):
         self.simulator.do("send cd_update 60 <b>MAIN</b>", "wait 100ms")
         self.browser.wait("document.querySelector('#log .error')?.textContent.includes('time to 100/100 is: 60')")
         self.browser.wait("document.getElementById('log').textContent.includes('fw type is: <b>MAIN</b>')")
+
+
+    def test_the_log_has_an_end(self):
+        """A display that runs for days must not fill the browser; what it shows is the newest."""
+        for number in range(400):  # three lines each
+            self.simulator.do(f"send cd_update {1000 + number} TYPE-{number}")
+        self.simulator.do("wait 500ms")
+        self.browser.wait("document.getElementById('log').textContent.includes('fw type is: TYPE-399')")
+        lines = self.browser.script("return [...document.querySelectorAll('#log .text')].map((e) => e.textContent)")
+        self.assertLessEqual(len(lines), 1000)
+        self.assertGreaterEqual(len(lines), 400)
+        self.assertEqual(lines[-1], "fw type is: TYPE-399")
+        self.assertEqual(len(set(lines)), len([line for line in lines if line != "Got Signal with value cd_update"]) + 1)
 
 
 class Time(BrowserTest):
@@ -421,6 +452,21 @@ class Saving(BrowserTest):
             for name, both in seen.items():
                 for view in VIEWS:
                     self.assertEqual(load_pbm(os.path.join(folder, f"{name}-{view}.pbm")), both[view], f"{name} {view}")
+
+
+    def test_pictures_get_names_of_their_own(self):
+        self.browser.click("#record")
+        self.browser.wait("document.getElementById('record').textContent === 'Stop'")
+        for number in (1, 2):
+            self.browser.click("#picture-form button")
+            self.browser.wait(f"document.getElementById('scenario').textContent.includes('picture picture-{number}\\n')")
+        self.open(self.browser)  # the page comes back and knows nothing of what it did before
+        self.browser.wait("document.getElementById('scenario').textContent.includes('picture picture-2')")
+        self.browser.wait("document.querySelector('#picture-form input').placeholder === 'picture-3'")
+        self.browser.click("#picture-form button")
+        self.browser.wait("document.getElementById('scenario').textContent.includes('picture picture-3\\n')")
+        self.browser.click("#record")
+        self.browser.wait("document.getElementById('record').textContent === 'Record'")
 
 
 class Several(BrowserTest):

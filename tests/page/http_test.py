@@ -151,13 +151,61 @@ class Refused(PageTest):
             self.assertEqual(self.simulator.request("/api/do", "send chan_bt", **headers)[0], 200, headers)
         self.assertEqual(self.commands_seen(), ["chan_bt"] * 3)
 
+    def refused_then(self, head, body):
+        """What the server answers to a request's head, and what it then answers to its body, sent when the first
+        answer has come: a server that goes on listening would take the body for a request."""
+        with socket.create_connection(("127.0.0.1", self.simulator.port), timeout=20 * PATIENCE) as connection:
+            connection.sendall(head.encode())
+            with connection.makefile("rb") as answers:
+                first = answers.readline().decode()
+                length = 0
+                while (line := answers.readline().strip().lower()) != b"":
+                    if line.startswith(b"content-length:"):
+                        length = int(line.split(b":")[1])
+                answers.read(length)
+                try:
+                    connection.sendall(body.encode())
+                    return first, answers.read().decode(errors="replace")
+                except (BrokenPipeError, ConnectionResetError):  # it has closed, as it should
+                    return first, ""
+
     def test_the_body_of_a_refused_request_is_no_request(self):
         own = f"Host: 127.0.0.1:{self.simulator.port}\r\n"
         hidden = f"POST /api/do HTTP/1.1\r\n{own}Content-Length: 12\r\n\r\nsend chan_bt"
-        for head in (own + "Origin: http://example.org\r\n", "Host: example.org\r\n"):
-            answer = self.raw(f"POST /api/do HTTP/1.1\r\n{head}Content-Length: {len(hidden)}\r\n\r\n{hidden}")
-            self.assertIn(" 403 ", answer.splitlines()[0])
-            self.assertEqual(answer.count("HTTP/1.1 "), 1, answer)
+        foreign, length = own + "Origin: http://example.org\r\n", f"Content-Length: {len(hidden)}\r\n"
+        refused = (("POST /api/do", foreign + length, "403"), ("POST /api/do", "Host: example.org\r\n" + length, "403"),
+                   ("GET /", "Host: example.org\r\n" + length, "403"), ("PUT /api/do", own + length, "405"),
+                   ("POST /api/do", own + "Content-Length: 5000\r\n", "413"), ("POST /api/do", own, "411"))
+        for request, head, status in refused:
+            head = f"{request} HTTP/1.1\r\n{head}Connection: keep-alive\r\n\r\n"
+            with self.subTest(head):
+                answer = self.raw(head + hidden)
+                self.assertIn(f" {status} ", answer.splitlines()[0])
+                self.assertEqual(answer.count("HTTP/1.1 "), 1, answer)
+                first, further = self.refused_then(head, hidden)
+                self.assertIn(f" {status} ", first)
+                self.assertEqual(further, "")
+        self.assertEqual(self.commands_seen(), [])
+
+    def test_two_origins(self):
+        """A browser sends one; who sends two wants one of them to be looked at and the other to count."""
+        own, foreign = f"Origin: http://127.0.0.1:{self.simulator.port}\r\n", "Origin: http://example.org\r\n"
+        for origins in (own + foreign, foreign + own, own + own, own + "origin: null\r\n"):
+            head = f"Host: 127.0.0.1:{self.simulator.port}\r\n{origins}Content-Length: 12\r\n"
+            answer = self.raw(f"POST /api/do HTTP/1.1\r\n{head}\r\nsend chan_bt")
+            self.assertIn(" 403 ", answer.splitlines()[0], origins)
+        self.assertEqual(self.commands_seen(), [])
+
+    def test_two_lengths(self):
+        """Where a body ends must not be a matter of who reads it."""
+        chunks = "c\r\nsend chan_bt\r\n0\r\n\r\n"
+        length, chunked = "Content-Length: 12\r\n", "Transfer-Encoding: chunked\r\n"
+        for lengths, body in ((length + chunked, chunks), (chunked + length, chunks), (length + chunked, "send chan_bt"),
+                              (chunked, chunks), (length + length, "send chan_bt"),
+                              (length + "Transfer-Encoding: identity\r\n", "send chan_bt"),
+                              (length + "Content-Length: 0\r\n", "send chan_bt")):
+            answer = self.raw(f"POST /api/do HTTP/1.1\r\nHost: 127.0.0.1:{self.simulator.port}\r\n{lengths}\r\n{body}")
+            self.assertIn(" 411 ", answer.splitlines()[0], lengths)
         self.assertEqual(self.commands_seen(), [])
 
     def test_long_bodies(self):
@@ -190,7 +238,7 @@ BOX_LINES = [
     ("wifi up", "wifi", "up"), ("wifi down", "wifi", "down"), ('ssid "My \\"Net\\""', "ssid", 'My "Net"'),
     ('ssid ""', "ssid", ""), ("signal -61", "signal", "-61"), ("signal none", "signal", "none"),
     ("noise -88", "noise", "-88"), ("serial QB-1", "serial", "QB-1"), ("serial none", "serial", "none"),
-    ("bluetooth Name-1", "bluetooth", "Name-1"), ("bluetooth none", "bluetooth", "none"),
+    ("bluetooth Name-1", "bluetooth", "Name-1"), ("bluetooth A=B=C", "bluetooth", "C"), ("bluetooth none", "bluetooth", "none"),
     ("warranty-lock off", "warranty-lock", "off"), ("warranty-lock on", "warranty-lock", "on"),
     ("hotspot off", "hotspot", "off"), ("hotspot on", "hotspot", "on"),
     ("activity-alt on", "activity-alt", "on"), ("activity-alt off", "activity-alt", "off"),
@@ -315,12 +363,23 @@ class Streams(PageTest):
                 break
         self.assertEqual(awaited, {})
 
-    def test_a_quiet_stream_shows_that_it_lives(self):
-        begin = time.monotonic()
+    def comments(self, number):
+        """The moments at which the first so many signs of life came. It gives up after some seconds, whether nothing
+        comes or too much."""
+        end = time.monotonic() + 20 * PATIENCE
+        seen = []
         for line in self.stream():
             if line.startswith(b":"):
-                break
-        self.assertLess(time.monotonic() - begin, 3 * PATIENCE)
+                seen.append(time.monotonic())
+            if len(seen) == number:
+                return seen
+            self.assertLess(time.monotonic(), end, f"{len(seen)} of {number} signs of life")
+        raise AssertionError("the stream has ended")
+
+    def test_a_quiet_stream_shows_that_it_lives(self):
+        """A page notices by it that the simulator has gone, and the simulator that a page has."""
+        first, _, third = self.comments(3)
+        self.assertGreater(third - first, 1, "and it does so now and then")
 
     def test_many_streams_and_still_answers(self):
         streams = []
@@ -412,6 +471,19 @@ class Recording(PageTest):
         self.assertIn("\nsend chan_bt\n", text)
         self.assertNotIn("nonsense", text)
         self.assertNotIn("chan_usb", text)
+
+    def test_a_picture_is_taken_once_under_one_name(self):
+        """The recording could not be played otherwise."""
+        self.simulator.do("picture a", "picture a")  # nothing is recorded yet
+        self.record("start")
+        self.simulator.do("picture a", "picture b")
+        status, _, data = self.simulator.request("/api/do", 'picture   "a"')
+        self.assertEqual(status, 400)
+        self.assertIn("takes a picture 'a' already", json.loads(data)["error"])
+        self.record("stop")
+        text = self.simulator.request("/api/scenario")[2].decode()
+        self.assertEqual(re.findall("^picture.*$", text, re.M), ["picture a", "picture b"])
+        self.simulator.do("picture a")
 
     def test_other_requests(self):
         self.assertEqual(self.simulator.request("/api/record", "pause")[0], 400)
