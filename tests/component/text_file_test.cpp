@@ -2,13 +2,28 @@
 #include "support.h"
 
 #include <ctype.h>
+#include <errno.h>
 #include <fcntl.h>
+#include <stdint.h>
 #include <string.h>
 #include <unistd.h>
 
 #include <algorithm>
 
 #include "probes/text_file.h"
+
+// read() is interrupted so many times, and then gives at most so many bytes a call, when a test wants it.
+static int interruptions;
+static size_t bytes_a_read = SIZE_MAX;
+
+extern "C" ssize_t __real_read(int fd, void *buffer, size_t size);
+extern "C" ssize_t __wrap_read(int fd, void *buffer, size_t size);
+extern "C" ssize_t __wrap_read(int fd, void *buffer, size_t size) {
+    if (interruptions == 0) return __real_read(fd, buffer, std::min(size, bytes_a_read));
+    --interruptions;
+    errno = EINTR;
+    return -1;
+}
 
 namespace {
 
@@ -23,6 +38,8 @@ protected:
     }
     void TearDown() override {
         alarm(0);
+        interruptions = 0;
+        bytes_a_read = SIZE_MAX;
         ComponentTest::TearDown();
     }
 };
@@ -248,6 +265,34 @@ TEST_F(TextFile, EveryFileIsClosedAgain) {
             file_exists(PATH.c_str());
         }
         EXPECT_EQ(open_files(), before) << kind;
+    }
+}
+
+// ---- Reading bit by bit
+
+TEST_F(TextFile, InterruptedReadsAreMadeAgain) {
+    write_file(PATH, "word\nmore\n");
+    for (const int times : {1, 2, 5}) {
+        char text[64] = "";
+        interruptions = times;
+        EXPECT_TRUE(read_word(PATH.c_str(), text, sizeof(text)));
+        EXPECT_STREQ(text, "word") << times;
+        interruptions = times;
+        text[0] = '\0';
+        EXPECT_EQ(read_first_line(PATH.c_str(), text, sizeof(text)), FirstLine::read);
+        EXPECT_STREQ(text, "word") << times;
+    }
+}
+
+TEST_F(TextFile, WhatComesInPiecesIsReadWhole) {
+    const std::string line = "first line of a service";
+    write_file(PATH, line + "\nsecond\n");
+    for (bytes_a_read = 1; bytes_a_read < 30; ++bytes_a_read) {
+        char text[64] = "";
+        EXPECT_EQ(read_first_line(PATH.c_str(), text, sizeof(text)), FirstLine::read);
+        EXPECT_EQ(text, line) << bytes_a_read;
+        EXPECT_TRUE(read_word(PATH.c_str(), text, sizeof(text)));
+        EXPECT_STREQ(text, "first") << bytes_a_read;
     }
 }
 
