@@ -154,6 +154,27 @@ TEST_F(FirmwareBar, RestartInTheMiddleOfAnAnimation) {
     }
 }
 
+// The new range comes first and cuts a value beyond it: the bar runs back from its own right end, as one of
+// that range does that was full.
+TEST_F(FirmwareBar, AShorterUpdateRunsBackFromItsOwnEnd) {
+    const auto run_back_from = [this](int32_t duration, uint32_t counter) {
+        send_command("cd_update", duration, "FIRST");
+        display_state.fw_progress = counter - 1;
+        next_step();
+        while (test_clock_us / 1000 % 300 != 0) run_for(1);  // the panel is drawn, and moved, every 30 ms
+        send_command("cd_update", 60, "SECOND");
+        std::vector<int> seen;
+        for (int ms = 0; ms < 150; ms++) {
+            run_for(1);
+            seen.push_back(filled());
+        }
+        return seen;
+    };
+    const std::vector<int> full = run_back_from(60, 60);
+    EXPECT_EQ(full.back(), 0);
+    EXPECT_EQ(run_back_from(100, 90), full);
+}
+
 // ---- Durations
 
 constexpr int32_t DURATIONS[] = {LOWEST, LOWEST + 1, -65537, -65536, -65535, -65000,      -32769,
