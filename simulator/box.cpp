@@ -43,6 +43,7 @@ Box::Box(Furnishing furnishing) : folder_(temporary_folder()) {
     fs::create_directories(folder_ + "/sys/bus/iio/devices/iio:device0");
     // Places for the few devices that the sandbox lends from the host.
     for (const char *device : lent_devices) write(device);
+    write(console);
     if (furnishing == Furnishing::healthy) furnish();
 }
 

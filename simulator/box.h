@@ -19,6 +19,9 @@ const std::vector<BoxFolder> &box_folders();
 // Devices of the host that the box has too. /dev/fb0 and /dev/log are the desk's own.
 constexpr const char *lent_devices[] = {"/dev/null", "/dev/zero", "/dev/random", "/dev/urandom"};
 
+// A plain file; the C library writes a log line there that the log does not take.
+constexpr const char *console = "/dev/console";
+
 // The supply's converter: counts, and millivolts a count.
 constexpr const char *converter_raw = "/sys/bus/iio/devices/iio:device0/in_voltage0_raw";
 constexpr const char *converter_scale = "/sys/bus/iio/devices/iio:device0/in_voltage_scale";

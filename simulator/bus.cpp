@@ -110,9 +110,14 @@ DBusConnection *Bus::connection() const {
     return connection_;
 }
 
-void Bus::send_message(DBusMessage *message) {
-    if (!dbus_connection_send(connection(), message, nullptr)) throw Error("no memory to send a message");
-    dbus_connection_flush(connection_);
+void Bus::send_message(DBusMessage *message, int times) {
+    for (int i = 0; i < times; i++) {
+        const Message copy(dbus_message_copy(message)); // a message that has been sent keeps its serial number
+        if (!copy || !dbus_connection_send(connection(), copy.get(), nullptr)) {
+            throw Error("no memory to send a message");
+        }
+    }
+    dbus_connection_flush(connection());
     round_trip();
 }
 
@@ -144,13 +149,18 @@ bool Bus::name_has_owner(const std::string &name) {
     return owned;
 }
 
-bool Bus::claim_name(const std::string &name, bool allow_replacement) {
+bool Bus::claim_name(const std::string &name, unsigned flags) {
     BusError problem;
-    unsigned flags = DBUS_NAME_FLAG_DO_NOT_QUEUE;
-    if (allow_replacement) flags |= DBUS_NAME_FLAG_ALLOW_REPLACEMENT;
+    flags |= DBUS_NAME_FLAG_DO_NOT_QUEUE;
     const int reply = dbus_bus_request_name(connection(), name.c_str(), flags, &problem.error);
     problem.raise_if_set("can't claim " + name);
     return reply == DBUS_REQUEST_NAME_REPLY_PRIMARY_OWNER || reply == DBUS_REQUEST_NAME_REPLY_ALREADY_OWNER;
+}
+
+void Bus::release_name(const std::string &name) {
+    BusError problem;
+    dbus_bus_release_name(connection(), name.c_str(), &problem.error);
+    problem.raise_if_set("can't release " + name);
 }
 
 std::string Bus::unique_name() const { return dbus_bus_get_unique_name(connection()); }

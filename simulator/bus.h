@@ -30,8 +30,8 @@ public:
 
     // Emits the signal zor.signal.Type.Display from /zor/signal with `word` and the further arguments.
     void send(const std::string &word, const std::vector<Argument> &further = {});
-    // Sends any message, made by the caller with libdbus; the caller keeps its reference.
-    void send_message(DBusMessage *message);
+    // Sends any message, made by the caller with libdbus, so many times in a row; the caller keeps its reference.
+    void send_message(DBusMessage *message, int times = 1);
 
     // Gives the bus time to pass on what it holds. A message larger than a socket's buffer reaches the daemon in
     // pieces, while the daemon reads; this between its passes keeps their number the same on a busy machine.
@@ -39,9 +39,10 @@ public:
     void catch_up();
 
     bool name_has_owner(const std::string &name);
-    // Owns `name` with the desk's connection, e.g. before the daemon asks for it. False: somebody has it
-    // already.
-    bool claim_name(const std::string &name, bool allow_replacement = false);
+    // Owns `name` with the desk's connection, e.g. before the daemon asks for it; `flags` as libdbus names them,
+    // and it never waits for the name. False: somebody has it already.
+    bool claim_name(const std::string &name, unsigned flags = 0);
+    void release_name(const std::string &name);
     // The unique name of the desk's connection (":1.0").
     std::string unique_name() const;
 

@@ -60,11 +60,17 @@ LogSocket::LogSocket(const std::string &path) : path_(path) {
     reader_ = std::thread([this] { read_until_stopped(); });
 }
 
-LogSocket::~LogSocket() {
+LogSocket::~LogSocket() { hang_up(); }
+
+void LogSocket::hang_up() {
+    if (!reader_.joinable()) return;
     close(stop_pipe_[1]);
     reader_.join();
     close(stop_pipe_[0]);
+    const std::lock_guard<std::mutex> lock(mutex_);
+    drain();
     close(socket_);
+    socket_ = -1;
     unlink(path_.c_str());
 }
 

@@ -42,6 +42,8 @@ public:
     bool wait_for(const std::function<bool(const LogLine &)> &condition,
                   std::chrono::milliseconds deadline = usual_deadline);
     void clear();
+    // Nobody listens any more, as if the system's logger had ended.
+    void hang_up();
 
 private:
     void drain();
