@@ -68,7 +68,7 @@ struct DisplayState {
     char fw_type_text[TEXT_SIZE] = "";       ///< our copy of the type: the message it came in is gone by then
     lv_obj_t *fw_type_label = nullptr;       ///< on the latest firmware overlay
     lv_obj_t *fw_progress_bar = nullptr;     ///< on the latest firmware overlay
-    bool fw_bar_has_range = false;           ///< the bar's range is not 0 to 0 (which stays empty whatever happens)
+    lv_design_cb_t fw_bar_design = nullptr;  ///< how LVGL draws a bar; NULL until the first one is built
     int32_t fw_time_to_full = 0;             ///< steps (seconds) to a full bar; as received, any 32-bit value
     uint32_t fw_progress = 0;                ///< steps done; reset by "cd_update" only
 

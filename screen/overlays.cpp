@@ -108,24 +108,30 @@ void show_error_overlay() {
 
 // ---- Firmware progress ----
 
-// LVGL 6 divides by the width of the range when it draws. A range of 0 to 0 is drawn as 0 to 1 with a value
-// that stays 0, which is the same picture: an empty bar. The bar keeps the range it was given: a duration that
-// comes without a type changes fw_time_to_full and leaves the bar alone.
+// LVGL 6 divides by the width of the range when it draws a bar's indicator. A range of 0 to 0 has none: such a bar is
+// drawn as a plain object, which is its frame, whatever value or animation it had before.
+static bool draw_bar(lv_obj_t *bar, const lv_area_t *mask, lv_design_mode_t mode) {
+    const bool has_range = lv_bar_get_min_value(bar) != lv_bar_get_max_value(bar);
+    const lv_design_cb_t plain = lv_obj_get_design_cb(lv_obj_get_parent(bar));
+    return (has_range ? display_state.fw_bar_design : plain)(bar, mask, mode);
+}
+
+// The bar keeps the range it was given: a duration that comes without a type changes fw_time_to_full and leaves the
+// bar alone. It counts in 16 bits.
 static void set_bar_range() {
-    const auto end = static_cast<int16_t>(display_state.fw_time_to_full);  // the bar counts in 16 bits
-    display_state.fw_bar_has_range = end != 0;
-    lv_bar_set_range(display_state.fw_progress_bar, 0, end == 0 ? int16_t{1} : end);
+    lv_bar_set_range(display_state.fw_progress_bar, 0, static_cast<int16_t>(display_state.fw_time_to_full));
 }
 
 static void set_bar_value(uint32_t step) {
-    const int16_t value = display_state.fw_bar_has_range ? static_cast<int16_t>(step) : int16_t{0};
-    lv_bar_set_value(display_state.fw_progress_bar, value, LV_ANIM_ON);
+    lv_bar_set_value(display_state.fw_progress_bar, static_cast<int16_t>(step), LV_ANIM_ON);
 }
 
 static void create_progress_bar() {
     prepare_bar_styles();
     lv_obj_t *bar = lv_bar_create(display_state.overlay, nullptr);
     display_state.fw_progress_bar = bar;
+    display_state.fw_bar_design = lv_obj_get_design_cb(bar);
+    lv_obj_set_design_cb(bar, draw_bar);
     lv_obj_set_size(bar, 100, 8);
     lv_obj_set_pos(bar, 9, 36);
     lv_bar_set_anim_time(bar, 100);

@@ -241,6 +241,51 @@ TEST_F(FirmwareBar, NoDurationIsAnEmptyBarForEver) {
     EXPECT_EQ(filled(), 50) << "and a proper one fills again";
 }
 
+// From every value and at every moment of the animation: an empty bar, at once and for good.
+TEST_F(FirmwareBar, NoDurationEmptiesTheBarAtEveryMoment) {
+    for (const int32_t nothing : {0, 65536}) {
+        for (const int32_t duration : {1, 2, 5, 120, 40000, -1}) {
+            for (uint32_t phase = 0; phase <= 130; phase += duration < 5 ? 1 : 5) {
+                for (const int steps : {0, 1, 2, 5}) {
+                    send_command("clear_msg");
+                    send_command("cd_update", duration, "FT_MAIN");
+                    lv_task_set_prio(display_state.progress_task, LV_TASK_PRIO_OFF);
+                    for (int step = 1; step <= steps; step++) {
+                        progress_step(display_state.progress_task);
+                        run_for(step < steps ? 130 : phase);
+                    }
+                    send_command("cd_update", nothing, "FT_MAIN");
+                    draw_now();
+                    ASSERT_EQ(filled(), 0) << duration << ", " << steps << " steps, " << phase << " ms";
+                    for (int ms = 0; ms < 150; ms += 10) {
+                        run_for(10);
+                        ASSERT_EQ(filled(), 0) << duration << ", " << steps << " steps, " << phase << " + " << ms << " ms";
+                    }
+                    progress_step(display_state.progress_task);
+                    run_for(130);
+                    ASSERT_EQ(filled(), 0) << duration << ", " << steps << " steps, " << phase << " ms, a step later";
+                }
+            }
+        }
+    }
+}
+
+// An empty bar that another box covers, and one left behind under it, stay empty too.
+TEST_F(FirmwareBar, NoDurationWithAnOldBarBelow) {
+    send_command("cd_update", 3, "FT_MAIN");
+    for (int i = 0; i < 3; i++) next_step();
+    EXPECT_EQ(filled(), 50);
+    send_command("cd_update", 0);  // without a type: for the next box
+    send_command("M4_update");
+    for (int i = 0; i < 3; i++) {
+        next_step();
+        EXPECT_EQ(filled(), 0);
+    }
+    send_command("clear_msg");
+    draw_now();
+    EXPECT_EQ(filled(), 50) << "the first box as it was left";
+}
+
 // Without a type the command ends after the number is stored: the bar that is up keeps its range.
 TEST_F(FirmwareBar, DurationAloneLeavesTheBarAsItIs) {
     send_command("cd_update", 120, "FT_MAIN");

@@ -90,6 +90,21 @@ TEST_F(Overlays, OddLengthsOfTheBar) {
     EXPECT_FALSE(overlay_shown(desk()));
 }
 
+// A duration of no seconds empties the bar at once, whatever it does.
+TEST_F(Overlays, NoDurationEmptiesTheBar) {
+    for (const int64_t first : {60, 1040, 1090, 2500, 119500}) {
+        prepare_layout();
+        start();
+        run_until(2000);
+        desk().send_and_settle("cd_update", {120, "TYPE"}, first);
+        desk().send_and_settle("cd_update", {0, "TYPE"}, 12);
+        for (int tenths = 0; tenths < 300; tenths++) {
+            ASSERT_EQ(bar(), 2) << first << " ms, then " << tenths * 10;
+            desk().advance(10);
+        }
+    }
+}
+
 TEST_F(Overlays, UpdateWithoutItsArgumentsOpensNothing) {
     start();
     command("cd_update");
