@@ -147,32 +147,24 @@ static uint32_t bytes_of_a_pixel() {
     return device.bits >= 24 ? 4 : device.bits / 8;
 }
 
-struct Expected {
-    std::vector<uint8_t> bytes;
-    std::vector<bool> open;  ///< rows that fit only in part into the mapping may be left out or be cut
-};
+using Bytes = std::vector<uint8_t>;
 
-static void expect_bit(Expected &expected, uint64_t index, bool lit) {
-    if (index / 8 >= expected.bytes.size()) return;
+static void expect_bit(Bytes &expected, uint64_t index, bool lit) {
+    if (index / 8 >= expected.size()) return;
     const uint8_t mask = static_cast<uint8_t>(1u << (index % 8));
-    uint8_t &byte = expected.bytes[index / 8];
+    uint8_t &byte = expected[index / 8];
     byte = static_cast<uint8_t>(lit ? byte | mask : byte & ~mask);
 }
 
-static void expect_block(Expected &expected, uint64_t at, const uint8_t *source, uint64_t length) {
-    const bool fits = at + length <= expected.bytes.size();
-    for (uint64_t i = 0; i < length && at + i < expected.bytes.size(); ++i) {
-        if (fits)
-            expected.bytes[at + i] = source[i];
-        else
-            expected.open[at + i] = true;
-    }
+// A block that does not fit into the mapping is cut to what does.
+static void expect_block(Bytes &expected, uint64_t at, const uint8_t *source, uint64_t length) {
+    for (uint64_t i = 0; i < length && at + i < expected.size(); ++i) expected[at + i] = source[i];
 }
 
-static void expect_area(Expected &expected, int x1, int y1, int x2, int y2,
+static void expect_area(Bytes &expected, int x1, int y1, int x2, int y2,
                         const std::vector<lv_color_t> &pixels) {
     const int xres = static_cast<int>(device.xres), yres = static_cast<int>(device.yres);
-    if (x2 < 0 || y2 < 0 || x1 >= xres || y1 >= yres) return;
+    if (x2 < 0 || y2 < 0 || x1 >= xres || y1 >= yres || x2 < x1 || y2 < y1) return;
     const int left = std::max(x1, 0), top = std::max(y1, 0);
     const int right = std::min(x2, xres - 1), bottom = std::min(y2, yres - 1);
     for (int y = top; y <= bottom; ++y) {
@@ -186,7 +178,7 @@ static void expect_area(Expected &expected, int x1, int y1, int x2, int y2,
             }
         } else if (device.bits == 8 || device.bits == 16 || device.bits == 24 || device.bits == 32) {
             const uint64_t size = bytes_of_a_pixel();
-            expect_block(expected, (first + line * (device.line_length / size)) * size,
+            expect_block(expected, (first + line * device.line_length / size) * size,
                          reinterpret_cast<const uint8_t *>(row),
                          static_cast<uint64_t>(right - left + 1) * size);
         }
@@ -203,21 +195,21 @@ static std::string try_area(int x1, int y1, int x2, int y2, uint8_t background,
                             std::vector<lv_color_t> &pixels) {
     const size_t size = device.line_length * device.yres;
     memset(device.memory, background, size);
-    Expected expected = {std::vector<uint8_t>(size, background), std::vector<bool>(size, false)};
+    Bytes expected(size, background);
     expect_area(expected, x1, y1, x2, y2, pixels);
     const bool acknowledged = flush(static_cast<lv_coord_t>(x1), static_cast<lv_coord_t>(y1),
                                     static_cast<lv_coord_t>(x2), static_cast<lv_coord_t>(y2), pixels.data());
     if (!acknowledged) return area_text(x1, y1, x2, y2) + " is not acknowledged";
     for (size_t i = 0; i < size; ++i) {
-        if (!expected.open[i] && device.memory[i] != expected.bytes[i]) {
+        if (device.memory[i] != expected[i]) {
             return area_text(x1, y1, x2, y2) + ": byte " + std::to_string(i) + " is " +
-                   std::to_string(device.memory[i]) + ", expected " + std::to_string(expected.bytes[i]);
+                   std::to_string(device.memory[i]) + ", expected " + std::to_string(expected[i]);
         }
     }
     return "";
 }
 
-// Every area whose corners lie around the device, on a black and on a white background.
+// Every area whose corners lie around the device, the inverted ones too, on a black and on a white background.
 static std::string try_all_areas() {
     device.present = true;
     std::vector<lv_color_t> pixels = noise(4096);
@@ -226,9 +218,9 @@ static std::string try_all_areas() {
         fbdev_init();
         const int right = static_cast<int>(device.xres) + 2, bottom = static_cast<int>(device.yres) + 2;
         for (int x1 = -3; x1 <= right; ++x1)
-            for (int x2 = x1; x2 <= right; ++x2)
+            for (int x2 = -3; x2 <= right; ++x2)
                 for (int y1 = -3; y1 <= bottom; ++y1)
-                    for (int y2 = y1; y2 <= bottom; ++y2)
+                    for (int y2 = -3; y2 <= bottom; ++y2)
                         for (uint8_t background : {0x00, 0xff}) {
                             const std::string wrong = try_area(x1, y1, x2, y2, background, pixels);
                             if (!wrong.empty()) return wrong;
@@ -273,6 +265,59 @@ TEST_P(FbdevDepth, EveryAreaAroundTheDevice) {
 
 // 4 bits are not supported: nothing is copied, everything is acknowledged.
 INSTANTIATE_TEST_SUITE_P(Fbdev, FbdevDepth, ::testing::Values(1, 4, 8, 16, 24, 32));
+
+// A pixel of 24 bits counts as 4 bytes, and a line need not be a whole number of them.
+TEST(FbdevBlocks, LinesOfBrokenPixels) {
+    expect_all_areas_right(geometry(24, 10, 4, 30));
+    expect_all_areas_right(geometry(24, 9, 7, 27));
+    expect_all_areas_right(geometry(32, 6, 6, 27));
+    expect_all_areas_right(geometry(32, 5, 5, 22));
+    expect_all_areas_right(geometry(16, 7, 6, 15));
+    FakeDevice moved = geometry(24, 9, 7, 27);
+    moved.xoffset = 2, moved.yoffset = 3;
+    expect_all_areas_right(moved);
+}
+
+// Offsets at which 32 bits count from the beginning again.
+TEST(FbdevBlocks, FarOffsetsDoNotComeBack) {
+    for (uint32_t bits : {1u, 8u, 16u, 24u, 32u}) {
+        FakeDevice wanted = geometry(bits, 16, 4, bits == 1 ? 8 : 64);
+        for (uint32_t offset : {1u << 26, 1u << 28, 1u << 30, 1u << 31, UINT32_MAX}) {
+            wanted.xoffset = 0;
+            wanted.yoffset = offset;
+            expect_all_areas_right(wanted);
+        }
+        wanted.xoffset = UINT32_MAX;
+        expect_all_areas_right(wanted);
+        wanted.yoffset = 0;
+        expect_all_areas_right(wanted);
+    }
+}
+
+// The sizes a panel may have, by a few areas: all of it, single rows and columns, the corners.
+TEST(FbdevBlocks, WholePanels) {
+    for (const FakeDevice &wanted : {geometry(24, 64, 128, 192), geometry(24, 65, 128, 195), geometry(32, 64, 128, 256),
+                                     geometry(16, 65, 128, 131), geometry(8, 65, 128, 65)}) {
+        const ChildOutcome outcome = in_child([&wanted] {
+            device = wanted;
+            device.present = true;
+            device.memory = guarded(device.line_length * device.yres, true);
+            fbdev_init();
+            std::vector<lv_color_t> pixels = noise(140 * 140 * 4);
+            const int right = static_cast<int>(device.xres) - 1;
+            for (int y = 0; y < 128; ++y) {
+                for (const std::vector<int> &a : std::vector<std::vector<int>>{
+                         {0, y, right, y}, {0, 0, right, y}, {0, y, right, 127}, {right, y, right, 127}, {-9, y, 130, 130}}) {
+                    const std::string wrong = try_area(a[0], a[1], a[2], a[3], 0x55, pixels);
+                    if (!wrong.empty()) return wrong;
+                }
+            }
+            return std::string("right");
+        });
+        EXPECT_TRUE(outcome.survived) << outcome.err;
+        EXPECT_EQ(outcome.report, "right") << wanted.xres << " at " << wanted.bits;
+    }
+}
 
 TEST(FbdevBits, IndexGoesByResolutionNotByLineLength) {
     expect_all_areas_right(geometry(1, 10, 4, 2));

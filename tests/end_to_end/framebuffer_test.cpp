@@ -83,19 +83,35 @@ TEST_F(Framebuffer, SixteenBitsAreCopiedAsBlocks) {
 }
 
 // The same with four of them. A line of 24 bits a pixel is shorter than such a block, so the next row goes
-// over its end, and the last row's block does not fit in.
+// over its end, and of the last row's block there is as much as fits in. Of 50 rows the last one is a rule.
 TEST_F(Framebuffer, ThirtyTwoAndTwentyFourBitsAreCopiedAsBlocksOfFour) {
-    for (int depth : {32, 24}) {
-        start_on({64, 128, depth, 0, 0, 0});
+    const desk::Picture wanted = golden(false, "start_screen");
+    ASSERT_GT(wanted.part(0, 49, 64, 1).count_lit(), 0);
+    for (const auto &[depth, rows] : {std::pair{32, 128}, std::pair{24, 128}, std::pair{24, 50}}) {
+        start_on({64, rows, depth, 0, 0, 0});
         run_until(50);
-        const desk::Picture wanted = golden(false, "start_screen");
         const std::vector<unsigned char> content = bytes();
         const int line = 64 * depth / 8;
-        for (int y = 0; y < (depth == 24 ? 127 : 128); y++) {
+        for (int y = 0; y < rows; y++) {
             for (int x = 0; x < 64; x++) {
                 ASSERT_EQ(content[static_cast<size_t>(y * line + x)] & 1, wanted.at(x, y) ? 1 : 0)
                     << depth << ": " << x << "," << y;
             }
+        }
+    }
+}
+
+// A line of 195 bytes is 48 and three quarters of the 4 bytes that count as a pixel: a row begins at the whole pixels
+// that all lines above it make together.
+TEST_F(Framebuffer, LinesOfBrokenPixels) {
+    start_on({65, 128, 24, 195, 0, 0});
+    run_until(50);
+    const desk::Picture wanted = golden(false, "start_screen");
+    const std::vector<unsigned char> content = bytes();
+    for (int y = 0; y < 128; y++) {
+        for (int x = 0; x < 64; x++) {
+            ASSERT_EQ(content[static_cast<size_t>(y * 195 / 4 * 4 + x)] & 1, wanted.at(x, y) ? 1 : 0)
+                << x << "," << y;
         }
     }
 }

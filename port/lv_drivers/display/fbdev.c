@@ -58,11 +58,15 @@ void fbdev_init(void) {
 /* The three offsets below are computed in 64 bits and checked against the mapping: the kernel's offsets may
  * point behind it. */
 
+/* Whole pixels before the row, counted in the order of the formula: the bytes of the lines above it are divided
+ * once, not each line. With 24 bits, counted as 4 bytes a pixel, the last rows end behind the mapping. */
 static void copy_row(uint64_t x, uint64_t y, const lv_color_t *row, size_t pixels, size_t pixel_bytes) {
-    const uint64_t index = x + var_info.xoffset + (y + var_info.yoffset) * (fix_info.line_length / pixel_bytes);
+    const uint64_t index = x + var_info.xoffset + (y + var_info.yoffset) * fix_info.line_length / pixel_bytes;
     const uint64_t offset = index * pixel_bytes;
+    if (offset >= fb_size) return;
     const size_t length = pixels * pixel_bytes;
-    if (offset + length <= fb_size) memcpy(fb_map + offset, row, length);
+    const size_t room = fb_size - (size_t)offset;
+    memcpy(fb_map + offset, row, length < room ? length : room);
 }
 
 static void copy_row_as_bits(uint64_t x, uint64_t y, const lv_color_t *row, size_t pixels) {
