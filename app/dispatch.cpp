@@ -10,6 +10,7 @@
 #include <syslog.h>
 
 #include "app/display_state.h"
+#include "app/log_text.h"
 #include "probes/wifi.h"
 #include "screen/connectivity_line.h"
 #include "screen/label_text.h"
@@ -88,7 +89,7 @@ static void on_error_code(const char *command, DBusMessageIter *args) {
     DisplayState &state = display_state;
     const char *code;
     if (!next_argument(args, DBUS_TYPE_STRING, &code)) {
-        syslog(LOG_ERR, "not alone my friend... %s\n", command);
+        syslog(LOG_ERR, "not alone my friend... %.*s\n", logged_length(command), command);
         return;
     }
     if (is_prefix("WIFI", code)) {

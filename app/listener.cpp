@@ -6,7 +6,11 @@
 #include <syslog.h>
 
 #include "app/dispatch.h"
+#include "app/log_text.h"
 #include "app/signal_names.h"
+
+// As many as one message of the system bus may carry. Reached, nothing more is read until messages are released.
+constexpr long MOST_DESCRIPTORS = 16;
 
 static DBusConnection *connect_to_bus(DBusError *error) {
     DBusConnection *connection = dbus_bus_get(DBUS_BUS_SYSTEM, error);
@@ -46,6 +50,8 @@ DBusConnection *listener_connect() {
     DBusConnection *connection = connect_to_bus(&error);
     request_name(connection, &error);
     subscribe(connection, &error);
+    // Not before: the replies that the set-up waits for must be read whatever lies in front of them.
+    dbus_connection_set_max_received_unix_fds(connection, MOST_DESCRIPTORS);
     syslog(LOG_INFO, "Match rule sent\n");
     return connection;
 }
@@ -63,12 +69,18 @@ static void handle_message(DBusMessage *message) {
     }
     const char *command;
     dbus_message_iter_get_basic(&args, &command);
-    syslog(LOG_INFO, "Got Signal with value %s\n", command);
+    syslog(LOG_INFO, "Got Signal with value %.*s\n", logged_length(command), command);
     dispatch(command, &args);
 }
 
+// A read takes up many messages, a pass handles one. What libdbus holds already is therefore handled first, so that
+// a burst waits in the bus: here it would pile up, with the file descriptors that signals may carry, until the limit
+// of open files makes libdbus close the connection for good. Nothing is written after the set-up. When memory is
+// short (DBUS_DISPATCH_NEED_MEMORY) what has been read is tried again and no more is added to it.
 bool listener_poll(DBusConnection *connection) {
-    dbus_connection_read_write(connection, 0);
+    if (dbus_connection_get_dispatch_status(connection) == DBUS_DISPATCH_COMPLETE) {
+        dbus_connection_read_write(connection, 0);
+    }
     DBusMessage *message = dbus_connection_pop_message(connection);
     if (message == nullptr) return false;
     handle_message(message);

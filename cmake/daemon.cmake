@@ -38,7 +38,7 @@ function(add_status_display suffix width height)
   endif()
 
   add_library(${core} STATIC
-    app/dispatch.cpp app/display_state.cpp app/listener.cpp
+    app/dispatch.cpp app/display_state.cpp app/listener.cpp app/log_text.cpp
     screen/connectivity_line.cpp screen/identity_text.cpp screen/label_text.cpp screen/mode_line.cpp screen/overlays.cpp
     screen/production_screen.cpp screen/status_screen.cpp screen/styles.cpp screen/widgets.cpp ${ART_SOURCES}
     probes/command.cpp probes/flag_files.cpp probes/process_scan.cpp probes/text_file.cpp probes/voltage_meter.cpp probes/wifi.cpp

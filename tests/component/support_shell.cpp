@@ -76,13 +76,14 @@ std::vector<LogLine> log_lines;
 
 extern "C" void __wrap_syslog(int priority, const char *format, ...) __attribute__((format(printf, 2, 3)));
 extern "C" void __wrap_syslog(int priority, const char *format, ...) {
-    char text[4096];
     va_list arguments;
     va_start(arguments, format);
-    vsnprintf(text, sizeof(text), format, arguments);
+    char *text = nullptr;
+    if (vasprintf(&text, format, arguments) < 0) abort();
     va_end(arguments);
     log_lines.push_back({priority, text});
     if (LOG_PRI(priority) <= LOG_CRIT) fprintf(stderr, "%s", text);
+    free(text);
 }
 
 // ---- Processes

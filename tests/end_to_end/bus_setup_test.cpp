@@ -85,17 +85,44 @@ TEST_F(BusSetup, NameOwnedByAnother) {
 
 TEST_F(BusSetup, NameTakenFromAnother) {
     prepare_layout();
-    ASSERT_TRUE(desk().bus().claim_name("zor.signal.sink", true));
+    ASSERT_TRUE(desk().bus().claim_name("zor.signal.sink", DBUS_NAME_FLAG_ALLOW_REPLACEMENT));
     start();
     EXPECT_FALSE(desk().bus().claim_name("zor.signal.sink")) << "the daemon has replaced the owner before it";
     command("chan_usb");
     EXPECT_EQ(shown_view(desk()), "usb");
 }
 
-TEST_F(BusSetup, TwoNeighboursOnOneBus) {
+// The daemon waits in line for a name that it can't have yet.
+TEST_F(BusSetup, NameComesWhenItsOwnerLeaves) {
+    prepare();
+    ASSERT_TRUE(desk().bus().claim_name("zor.signal.sink"));
+    start();
+    desk().bus().release_name("zor.signal.sink");
+    EXPECT_TRUE(desk().bus().name_has_owner("zor.signal.sink"));
+}
+
+TEST_F(BusSetup, NameIsNotUpForReplacement) {
     prepare_layout();
     start();
-    EXPECT_FALSE(desk().bus().claim_name("zor.signal.sink")) << "the name is not up for replacement";
+    EXPECT_FALSE(desk().bus().claim_name("zor.signal.sink", DBUS_NAME_FLAG_REPLACE_EXISTING));
+}
+
+// Any message makes the daemon look for the warranty lock, so what does not reach it can be told.
+TEST_F(BusSetup, SignalsOfOtherInterfacesAreNotAskedFor) {
+    prepare_layout();
+    start();
+    command("M4_ready");
+    box().set_warranty_lock(false);
+    DBusMessage *foreign = dbus_message_new_signal("/zor/signal", "zor.signal.Other", "Display");
+    desk().bus().send_message(foreign);
+    dbus_message_unref(foreign);
+    desk().advance(1200);
+    EXPECT_EQ(shown_mode(desk()), "READY");
+    DBusMessage *ours = dbus_message_new_signal("/zor/signal", "zor.signal.Type", "Other");
+    desk().bus().send_message(ours);
+    dbus_message_unref(ours);
+    desk().advance(1200);
+    EXPECT_EQ(shown_mode(desk()), "NO WARRANTY");
 }
 
 TEST_F(BusSetup, BusLost) {

@@ -23,6 +23,21 @@ protected:
         settle();
     }
 
+    // `message` so many times in a row; it is gone afterwards.
+    void send_often(DBusMessage *message, int times) {
+        desk().bus().send_message(message, times);
+        dbus_message_unref(message);
+    }
+
+    // Stepped passes are quicker than the bus, which must write on what a socket does not hold at once: a few hundred
+    // messages.
+    void take_flood(int64_t ms) {
+        for (int64_t passed = 0; passed < ms; passed += 10) {
+            desk().bus().catch_up();
+            desk().advance(10);
+        }
+    }
+
     // A pass reads a few kilobytes, so a large message takes hundreds of them; a word sent behind it tells.
     void settle() {
         const std::string line = received("behind it");
@@ -139,6 +154,33 @@ TEST_F(HostileMessages, MegabytesOfText) {
     expect_still_answers();
 }
 
+// The log's socket refuses a line of 300 kB, and LOG_CONS would write it all to the console, in step with it.
+TEST_F(HostileMessages, HugeTextsAreLoggedInPart) {
+    const std::string euro = "\xe2\x82\xac";
+    std::string many;
+    for (int i = 0; i < 100000; i++) many += euro;
+    for (const std::string &begin : {std::string("Error_Code"), std::string("Error_Code."), std::string("Error_Code..")}) {
+        const size_t before = log_size();
+        give(begin + many);
+        const std::string part = begin + many.substr(0, (4096 - begin.size()) / 3 * 3);
+        EXPECT_EQ(lines_since(before),
+                  (std::vector<std::string>{received(part), "not alone my friend... " + part + "\n"}));
+    }
+    EXPECT_EQ(box().read(desk::console), "");
+    expect_still_answers();
+}
+
+TEST_F(HostileMessages, FourKilobytesAreLoggedWhole) {
+    for (const std::string &word : {std::string(4096, 'w'), std::string(4095, 'w'), std::string(4093, 'w') + "\xe2\x82\xac"}) {
+        const size_t before = log_size();
+        give(word);
+        EXPECT_EQ(lines_since(before), std::vector<std::string>{received(word)});
+    }
+    const size_t before = log_size();
+    give(std::string(4097, 'w'));
+    EXPECT_EQ(lines_since(before), std::vector<std::string>{received(std::string(4096, 'w'))});
+}
+
 TEST_F(HostileMessages, FormatsAreLoggedAsTheyAre) {
     for (const char *word : {"%n%s%s%s%s", "%99999d", "%", "%%", "%m", "\n\n\n", "a\tb\x01\x7f"}) {
         const size_t before = log_size();
@@ -205,9 +247,16 @@ TEST_F(HostileMessages, StationNamesCutInsideLetters) {
 TEST_F(HostileMessages, FloodOfCommands) {
     const char *const words[] = {"chan_usb", "chan_bt", "chan_vpn",   "Reboot",    "REC_ON",   "M4_COMM",
                                  "p_off",    "p_on",    "Check_Igni", "clear_msg", "M4_ready", "nonsense"};
-    for (int i = 0; i < 2000; i++) desk().bus().send(words[i % 12]);
-    desk().advance(2010);
-    EXPECT_EQ(desk().log().count("Got Signal"), 2000);
+    std::vector<std::string> expected;
+    for (int i = 0; i < 2000; i++) {
+        desk().bus().send(words[i % 12]);
+        expected.push_back(received(words[i % 12]));
+    }
+    const size_t before = log_size();
+    take_flood(1000);
+    EXPECT_EQ(log_size(), before + 1000) << "one a pass";
+    take_flood(1010);
+    EXPECT_EQ(log_texts(before), expected) << "all of them, in their order";
     expect_still_answers();
 }
 
@@ -219,10 +268,73 @@ TEST_F(HostileMessages, FloodOfForeignMessages) {
         dbus_message_unref(call);
     }
     desk().bus().send("chan_bt");
-    desk().advance(1010);
+    take_flood(1010);
     EXPECT_EQ(desk().log().count("Got Signal"), 1);
     EXPECT_EQ(shown_view(desk()), "bluetooth") << "one message a pass";
     expect_still_answers();
+}
+
+// What has arrived waits in the bus and not in the daemon: a hundred signals with sixteen files each would bring it
+// to its limit of 1,024, where libdbus closes the connection for good.
+TEST_F(HostileMessages, FloodOfDescriptors) {
+    const int64_t before = descriptors();
+    for (const char *interface : {"zor.signal.Type", "zor.signal.Other"}) {
+        std::vector<Value> arguments = {text("nonsense")};
+        arguments.insert(arguments.end(), 16, descriptor());
+        DBusMessage *message = display_signal(arguments);
+        dbus_message_set_interface(message, interface);
+        dbus_message_set_destination(message, "zor.signal.sink");
+        send_often(message, 100);
+        int64_t most = 0;
+        for (int pass = 0; pass < 300; pass++) {
+            desk().bus().catch_up();
+            desk().advance(1);
+            most = std::max(most, descriptors());
+        }
+        EXPECT_LT(most, before + 48) << "two messages at most are in the daemon";
+        EXPECT_EQ(descriptors(), before) << "each one is given back with its files";
+        command("chan_bt");
+        EXPECT_EQ(shown_view(desk()), "bluetooth");
+        expect_still_answers();
+    }
+}
+
+// One file for each way that a message can go, each of them given back.
+TEST_F(HostileMessages, EveryMessageIsReleased) {
+    const int64_t before = descriptors();
+    const Value file = descriptor();
+    const std::vector<Value> contents[] = {{file},
+                                           {text("nonsense"), file},
+                                           {text("chan_usb"), file},
+                                           {text("Error_Code"), file},
+                                           {text("Error_Code"), text("A12"), file},
+                                           {text("clear_msg"), file},
+                                           {text("cd_update"), number(9), text("TYPE"), file}};
+    for (const std::vector<Value> &content : contents) {
+        send(content);
+        EXPECT_EQ(descriptors(), before);
+        DBusMessage *other = display_signal(content);
+        dbus_message_set_member(other, "Other");
+        send_often(other, 1);
+        settle();
+        EXPECT_EQ(descriptors(), before);
+    }
+    expect_still_answers();
+}
+
+// 20,000 short signals: a message held costs about 400 bytes.
+TEST_F(HostileMessages, MemoryOfAFlood) {
+    settle();
+    const long before = resident_kilobytes();
+    send_often(display_signal({text("nonsense")}), 20000);
+    take_flood(2000);
+    const long grown = resident_kilobytes() - before;
+    RecordProperty("grown_kilobytes", std::to_string(grown));
+    std::cout << "grown by " << grown << " kB\n";
+#ifndef STATUS_DISPLAY_SANITIZE
+    EXPECT_LT(grown, 256);
+#endif
+    EXPECT_EQ(desk().log().count(received("nonsense")), 2000) << "one a pass, and the bus keeps the others";
 }
 
 // Boxes opened and closed properly never run out of memory.
@@ -234,7 +346,7 @@ TEST_F(HostileMessages, BoxesOpenedAndClosedOverAndOver) {
         desk().bus().send("cd_update", {5, "TYPE"});
         desk().bus().send("M4_done");
     }
-    desk().advance(2010);
+    take_flood(2010);
     EXPECT_EQ(desk().log().count("fw type is: TYPE"), 400);
     expect_still_answers();
 }

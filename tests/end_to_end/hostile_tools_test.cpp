@@ -1,5 +1,9 @@
 // Tools that print nothing, garbage, endless lines or many lines, that fail, are missing or die. The daemon
 // lives and answers chan_usb with the right picture.
+#include <filesystem>
+#include <set>
+#include <sstream>
+
 #include "golden.h"
 #include "support.h"
 
@@ -104,6 +108,39 @@ TEST_F(HostileTools, MissingAndForbiddenTools) {
     EXPECT_EQ(shown_view(desk()), "nothing") << "a link without a name is no station";
     EXPECT_EQ(desk().picture().part(0, 15, 128, 34), golden(true, "voltage_none").part(0, 15, 128, 34));
     expect_still_answers();
+}
+
+// What this process has open; whoever started it may have left more to all of us than the three streams.
+static std::set<std::string> own_files() {
+    std::set<std::string> files;
+    for (const auto &entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+        std::error_code gone; // the folder's own descriptor is
+        files.insert(std::filesystem::read_symlink(entry.path(), gone).string());
+    }
+    return files;
+}
+
+// The panel, the bus and the log are nobody else's.
+TEST_F(HostileTools, NothingIsInherited) {
+    prepare_asking_all();
+    for (const char *tool : {"iw", "vcicp"}) {
+        const std::string path = std::string("/usr/local/bin/") + tool;
+        box().write_script(path, "#!/bin/sh\n"
+                                 "for file in /proc/$$/fd/*; do\n"
+                                 "    readlink $file >>/tmp/open-" + std::string(tool) + "\n"
+                                 "done\n"
+                                 ": >/tmp/done-" + std::string(tool) + "\n");
+    }
+    start();
+    run_until(4100);
+    for (const char *tool : {"iw", "vcicp"}) {
+        ASSERT_TRUE(box().exists(std::string("/tmp/done-") + tool)) << tool;
+        std::istringstream files(box().read(std::string("/tmp/open-") + tool));
+        for (std::string file; std::getline(files, file);) {
+            EXPECT_EQ(file.find("fb0"), std::string::npos) << tool << " has " << file;
+            EXPECT_TRUE(file.find("socket:") != 0 || own_files().count(file) > 0) << tool << " has " << file;
+        }
+    }
 }
 
 // The loop waits for a tool; what arrives meanwhile is handled afterwards.

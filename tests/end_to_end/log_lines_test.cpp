@@ -203,6 +203,19 @@ TEST_F(LogLines, TenQueuedSignalsTakeTenPasses) {
     EXPECT_EQ(log_size(), before + 10);
 }
 
+// Without a logger the lines go to the console.
+TEST_F(LogLines, ConsoleTakesWhatTheLogDoesNot) {
+    start();
+    command("chan_bt");
+    EXPECT_EQ(box().read(desk::console), "") << "while somebody listens";
+    desk().log().hang_up();
+    desk().bus().send("chan_usb");
+    desk().advance(10);
+    const std::string line = box().read(desk::console);
+    EXPECT_NE(line.find("Display["), std::string::npos) << line;
+    EXPECT_NE(line.find(": " + received("chan_usb")), std::string::npos) << line;
+}
+
 // Standard output belongs to the framebuffer driver, standard error to what went wrong with it.
 TEST_F(LogLines, NothingElseIsPrinted) {
     start();

@@ -1,6 +1,8 @@
 // The fixture of all end-to-end tests; see support.h.
 #include "support.h"
 
+#include <filesystem>
+#include <fstream>
 #include <iostream>
 
 namespace desk {
@@ -37,6 +39,25 @@ std::vector<std::string> DaemonTest::log_texts(size_t first) {
     const std::vector<desk::LogLine> lines = desk().log().lines();
     for (size_t i = first; i < lines.size(); i++) texts.push_back(lines[i].text);
     return texts;
+}
+
+static std::filesystem::path proc_of(desk::Desk &desk) {
+    return std::filesystem::path("/proc") / std::to_string(desk.daemon_pid());
+}
+
+int64_t DaemonTest::descriptors() {
+    const std::filesystem::path folder = proc_of(desk()) / "fd";
+    return std::distance(std::filesystem::directory_iterator(folder), std::filesystem::directory_iterator());
+}
+
+long DaemonTest::resident_kilobytes() {
+    std::ifstream status(proc_of(desk()) / "status");
+    for (std::string word; status >> word;) {
+        long kilobytes = 0;
+        if (word == "VmRSS:" && status >> kilobytes) return kilobytes;
+    }
+    ADD_FAILURE() << "no VmRSS of the daemon";
+    return 0;
 }
 
 static std::string all_lines(desk::Desk &desk) {

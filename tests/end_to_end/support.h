@@ -47,6 +47,10 @@ protected:
     std::vector<std::string> log_texts(size_t first = 0);
     size_t log_size() { return desk().log().lines().size(); }
 
+    // What the daemon's process holds now, as the kernel counts it.
+    int64_t descriptors();
+    long resident_kilobytes();
+
     void TearDown() override;
 
 private:

@@ -48,6 +48,8 @@ static void append_descriptor(DBusMessageIter *place) {
     close(file);
 }
 
+Value descriptor() { return {"descriptor", false, false, append_descriptor}; }
+
 static void append_nothing(DBusMessageIter *) {}
 
 static std::vector<Value> make_basic() {
@@ -66,7 +68,7 @@ static std::vector<Value> make_basic() {
         text(""),
         string_like("object path", DBUS_TYPE_OBJECT_PATH, "/zor/signal"),
         string_like("signature", DBUS_TYPE_SIGNATURE, "a{sv}"),
-        {"descriptor", false, false, append_descriptor},
+        descriptor(),
     };
 }
 

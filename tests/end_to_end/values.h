@@ -24,5 +24,6 @@ const std::vector<Value> &every_value();
 DBusMessage *display_signal(const std::vector<Value> &arguments);
 Value text(const std::string &content);
 Value number(int32_t content);
+Value descriptor(); // of an open file
 
 } // namespace end_to_end
