@@ -5,7 +5,10 @@
 #include <string>
 #include <vector>
 
+#include <unistd.h>
+
 #include "ending.h"
+#include "panel/terminal.h"
 
 namespace display_sim {
 
@@ -93,26 +96,31 @@ static void expect_change(const Step &step, const desk::Picture &before, const d
     }
 }
 
-// The narrow panel is higher than most terminals: its dots go eight to a character, and rows that stay dark at
-// its end are left out.
-static std::string drawn(const desk::Picture &picture) {
-    if (picture.width() >= 100) return picture.to_half_blocks();
-    int height = picture.height();
-    while (height > 66 && picture.part(0, height - 1, picture.width(), 1).count_lit() == 0) --height;
-    return picture.part(0, 0, picture.width(), height).to_braille();
+// The rows that matter, in a terminal as large as the caption leaves room for.
+static std::string drawn(const desk::Picture &picture, std::optional<panel::Style> style) {
+    const panel::Look look = panel::look_for(STDOUT_FILENO, style);
+    panel::Place place = panel::place_of(STDOUT_FILENO);
+    place.lines -= 4;
+    const desk::Picture upper = picture.part(0, 0, picture.width(), panel::rows_that_matter(picture.frame()));
+    std::string text;
+    for (const std::string &line : panel::fitted(upper.frame(), look.style, place).lines) {
+        text += panel::dressed(line, look) + "\n";
+    }
+    return text;
 }
 
-void play_demo(desk::Desk &desk) {
+void play_demo(desk::Desk &desk, std::optional<panel::Style> style) {
     desk::Picture before(desk.panel().geometry().xres, desk.panel().geometry().yres);
     int number = 0;
     for (const Step &step : steps()) {
         if (end_wanted()) return;
         perform(desk, step);
         const desk::Picture now = desk.picture();
-        print("\n" + std::to_string(++number) + ". " + step.caption + "\n" + drawn(now));
+        print("\n" + std::to_string(++number) + ". " + step.caption + "\n" + drawn(now, style));
         expect_change(step, before, now);
         before = now;
     }
+    print("\ndisplayctl and display-sim, ready to be called by name:\n  export PATH=\"" PROGRAM_FOLDERS ":$PATH\"\n");
 }
 
 } // namespace display_sim

@@ -1,6 +1,6 @@
 // display-sim: the daemon on a desk, its panel in the terminal and on a page in the browser. Commands come
-// from the keyboard, from the page, or from any program that can send a D-Bus signal; the line that does it
-// stands above the panel.
+// from the keyboard, from the page, or from any program that can send a D-Bus signal; a line that makes another
+// terminal send here stands above the panel.
 #include <cstdio>
 #include <string>
 #include <vector>
@@ -23,12 +23,12 @@ static int show_demo(const display_sim::LiveOptions &chosen) {
     if (chosen.target == desk::Target::armhf) desk::choose_armhf(options);
     desk::Desk desk(options);
     desk.start();
-    display_sim::play_demo(desk);
+    display_sim::play_demo(desk, chosen.style);
     return 0;
 }
 
 static int show(const std::vector<std::string> &words) {
-    const display_sim::Choice choice = display_sim::parse_options(words, isatty(STDOUT_FILENO) != 0);
+    const display_sim::Choice choice = display_sim::parse_options(words, panel::look_for(STDOUT_FILENO, std::nullopt).in_place);
     display_sim::catch_endings();
     if (choice.help) {
         display_sim::print(display_sim::usage);

@@ -10,7 +10,8 @@ namespace display_sim {
 
 const char *const usage =
     "usage: display-sim [--layout] [--target native|armhf] [--speed N] [--port N] [--page | --no-page]\n"
-    "       display-sim --demo [--layout] [--target native|armhf]\n"
+    "                   [--blocks | --braille | --ascii]\n"
+    "       display-sim --demo [--layout] [--target native|armhf] [--blocks | --braille | --ascii]\n"
     "       display-sim play FILE ...   plays a scenario; 'display-sim play --help' tells more\n"
     "       display-sim gallery ...     draws the gallery; 'display-sim gallery --help' tells more\n"
     "  --layout        the whole 128 x 66 layout instead of the device's 64 x 128 panel\n"
@@ -19,9 +20,13 @@ const char *const usage =
     "  --port N        the page in the browser at port N of 127.0.0.1 instead of a free one\n"
     "  --page          the page alone, no panel in the terminal\n"
     "  --no-page       the panel in the terminal alone, no page\n"
+    "  --blocks        the panel in half blocks, one column and two rows a character\n"
+    "  --braille       in Braille dots, two columns and four rows a character\n"
+    "  --ascii         in letters that every terminal has; without any of these half blocks where they fit,\n"
+    "                  Braille elsewhere, and ASCII when TERM is dumb or the locale is not UTF-8\n"
     "  --demo          play a short scenario and end; the default when the output is no terminal\n"
     "  -h, --help      this text\n"
-    "In the live view keys send commands; '?' lists them.\n";
+    "In the live view keys send commands and drive the time; '?' lists them.\n";
 
 // The whole text as a number in that range; false when it is none.
 template <class Number>
@@ -65,11 +70,23 @@ static void check_together(const std::vector<std::string> &given, bool demo_aske
     if (page && is_one_of("--no-page", given)) throw UsageError("--page and --no-page exclude each other");
     if (!demo) return;
     const std::string why = demo_asked ? " does not go with --demo"
-                                       : " needs the live view, and the output is no terminal; add --page "
-                                         "for the page in the browser alone";
+                                       : " needs the live view, and the output is no terminal that can be "
+                                         "drawn on; add --page for the page in the browser alone";
     for (const char *option : {"--page", "--speed", "--port"}) {
         if (is_one_of(option, given)) throw UsageError(option + why);
     }
+}
+
+static std::optional<panel::Style> style_among(const std::vector<std::string> &given) {
+    std::optional<panel::Style> style;
+    for (const auto &[option, meant] : {std::pair{"--blocks", panel::Style::half_blocks},
+                                        {"--braille", panel::Style::braille}, {"--ascii", panel::Style::ascii}}) {
+        if (!is_one_of(option, given)) continue;
+        if (style) throw UsageError("--blocks, --braille and --ascii exclude each other");
+        if (is_one_of("--page", given)) throw UsageError(std::string(option) + " and --page exclude each other");
+        style = meant;
+    }
+    return style;
 }
 
 Choice parse_options(const std::vector<std::string> &words, bool terminal) {
@@ -84,7 +101,7 @@ Choice parse_options(const std::vector<std::string> &words, bool terminal) {
         if (is_one_of(option, {"--target", "--speed", "--port"})) {
             if (i + 1 == words.size()) throw UsageError(option + " needs a value after it");
             take_value(option, words[++i], choice.live);
-        } else if (!is_one_of(option, {"--layout", "--demo", "--page", "--no-page"})) {
+        } else if (!is_one_of(option, {"--layout", "--demo", "--page", "--no-page", "--blocks", "--braille", "--ascii"})) {
             refuse_unknown(option);
         }
         given.push_back(option);
@@ -96,6 +113,7 @@ Choice parse_options(const std::vector<std::string> &words, bool terminal) {
     if (has("--layout")) choice.live.view = desk::View::layout;
     if (has("--no-page")) choice.live.port.reset();
     choice.live.terminal = !has("--page");
+    choice.live.style = style_among(given);
     return choice;
 }
 

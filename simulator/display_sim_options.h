@@ -25,8 +25,8 @@ struct Choice {
     LiveOptions live; // view and target mean something for the demo too
 };
 
-// What the words ask for, without the program's name. `terminal`: whether the output is one; elsewhere it is
-// the demo, unless the page alone is asked for. Throws UsageError for the first wrong word.
+// What the words ask for, without the program's name. `terminal`: whether the output is one that can be drawn
+// on; elsewhere it is the demo, unless the page alone is asked for. Throws UsageError for the first wrong word.
 Choice parse_options(const std::vector<std::string> &words, bool terminal);
 
 } // namespace display_sim

@@ -5,11 +5,12 @@
 
 #include <string>
 
+#include "panel/terminal.h"
+
 namespace display_sim {
 
-// From now on the signals only set a flag.
-void catch_endings();
-bool end_wanted();
+using panel::catch_endings;
+using panel::end_wanted;
 
 // Prints at once. Throws desk::Error when nobody reads any more.
 void print(const std::string &text);

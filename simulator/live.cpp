@@ -1,128 +1,222 @@
-// The live view: drawn again only when the picture, the terminal's size or what a key has led to has changed.
+// The live view: what stands on the screen, and what the keys do. The screen itself writes only what has changed.
 #include "live.h"
 
 #include <algorithm>
 #include <cstdio>
+#include <memory>
+#include <sstream>
 #include <string>
+#include <vector>
 
-#include <sys/ioctl.h>
 #include <unistd.h>
 
-#include "app/signal_names.h"
 #include "ending.h"
 #include "live_keys.h"
+#include "overheard.h"
 
 namespace display_sim {
 
-// The other screen of the terminal, without a cursor; what stood there before comes back at the end.
-class TerminalScreen {
+static constexpr int64_t step_ms = 100;
+static constexpr int64_t long_step_ms = 1000;
+static constexpr double speeds[] = {0.0, 0.1, 0.2, 0.5, 1.0, 2.0, 5.0, 10.0, 20.0, 50.0, desk::fastest};
+
+class LiveScreen {
 public:
-    TerminalScreen() { print("\033[?1049h\033[?25l"); }
-    ~TerminalScreen() {
-        std::fputs("\033[?25h\033[?1049l", stdout);
-        std::fflush(stdout);
-    }
-    TerminalScreen(const TerminalScreen &) = delete;
-    TerminalScreen &operator=(const TerminalScreen &) = delete;
+    LiveScreen(desk::Stage &stage, desk::Pace &pace, const LiveView &what, const LiveWork &work)
+        : stage_(stage), pace_(pace), what_(what), work_(work) {}
+
+    // False: the end is wanted.
+    bool turn();
+
+private:
+    bool obey(char pressed);
+    void perform(const std::string &done, const std::function<void()> &work);
+    void send(const std::string &command);
+    void listen();
+    void draw();
+    std::string status() const;
+    std::vector<std::string> head() const;
+    std::string legend(int columns) const;
+
+    desk::Stage &stage_;
+    desk::Pace &pace_;
+    const LiveView &what_;
+    const LiveWork &work_;
+    panel::Screen screen_;
+    std::unique_ptr<Ear> ear_;
+    std::string ear_address_;
+    double speed_before_pause_ = 1.0;
+    bool all_keys_ = false;
+    std::string note_; // what happened last
 };
 
-// Lines and columns; a usual size when the terminal doesn't tell.
-static winsize terminal_size() {
-    winsize size = {};
-    if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_row == 0) {
-        size.ws_row = 24;
-        size.ws_col = 80;
-    }
-    return size;
+/* ---- keys ---- */
+
+static std::string number_text(double number) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%g", number);
+    return text;
 }
 
-static std::string send_line(desk::Desk &desk) {
-    return "dbus-send --bus=" + desk.bus().address() + " --type=signal " + SIGNAL_PATH + " " + SIGNAL_INTERFACE + "." +
-           SIGNAL_MEMBER + " string:chan_bt";
+static double faster(double speed) {
+    const auto *next = std::upper_bound(std::begin(speeds), std::end(speeds), speed);
+    return next != std::end(speeds) ? *next : speed;
 }
 
-static std::string folders_line(desk::Desk &desk) {
-    return "The box's folders: " + desk.box().folder() + "   Ctrl-C ends.";
+static double slower(double speed) {
+    const auto *at = std::lower_bound(std::begin(speeds), std::end(speeds), speed);
+    return at != std::begin(speeds) ? *(at - 1) : speed;
 }
 
-static int height_in(const winsize &size, const std::string &line) {
-    const int columns = size.ws_col > 0 ? size.ws_col : 80;
-    return (static_cast<int>(line.size()) + columns - 1) / columns;
+void LiveScreen::perform(const std::string &done, const std::function<void()> &work) {
+    const std::string problem = work_.perform(work);
+    note_ = problem.empty() ? done : problem;
 }
 
-// The first `count` lines: a terminal that is too low must not scroll.
-static std::string first_lines(const std::string &text, int count) {
-    size_t end = 0;
-    for (; count > 0 && end < text.size(); count--) end = text.find('\n', end) + 1;
-    return text.substr(0, end);
+// What it says comes over the bus, as every command does.
+void LiveScreen::send(const std::string &command) {
+    const std::string problem = work_.perform([&] { stage_.perform(*desk::parse_action("send " + command)); });
+    if (!problem.empty()) note_ = problem;
 }
 
-// Half blocks where they fit, the finer Braille dots elsewhere.
-static std::string drawn(const desk::Picture &picture, const winsize &size, int lines) {
-    const bool fits = picture.height() / 2 <= lines && picture.width() <= size.ws_col;
-    return first_lines(fits ? picture.to_half_blocks() : picture.to_braille(), lines);
-}
-
-// What is on the screen; drawn anew when any of it differs.
-struct Shown {
-    desk::Picture picture;
-    int rows = 0;
-    int columns = 0;
-    bool all_keys = false;
-    std::string note; // what the last key did
-};
-
-static bool same_places(const Shown &one, const Shown &other) {
-    return one.rows == other.rows && one.columns == other.columns && one.all_keys == other.all_keys;
-}
-
-static std::string whole_screen(desk::Desk &desk, const std::string &line, const Shown &shown,
-                                const winsize &size, bool with_keys) {
-    std::string legend;
-    if (with_keys) legend = shown.all_keys ? full_legend(shown.columns) : compact_legend(shown.columns);
-    const auto legend_rows = 1 + std::count(legend.begin(), legend.end(), '\n');
-    int left = size.ws_row - 1 - static_cast<int>(legend_rows);
-    std::string text;
-    for (const std::string &head : {line, send_line(desk), folders_line(desk)}) {
-        if (head.empty()) continue;
-        text += head + "\n";
-        left -= height_in(size, head);
-    }
-    const std::string note = shown.note.substr(0, static_cast<size_t>(shown.columns));
-    return text + note + "\033[K\n" + drawn(shown.picture, size, left) + legend;
-}
-
-// False: the end is wanted.
-static bool obey(char pressed, Shown &shown, const LiveWork &work) {
+bool LiveScreen::obey(char pressed) {
+    const double speed = pace_.speed();
     if (pressed == key_quits) return false;
-    if (pressed == key_lists) shown.all_keys = !shown.all_keys;
+    if (pressed == key_lists) all_keys_ = !all_keys_;
+    if (pressed == key_faster) pace_.set_speed(faster(speed));
+    if (pressed == key_slower) pace_.set_speed(slower(speed));
+    if (pressed == key_pauses) {
+        if (speed > 0.0) speed_before_pause_ = speed;
+        pace_.set_speed(speed > 0.0 ? 0.0 : speed_before_pause_);
+    }
+    if (pressed == key_steps || pressed == key_steps_far) {
+        const int64_t ms = pressed == key_steps ? step_ms : long_step_ms;
+        if (speed > 0.0) speed_before_pause_ = speed;
+        pace_.set_speed(0.0);
+        perform("Stepped " + std::to_string(ms) + " ms", [this, ms] { stage_.pass(ms); });
+    }
     const Key *key = key_of(pressed);
-    if (key != nullptr) shown.note = work.send(key->send);
+    if (key != nullptr) send(key->send);
     return true;
 }
 
-void show_live(desk::Stage &stage, desk::View view, const std::string &line, const LiveWork &work) {
-    keys(); // a bad table is told before the screen changes
-    const Keyboard keyboard;
-    const TerminalScreen screen;
-    Shown before;
-    Shown now;
-    while (!end_wanted()) {
-        for (char pressed : keyboard.pressed()) {
-            if (!obey(pressed, now, work)) return;
-        }
-        const winsize size = terminal_size();
-        now.picture = stage.picture(view);
-        now.rows = size.ws_row;
-        now.columns = size.ws_col > 0 ? size.ws_col : 80;
-        const bool moved = !same_places(now, before);
-        if (moved) print("\033[2J");
-        if (moved || now.picture != before.picture || now.note != before.note) {
-            print("\033[H" + whole_screen(stage.desk(view), line, now, size, keyboard.present()));
-        }
-        before = now;
-        work.turn();
+/* ---- what others send ---- */
+
+// A start with an empty box makes a new bus.
+void LiveScreen::listen() {
+    const std::string address = stage_.bus().address();
+    if (address != ear_address_) {
+        ear_address_ = address;
+        ear_.reset();
+        ear_ = std::make_unique<Ear>(address);
     }
+    const std::vector<Overheard> heard = ear_->commands();
+    if (heard.empty()) return;
+    const Overheard &last = heard.back();
+    const bool ours = last.sender == stage_.bus().unique_name();
+    note_ = (ours ? "Sent: " : "From " + last.sender + ": ") + last.command;
+    if (pace_.speed() == 0.0) note_ += " (the panel follows when time goes on)";
+    if (heard.size() > 1) note_ += " (and " + std::to_string(heard.size() - 1) + " before it)";
+}
+
+/* ---- drawing ---- */
+
+// The time is told only while it stands still: otherwise it would be drawn all the time.
+std::string LiveScreen::status() const {
+    const double speed = pace_.speed();
+    std::string text;
+    if (speed == 0.0) {
+        char since[64];
+        std::snprintf(since, sizeof since, "Stands still at %.3f s", static_cast<double>(stage_.now_us()) / 1e6);
+        text = since;
+    } else if (speed != 1.0) {
+        text = number_text(speed) + " times as fast";
+    }
+    const std::string separator = text.empty() || note_.empty() ? "" : "  |  ";
+    return text + separator + note_;
+}
+
+// For another terminal: with this line pasted there, the commands of the manuals work as they stand.
+static std::string line_to_paste(desk::Bus &bus) {
+    return "export DBUS_SYSTEM_BUS_ADDRESS=" + bus.address() + " PATH=\"" PROGRAM_FOLDERS ":$PATH\"; " +
+           "displayctl send chan_bt";
+}
+
+// The most important first.
+std::vector<std::string> LiveScreen::head() const {
+    std::vector<std::string> lines;
+    if (!what_.page.empty()) lines.push_back("The page: " + what_.page);
+    lines.push_back(line_to_paste(stage_.bus()));
+    lines.push_back("The box's folders: " + stage_.box().folder());
+    return lines;
+}
+
+std::string LiveScreen::legend(int columns) const {
+    if (!screen_.has_keys()) return "Ctrl-C ends";
+    return all_keys_ ? full_legend(columns) : compact_legend(columns);
+}
+
+static std::vector<std::string> lines_of(const std::string &text) {
+    std::vector<std::string> lines;
+    std::istringstream stream(text);
+    for (std::string line; std::getline(stream, line);) lines.push_back(line);
+    return lines;
+}
+
+static int rows_of(const std::string &text, int columns) {
+    return std::max(1, (static_cast<int>(text.size()) + columns - 1) / columns);
+}
+
+// The panel goes before everything but the status and a list of keys that was asked for; what there is no room for
+// is left out.
+void LiveScreen::draw() {
+    const panel::Place place = screen_.place();
+    const panel::Look look = panel::look_for(STDOUT_FILENO, what_.style);
+    const panel::Frame frame = stage_.picture(what_.view).frame();
+    std::vector<std::string> legend_lines = lines_of(legend(place.columns));
+    std::vector<panel::Row> rows;
+    int left = place.lines - 1;
+    const int spare = left - panel::fewest_lines(frame, look.style);
+    int used = 0;
+    if (all_keys_) {
+        legend_lines.resize(std::min(legend_lines.size(), static_cast<size_t>(std::max(left, 0))));
+        used = static_cast<int>(legend_lines.size());
+    } else if (static_cast<int>(legend_lines.size()) > spare) {
+        legend_lines.clear();
+    } else {
+        used = static_cast<int>(legend_lines.size());
+    }
+    for (const std::string &line : head()) {
+        const int taken = rows_of(line, place.columns);
+        if (used + taken > spare) continue;
+        rows.push_back({line, taken});
+        used += taken;
+    }
+    std::string status_text = status();
+    if (legend_lines.empty() && status_text.empty()) status_text = "? lists the keys, q ends";
+    rows.push_back({panel::printable(status_text, place.columns)});
+    left -= used;
+    for (const std::string &line : panel::fitted(frame, look.style, {left, place.columns}).lines) {
+        rows.push_back({panel::dressed(line, look)});
+    }
+    for (const std::string &line : legend_lines) rows.push_back({panel::printable(line, place.columns)});
+    screen_.show(rows);
+}
+
+bool LiveScreen::turn() {
+    for (char pressed : screen_.wait(0)) {
+        if (!obey(pressed)) return false;
+    }
+    listen();
+    draw();
+    work_.turn();
+    return true;
+}
+
+void show_live(desk::Stage &stage, desk::Pace &pace, const LiveView &what, const LiveWork &work) {
+    keys(); // a bad table is told before the screen changes
+    LiveScreen screen(stage, pace, what, work);
+    while (!end_wanted() && screen.turn()) {}
 }
 
 } // namespace display_sim

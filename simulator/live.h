@@ -2,22 +2,32 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <string>
 
+#include "pace.h"
+#include "panel/drawing.h"
 #include "simulator/stage.h"
 
 namespace display_sim {
 
-// What the view can't do itself.
+// What is shown, and how.
+struct LiveView {
+    desk::View view = desk::View::device;
+    std::optional<panel::Style> style; // nothing: what the terminal can show
+    std::string page;                  // the page's address; empty without one
+};
+
+// What the view can't do itself. Both carry on where the page may have begun.
 struct LiveWork {
     // Called again and again: lets the daemons' time pass, takes about 10 ms.
     std::function<void()> turn;
-    // Sends a command with its arguments. What there is to tell about it, one line.
-    std::function<std::string(const std::string &command)> send;
+    // Does that to the stage, unless the daemon has ended; empty, or why it was not done.
+    std::function<std::string(const std::function<void()> &work)> perform;
 };
 
-// Shows one panel of a started stage with `line` above it, if there is one, and the keys below. Returns when
-// the end is wanted (ending.h, or the key for it). The terminal is as before in every case.
-void show_live(desk::Stage &stage, desk::View view, const std::string &line, const LiveWork &work);
+// Shows one panel of a started stage with what a person beside it needs, as far as there is room. Returns when the
+// end is wanted (ending.h, or the key for it). The terminal is as before in every case.
+void show_live(desk::Stage &stage, desk::Pace &pace, const LiveView &what, const LiveWork &work);
 
 } // namespace display_sim

@@ -1,10 +1,7 @@
-// The table of keys, its two legends, and the terminal's raw mode.
+// The table of keys and its two legends.
 #include "live_keys.h"
 
 #include <algorithm>
-
-#include <poll.h>
-#include <unistd.h>
 
 #include "simulator/scenario.h"
 #include "tools/vocabulary.h"
@@ -106,6 +103,7 @@ std::string compact_legend(int columns) {
         }
         if (!item.empty()) items.push_back(group + " " + item);
     }
+    items.push_back(std::string("space ") + key_steps + " " + key_slower + " " + key_faster + " time");
     items.push_back(std::string(1, key_lists) + " lists");
     items.push_back(std::string(1, key_quits) + " ends");
     return in_lines(items, static_cast<size_t>(columns), 0);
@@ -114,53 +112,16 @@ std::string compact_legend(int columns) {
 std::string full_legend(int columns) {
     std::vector<std::string> items;
     for (const Key &key : keys()) items.push_back(std::string(1, key.key) + " " + key.send);
+    items.push_back("space pause, go on");
+    items.push_back(std::string(1, key_steps) + " pause, 100 ms on");
+    items.push_back(std::string(1, key_steps_far) + " pause, 1 s on");
+    items.push_back(std::string(1, key_slower) + " slower");
+    items.push_back(std::string(1, key_faster) + " faster");
     items.push_back(std::string(1, key_lists) + " shorter");
     items.push_back(std::string(1, key_quits) + " ends");
     size_t width = 0;
     for (const std::string &item : items) width = std::max(width, item.size());
     return in_lines(items, static_cast<size_t>(columns), width);
-}
-
-/* ---- the terminal ---- */
-
-Keyboard::Keyboard() {
-    if (tcgetattr(STDIN_FILENO, &before_) != 0) return;
-    termios raw = before_;
-    raw.c_lflag &= ~static_cast<tcflag_t>(ECHO | ICANON | IEXTEN);
-    raw.c_iflag &= ~static_cast<tcflag_t>(IXON);
-    raw.c_cc[VMIN] = 1;
-    raw.c_cc[VTIME] = 0;
-    raw.c_cc[VSUSP] = _POSIX_VDISABLE;
-    present_ = tcsetattr(STDIN_FILENO, TCSANOW, &raw) == 0;
-}
-
-// What was typed and not read is no line for the shell.
-Keyboard::~Keyboard() {
-    if (present_) tcsetattr(STDIN_FILENO, TCSAFLUSH, &before_);
-}
-
-// An arrow or function key is ESC, "[" or "O", parameters and a letter, which would otherwise be taken for
-// keys of their own.
-static std::string without_sequences(const std::string &text) {
-    std::string single;
-    for (size_t i = 0; i < text.size(); i++) {
-        if (text[i] != '\033') {
-            single += text[i];
-            continue;
-        }
-        i++;
-        const bool long_one = i < text.size() && (text[i] == '[' || text[i] == 'O');
-        while (long_one && ++i < text.size() && text[i] < '@') {}
-    }
-    return single;
-}
-
-std::string Keyboard::pressed() const {
-    pollfd input = {STDIN_FILENO, POLLIN, 0};
-    if (!present_ || poll(&input, 1, 0) <= 0) return "";
-    char text[64];
-    const ssize_t count = read(STDIN_FILENO, text, sizeof text);
-    return without_sequences(std::string(text, count > 0 ? static_cast<size_t>(count) : 0));
 }
 
 } // namespace display_sim

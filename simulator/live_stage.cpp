@@ -21,16 +21,17 @@ static void turn_without_page(desk::Stage &stage, desk::Pace &pace) {
 }
 
 // A daemon that has ended is told by the next turn: with the page it stays there to be started again.
-static std::string send_for_key(desk::Stage &stage, const desk::Page *page, const std::string &command) {
+static std::string perform(const desk::Page *page, const std::function<void()> &work) {
     const bool over = page != nullptr && !page->trouble().empty();
     if (over) return "The daemon has ended; the page can start it again.";
     try {
-        stage.perform(*desk::parse_action("send " + command));
+        work();
+    } catch (const desk::Unmet &) { // the end
     } catch (const desk::Error &) {
         if (page == nullptr) throw;
         return "The daemon has ended.";
     }
-    return "Sent: " + command;
+    return "";
 }
 
 void run_live(const LiveOptions &options) {
@@ -41,12 +42,13 @@ void run_live(const LiveOptions &options) {
     desk::Pace pace(stage, options.speed);
     std::unique_ptr<desk::Page> page;
     if (options.port) page = std::make_unique<desk::Page>(stage, pace, *options.port, end_wanted);
-    const auto turn = [&] { page ? page->turn() : turn_without_page(stage, pace); };
-    const std::string line = page ? "The page: " + page->address() : "";
-    const auto send = [&](const std::string &command) { return send_for_key(stage, page.get(), command); };
-    if (options.terminal) return show_live(stage, options.view, line, {turn, send});
-    print(line + "\n");
-    while (!end_wanted()) turn();
+    LiveView what{options.view, options.style, page ? page->address() : ""};
+    LiveWork work;
+    work.turn = [&] { page ? page->turn() : turn_without_page(stage, pace); };
+    work.perform = [&](const std::function<void()> &job) { return perform(page.get(), job); };
+    if (options.terminal) return show_live(stage, pace, what, work);
+    print("The page: " + what.page + "\n");
+    while (!end_wanted()) work.turn();
 }
 
 } // namespace display_sim

@@ -4,12 +4,14 @@
 
 #include <optional>
 
+#include "panel/drawing.h"
 #include "stage.h"
 
 namespace display_sim {
 
 struct LiveOptions {
     desk::View view = desk::View::device; // the one that the terminal shows
+    std::optional<panel::Style> style;    // nothing: what the terminal can show
     bool terminal = true;                 // false: the page alone
     std::optional<int> port = 0;          // of the page; 0: a free one; nothing: no page
     double speed = 1.0;

@@ -23,7 +23,7 @@
 
 #include "page.h"
 #include "page_files.h"
-#include "tools/png.h"
+#include "panel/png.h"
 
 namespace desk {
 
@@ -71,15 +71,6 @@ void Page::add_files() {
     }
 }
 
-static display_tools::Frame frame_of(const Picture &picture) {
-    display_tools::Frame frame;
-    frame.size = {picture.width(), picture.height()};
-    for (int y = 0; y < picture.height(); y++) {
-        for (int x = 0; x < picture.width(); x++) frame.lit.push_back(picture.at(x, y));
-    }
-    return frame;
-}
-
 static std::optional<View> view_named(const std::string &name) {
     for (View view : both_views) {
         if (name == name_of(view)) return view;
@@ -109,7 +100,7 @@ void Page::add_questions() {
             return answer_error(response, 400, "give view=device or view=layout, and scale=1 to 16");
         }
         answer_for(jobs_, response, [&] {
-            response.set_content(display_tools::to_png(frame_of(stage_.picture(*view)), scale), "image/png");
+            response.set_content(panel::to_png(stage_.picture(*view).frame(), scale), "image/png");
         });
     });
     routes.Get("/api/scenario", [this](const Request &, Response &response) {

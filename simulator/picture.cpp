@@ -1,4 +1,4 @@
-// One-bit pictures: comparing, plain PBM and terminal text.
+// One-bit pictures: comparing and plain PBM.
 #include "picture.h"
 
 #include <algorithm>
@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include "error.h"
+#include "panel/drawing.h"
 
 namespace desk {
 
@@ -112,35 +113,6 @@ void save_bytes(const std::string &path, const std::string &bytes) {
 
 void Picture::save_pbm(const std::string &path) const { save_bytes(path, to_pbm()); }
 
-std::string Picture::to_half_blocks() const {
-    static const char *const blocks[] = {" ", "▀", "▄", "█"}; // upper pixel 1, lower pixel 2
-    std::string text;
-    for (int y = 0; y < height_; y += 2) {
-        for (int x = 0; x < width_; x++) text += blocks[(at(x, y) ? 1 : 0) + (at(x, y + 1) ? 2 : 0)];
-        text += '\n';
-    }
-    return text;
-}
-
-// U+2800 and one bit for each of the eight dots, as UTF-8.
-static std::string braille_cell(const Picture &picture, int x, int y) {
-    static const int bits[4][2] = {{0, 3}, {1, 4}, {2, 5}, {6, 7}};
-    int dots = 0;
-    for (int row = 0; row < 4; row++) {
-        for (int column = 0; column < 2; column++) {
-            if (picture.at(x + column, y + row)) dots |= 1 << bits[row][column];
-        }
-    }
-    return {'\xe2', static_cast<char>(0xa0 | (dots >> 6)), static_cast<char>(0x80 | (dots & 0x3f))};
-}
-
-std::string Picture::to_braille() const {
-    std::string text;
-    for (int y = 0; y < height_; y += 4) {
-        for (int x = 0; x < width_; x += 2) text += braille_cell(*this, x, y);
-        text += '\n';
-    }
-    return text;
-}
+std::string Picture::to_half_blocks() const { return panel::drawn(frame(), panel::Marks::half_blocks); }
 
 } // namespace desk

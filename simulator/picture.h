@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "panel/frame.h"
+
 namespace desk {
 
 class Picture {
@@ -39,9 +41,10 @@ public:
     static Picture load_pbm(const std::string &path);
     void save_pbm(const std::string &path) const;
 
-    // For a terminal: half blocks (two rows a line) or Braille (two columns by four rows a character).
+    // For people: two rows a line.
     std::string to_half_blocks() const;
-    std::string to_braille() const;
+    // The same picture for the room that draws in terminals and makes PNGs.
+    panel::Frame frame() const { return {{width_, height_}, lit_}; }
 
 private:
     int width_ = 0;

@@ -84,14 +84,47 @@ void emit(DBusConnection *connection, const Message &message) {
 
 // ---- Making sure ----
 
-bool wait_until_taken(DBusConnection *connection) {
+// All strings in there, whatever it is made of: the rules of a connection are arrays in a dictionary.
+static bool contains_rule(DBusMessageIter *place) {
+    for (; dbus_message_iter_get_arg_type(place) != DBUS_TYPE_INVALID; dbus_message_iter_next(place)) {
+        const int type = dbus_message_iter_get_arg_type(place);
+        if (type == DBUS_TYPE_STRING) {
+            const char *text = nullptr;
+            dbus_message_iter_get_basic(place, &text);
+            if (std::string(text).find(std::string("interface='") + SIGNAL_INTERFACE + "'") != std::string::npos) {
+                return true;
+            }
+        } else if (type == DBUS_TYPE_ARRAY || type == DBUS_TYPE_DICT_ENTRY) {
+            DBusMessageIter inner;
+            dbus_message_iter_recurse(place, &inner);
+            if (contains_rule(&inner)) return true;
+        }
+    }
+    return false;
+}
+
+// A display that could not take its name listens all the same: it shows in the list of match rules, which a bus
+// gives to its owner and to root alone, and not every bus has.
+static Listening ask_for_rules(DBusConnection *connection) {
+    const MessageRef question(dbus_message_new_method_call(DBUS_SERVICE_DBUS, DBUS_PATH_DBUS,
+                                                           "org.freedesktop.DBus.Debug.Stats", "GetAllMatchRules"));
+    require_memory(question != nullptr);
+    BusError error;
+    const MessageRef rules(dbus_connection_send_with_reply_and_block(connection, question.get(),
+                                                                     DBUS_TIMEOUT_USE_DEFAULT, &error.error));
+    DBusMessageIter all;
+    if (!rules || !dbus_message_iter_init(rules.get(), &all)) return Listening::unknown;
+    return contains_rule(&all) ? Listening::unnamed : Listening::nobody;
+}
+
+Listening wait_until_taken(DBusConnection *connection) {
     // The bus works through the messages of a connection in order, so its answer comes after the signal.
     BusError error;
     const bool owned = dbus_bus_name_has_owner(connection, DISPLAY_BUS_NAME, &error.error);
     if (dbus_error_is_set(&error.error)) {
         throw Failure("the bus did not answer (" + error.text() + "): it may not have taken the message");
     }
-    return owned;
+    return owned ? Listening::named : ask_for_rules(connection);
 }
 
 } // namespace display_tools

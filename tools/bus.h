@@ -23,8 +23,16 @@ Connection connect_to_bus(const std::string &address);
 /// Emits the signal and hands it to the socket.
 void emit(DBusConnection *connection, const Message &message);
 
-/// Returns when the bus has dealt with what was emitted: true when the display's name has an owner. Whether
-/// the bus policy let the signal through can't be learnt: the bus drops a forbidden one without a word.
-bool wait_until_taken(DBusConnection *connection);
+/// What the bus tells about whoever may receive a display command.
+enum class Listening {
+    named,   ///< the display's name has an owner
+    unnamed, ///< somebody asked for display commands, but nobody has the name
+    nobody,
+    unknown, ///< nobody has the name, and this bus does not tell who asked for what
+};
+
+/// Returns when the bus has dealt with what was emitted. Whether the bus policy let the signal through can't be
+/// learnt: the bus drops a forbidden one without a word.
+Listening wait_until_taken(DBusConnection *connection);
 
 } // namespace display_tools

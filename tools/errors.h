@@ -4,6 +4,8 @@
 
 #include <stdexcept>
 
+#include "panel/failure.h"
+
 namespace display_tools {
 
 /// What the person typed can't be carried out: exit status 2.
@@ -13,9 +15,6 @@ public:
 };
 
 /// It was asked for properly and failed: exit status 1.
-class Failure : public std::runtime_error {
-public:
-    using std::runtime_error::runtime_error;
-};
+using panel::Failure;
 
 } // namespace display_tools

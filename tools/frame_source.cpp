@@ -58,13 +58,13 @@ static Frame read_device(int descriptor, const fb_var_screeninfo &info) {
         throw Failure("this framebuffer has " + std::to_string(info.bits_per_pixel) +
                       " bits per pixel, the status display's has 1: give the right device");
     }
-    if (info.xres < 1 || info.yres < 1 || info.xres > LARGEST_SIDE || info.yres > LARGEST_SIDE ||
-        info.xoffset > LARGEST_SIDE || info.yoffset > LARGEST_SIDE) {
+    if (info.xres < 1 || info.yres < 1 || info.xres > panel::LARGEST_SIDE || info.yres > panel::LARGEST_SIDE ||
+        info.xoffset > panel::LARGEST_SIDE || info.yoffset > panel::LARGEST_SIDE) {
         throw Failure("the framebuffer's geometry can't be that of a panel: give the right device");
     }
     const size_t first_bit = info.xoffset + size_t(info.yoffset) * info.xres;
     const size_t length = (first_bit + size_t(info.xres) * info.yres + 7) / 8;
-    return frame_from_raw(read_bytes(descriptor, length), size, first_bit);
+    return panel::frame_from_raw(read_bytes(descriptor, length), size, first_bit);
 }
 
 static Frame read_opened(int descriptor, std::optional<Size> size, size_t *unused) {
@@ -74,11 +74,11 @@ static Frame read_opened(int descriptor, std::optional<Size> size, size_t *unuse
     if (fstat(descriptor, &about) == 0 && S_ISCHR(about.st_mode)) {
         throw Failure("this device is no framebuffer: give one such as /dev/fb0, or a file");
     }
-    return frame_from_bytes(read_to_the_end(descriptor), size, unused);
+    return panel::frame_from_bytes(read_to_the_end(descriptor), size, unused);
 }
 
 static Frame read_path(const std::string &path, std::optional<Size> size, size_t *unused) {
-    if (path == "-") return frame_from_bytes(read_to_the_end(STDIN_FILENO), size, unused);
+    if (path == "-") return panel::frame_from_bytes(read_to_the_end(STDIN_FILENO), size, unused);
     const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
     if (file.number >= 0) return read_opened(file.number, size, unused);
     const bool forbidden = errno == EACCES;
@@ -96,14 +96,23 @@ Frame read_frame(const std::string &path, std::optional<Size> size, size_t *unus
     }
 }
 
-std::optional<Frame> read_next_frame(int descriptor, Size size) {
-    const std::string bytes = read_bytes(descriptor, raw_length(size));
-    if (bytes.empty()) return std::nullopt;
-    if (bytes.size() < raw_length(size)) {
-        throw Failure("standard input ended after " + std::to_string(bytes.size()) + " of the " +
-                      std::to_string(raw_length(size)) + " bytes of a frame: check its size (--size WxH)");
+std::optional<Frame> FrameStream::take() {
+    const size_t length = panel::raw_length(size_);
+    if (bytes_.size() < length && !ended_) {
+        char part[4096];
+        const ssize_t count = read(descriptor_, part, std::min(sizeof part, length - bytes_.size()));
+        if (count < 0 && errno != EINTR) throw Failure("standard input: reading failed: " + reason());
+        ended_ = count == 0;
+        if (count > 0) bytes_.append(part, size_t(count));
     }
-    return frame_from_raw(bytes, size);
+    if (ended_ && !bytes_.empty()) {
+        throw Failure("standard input ended after " + std::to_string(bytes_.size()) + " of the " +
+                      std::to_string(length) + " bytes of a frame: check its size (--size WxH)");
+    }
+    if (bytes_.size() < length) return std::nullopt;
+    const Frame frame = panel::frame_from_raw(bytes_, size_);
+    bytes_.clear();
+    return frame;
 }
 
 } // namespace display_tools

@@ -5,15 +5,32 @@
 #include <optional>
 #include <string>
 
-#include "tools/frame.h"
+#include "panel/frame.h"
 
 namespace display_tools {
+
+using panel::Frame;
+using panel::Size;
 
 /// The frame at `path` as it stands now; "-" is standard input up to its end. `size` overrules what a file's
 /// length says; a device's own geometry always counts. `unused`: bytes behind the frame.
 Frame read_frame(const std::string &path, std::optional<Size> size, size_t *unused = nullptr);
 
-/// The next raw frame of a stream. Nothing at the stream's end.
-std::optional<Frame> read_next_frame(int descriptor, Size size);
+/// Raw frame after raw frame from a descriptor.
+class FrameStream {
+public:
+    FrameStream(int descriptor, Size size) : descriptor_(descriptor), size_(size) {}
+    int descriptor() const { return descriptor_; }
+    bool ended() const { return ended_; }
+    /// The next frame if all of it has come; otherwise takes what there is, waiting only for the first byte of it.
+    /// Throws Failure when the stream ends within a frame.
+    std::optional<Frame> take();
+
+private:
+    int descriptor_;
+    Size size_;
+    std::string bytes_;
+    bool ended_ = false;
+};
 
 } // namespace display_tools

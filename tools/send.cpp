@@ -15,7 +15,8 @@ static constexpr char HELP[] =
 Sends a display command as the signal zor.signal.Type.Display.
 'displayctl words' lists the words and their arguments.
 
-  --wait         return only when the bus has taken the message; warn when no status display listens
+  --wait         return only when the bus has taken the message; warn when no status display is known to
+                 listen
   --force        send any word; arguments are text, or 32-bit integers when written as i:5 (s:i:5 is the
                  text "i:5")
   --bus ADDRESS  another bus than the system bus, e.g. unix:path=/tmp/bus
@@ -76,6 +77,23 @@ static void note_prefix(const Message &message) {
             message.acts_as->word.c_str());
 }
 
+// Exactly what is known, for the message is out in every case.
+static void warn_of_deaf_ears(Listening listening) {
+    const std::string name = DISPLAY_BUS_NAME;
+    std::string text;
+    if (listening == Listening::nobody) {
+        text = "nobody listens: no program on this bus has asked for display commands; start the status display and "
+               "send again";
+    } else if (listening == Listening::unnamed) {
+        text = "a program on this bus listens for display commands, but none owns the name " + name +
+               ": a status display that could not take it, or another listener";
+    } else if (listening == Listening::unknown) {
+        text = "no program on this bus owns the name " + name + "; whether a status display listens without it is "
+               "not known: this bus does not tell (it may tell root)";
+    }
+    if (!text.empty()) fprintf(stderr, "displayctl: warning: %s\n", text.c_str());
+}
+
 int send_command(int argc, char **argv) {
     const SendOptions options = parse(argc, argv);
     if (options.help) {
@@ -86,10 +104,7 @@ int send_command(int argc, char **argv) {
     const Connection connection = connect_to_bus(options.bus);
     emit(connection.get(), message);
     note_prefix(message);
-    if (options.wait && !wait_until_taken(connection.get())) {
-        fprintf(stderr, "displayctl: warning: nobody listens: no program on this bus owns the name %s; "
-                "start the status display and send again\n", DISPLAY_BUS_NAME);
-    }
+    if (options.wait) warn_of_deaf_ears(wait_until_taken(connection.get()));
     return 0;
 }
 

@@ -1,4 +1,4 @@
-// Frames in memory: raw bytes, PBM, half blocks, and framebuffer devices, whose ioctl is the test's own.
+// Frames in memory: raw bytes, PBM, and framebuffer devices, whose ioctl is the test's own.
 #include <algorithm>
 #include <cerrno>
 #include <cstdarg>
@@ -13,6 +13,7 @@
 #include "tools/frame_source.h"
 
 using namespace display_tools;
+using namespace panel;
 using namespace tools_test;
 
 // ---- A stand-in for the kernel's answer about a framebuffer ----
@@ -107,12 +108,19 @@ TEST(AnyFrame, OtherLengthsNeedASize) {
     EXPECT_EQ(frame_from_bytes(raw_of(frame), frame.size), frame);
 }
 
+// "P1" and what makes it look like a PBM are pixels as good as any.
 TEST(AnyFrame, ARawFrameMayBeginLikeAPbm) {
-    std::string bytes(1024, '\0');
-    bytes.replace(0, 3, "P1\n");
-    const Frame frame = frame_from_bytes(bytes, std::nullopt);
-    EXPECT_EQ(frame.size.height, 128);
-    EXPECT_EQ(raw_of(frame), bytes);
+    for (const std::string beginning : {"P1\n", "P1#", "P1 8 8 "}) {
+        for (const Size size : {DEVICE_SIZE, LAYOUT_SIZE, Size{40, 32}}) {
+            std::string bytes(raw_length(size), '\0');
+            bytes.replace(0, beginning.size(), beginning);
+            const bool told_by_length = size.width != 40;
+            EXPECT_EQ(raw_of(frame_from_bytes(bytes, told_by_length ? std::nullopt : std::optional<Size>(size))), bytes);
+            const Frame frame = frame_from_bytes(bytes, size);
+            EXPECT_EQ(frame.size.height, size.height);
+            EXPECT_EQ(raw_of(frame), bytes);
+        }
+    }
 }
 
 // ---- PBM ----
@@ -151,12 +159,6 @@ TEST(Pbm, FlawsAreFailures) {
                              "P1\n99999999999999999999 2\n10", "P1\n3 2\n101# cut"}) {
         EXPECT_THROW(frame_from_pbm(text), Failure) << text;
     }
-}
-
-// ---- Terminal ----
-
-TEST(HalfBlocks, ShowTwoRowsALine) {
-    EXPECT_EQ(to_half_blocks(frame_from_pbm("P1\n4 3\n0011\n0101\n0011\n")), " ▄▀█\n  ▀▀\n");
 }
 
 // ---- Devices ----

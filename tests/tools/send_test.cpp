@@ -162,9 +162,48 @@ TEST_F(Send, ForceSendsAnything) {
 // ---- --wait ----
 
 TEST_F(Send, WaitWarnsWhenNobodyListens) {
+    bus.stop_listening();
     const Result result = send({"--wait", "chan_bt"});
     EXPECT_EQ(result.status, 0);
-    EXPECT_NE(result.errors.find("nobody listens"), std::string::npos) << result.errors;
+    EXPECT_NE(result.errors.find("warning: nobody listens"), std::string::npos) << result.errors;
+}
+
+// The bus here has an ear for display commands that owns no name, as a display that could not take it.
+TEST_F(Send, WaitTellsOfAListenerWithoutTheName) {
+    const Result result = send({"--wait", "chan_bt"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.errors.find("nobody listens"), std::string::npos) << result.errors;
+    EXPECT_NE(result.errors.find("listens for display commands, but none owns the name zor.signal.sink"),
+              std::string::npos) << result.errors;
+    EXPECT_EQ(next_arguments(&bus), "s:chan_bt");
+}
+
+// As the system's bus does to everyone but root.
+TEST(SendOnAStrictBus, WaitSaysOnlyWhatIsKnown) {
+    PrivateBus bus("<deny send_destination=\"org.freedesktop.DBus\" "
+                   "send_interface=\"org.freedesktop.DBus.Debug.Stats\"/>");
+    const Result result = displayctl({"send", "--wait", "--bus", bus.address(), "chan_bt"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.errors.find("nobody listens"), std::string::npos) << result.errors;
+    EXPECT_NE(result.errors.find("no program on this bus owns the name zor.signal.sink"), std::string::npos);
+    EXPECT_NE(result.errors.find("is not known"), std::string::npos) << result.errors;
+    EXPECT_EQ(next_arguments(&bus), "s:chan_bt");
+}
+
+TEST_F(Send, ABusThatGoesAwayWithTheMessageIsAFailure) {
+    const LeavingBus leaving(bus.address(), LeavingBus::Moment::after_hello);
+    const Result result = displayctl({"send", "--bus", leaving.address(), "chan_bt"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_NE(result.errors.find("the bus went away before it had the message"), std::string::npos) << result.errors;
+    expect_nothing_sent(&bus);
+}
+
+TEST_F(Send, ABusThatGoesAwayDuringTheWaitIsAFailure) {
+    const LeavingBus leaving(bus.address(), LeavingBus::Moment::at_question);
+    const Result result = displayctl({"send", "--wait", "--bus", leaving.address(), "chan_bt"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_NE(result.errors.find("the bus did not answer"), std::string::npos) << result.errors;
+    EXPECT_EQ(result.errors.find("listens"), std::string::npos) << result.errors;
     EXPECT_EQ(next_arguments(&bus), "s:chan_bt");
 }
 

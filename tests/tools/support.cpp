@@ -14,6 +14,8 @@
 #include <sstream>
 #include <stdexcept>
 #include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -43,6 +45,9 @@ static pid_t start(const Words &command, int input, int output, int errors) {
     if (pid < 0) throw std::runtime_error("fork failed");
     if (pid > 0) return pid;
     prctl(PR_SET_PDEATHSIG, SIGKILL);
+    // What the tests expect is for UTF-8; whoever runs them may have another locale.
+    setenv("LC_ALL", "C.UTF-8", 1);
+    setenv("TERM", "xterm", 1);
     dup2(input, STDIN_FILENO);
     dup2(output, STDOUT_FILENO);
     dup2(errors, STDERR_FILENO);
@@ -181,18 +186,21 @@ std::string read_file(const std::string &path) {
 
 // ---- Bus ----
 
-static std::string bus_configuration(const std::string &address) {
+static std::string bus_configuration(const std::string &address, const std::string &policy) {
     return "<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN\" "
            "\"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">\n"
            "<busconfig><type>system</type><listen>" + address + "</listen><auth>EXTERNAL</auth>"
            "<policy context=\"default\"><allow user=\"*\"/><allow own=\"*\"/>"
-           "<allow send_destination=\"*\"/><allow send_type=\"signal\"/><allow receive_sender=\"*\"/>"
+           "<allow send_destination=\"*\"/><allow send_type=\"signal\"/><allow receive_sender=\"*\"/>" + policy +
            "</policy></busconfig>\n";
 }
 
-PrivateBus::PrivateBus() {
+// As the display's own.
+static const char *const display_rule = "type='signal',interface='zor.signal.Type'";
+
+PrivateBus::PrivateBus(const std::string &policy) {
     address_ = "unix:path=" + folder_.file("socket");
-    const std::string configuration = folder_.write("bus.conf", bus_configuration(address_));
+    const std::string configuration = folder_.write("bus.conf", bus_configuration(address_, policy));
     FILE *log = scratch_file();
     const int all = fileno(log);
     pid_ = start({"dbus-daemon", "--nofork", "--config-file=" + configuration}, all, all, all);
@@ -205,7 +213,7 @@ PrivateBus::PrivateBus() {
         throw std::runtime_error("no private bus: " + said);
     }
     dbus_connection_set_exit_on_disconnect(ear_, FALSE);
-    dbus_bus_add_match(ear_, "type='signal',interface='zor.signal.Type'", nullptr);
+    dbus_bus_add_match(ear_, display_rule, nullptr);
     dbus_connection_flush(ear_);
     // The bus has the rule once it has answered something that came behind it.
     dbus_bus_name_has_owner(ear_, "org.freedesktop.DBus", nullptr);
@@ -224,6 +232,13 @@ void PrivateBus::own_display_name() {
     dbus_bus_request_name(ear_, "zor.signal.sink", 0, nullptr);
 }
 
+void PrivateBus::stop_listening() {
+    DBusError problem;
+    dbus_error_init(&problem); // with it the call waits for the bus's answer
+    dbus_bus_remove_match(ear_, display_rule, &problem);
+    if (dbus_error_is_set(&problem)) throw std::runtime_error(problem.message);
+}
+
 DBusMessage *PrivateBus::next_signal() {
     const auto end = Clock::now() + deadline;
     while (Clock::now() < end) {
@@ -236,10 +251,61 @@ DBusMessage *PrivateBus::next_signal() {
     return nullptr;
 }
 
+static sockaddr_un place_of(const std::string &address) {
+    sockaddr_un place = {};
+    place.sun_family = AF_UNIX;
+    const std::string path = address.substr(address.find('=') + 1);
+    path.copy(place.sun_path, sizeof place.sun_path - 1);
+    return place;
+}
+
+LeavingBus::LeavingBus(const std::string &bus_address, Moment moment)
+    : address_("unix:path=" + folder_.file("leaving")), moment_(moment),
+      listening_(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)), bus_(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    const sockaddr_un own = place_of(address_);
+    const sockaddr_un other = place_of(bus_address);
+    if (bind(listening_, reinterpret_cast<const sockaddr *>(&own), sizeof own) != 0 || listen(listening_, 1) != 0 ||
+        connect(bus_, reinterpret_cast<const sockaddr *>(&other), sizeof other) != 0) {
+        throw std::runtime_error(std::string("no leaving bus: ") + strerror(errno));
+    }
+    thread_ = std::thread([this] { serve(); });
+}
+
+LeavingBus::~LeavingBus() {
+    shutdown(listening_, SHUT_RDWR);
+    shutdown(bus_, SHUT_RDWR);
+    thread_.join();
+    close(listening_);
+    close(bus_);
+}
+
+void LeavingBus::serve() {
+    const int client = accept4(listening_, nullptr, nullptr, SOCK_CLOEXEC);
+    std::string asked;
+    bool greeted = false;
+    while (client >= 0) {
+        pollfd sides[] = {{client, POLLIN, 0}, {bus_, POLLIN, 0}};
+        poll(sides, 2, -1);
+        char bytes[4096];
+        const bool from_client = sides[0].revents != 0;
+        const ssize_t count = recv(from_client ? client : bus_, bytes, sizeof bytes, 0);
+        if (count <= 0) break;
+        if (from_client) asked.append(bytes, size_t(count));
+        if (asked.find("NameHasOwner") != std::string::npos) break;
+        // The greeting's answer is the first that comes behind the question for it.
+        greeted = greeted || (from_client && asked.find("Hello") != std::string::npos);
+        const bool last = moment_ == Moment::after_hello && greeted && !from_client;
+        if (last) shutdown(client, SHUT_RD); // before the answer: what the client sends from then on fails
+        send(from_client ? bus_ : client, bytes, size_t(count), MSG_NOSIGNAL);
+        if (last) break;
+    }
+    close(client);
+}
+
 // ---- Pictures ----
 
-display_tools::Frame pattern(display_tools::Size size, unsigned seed) {
-    display_tools::Frame frame{size, {}};
+panel::Frame pattern(panel::Size size, unsigned seed) {
+    panel::Frame frame{size, {}};
     unsigned state = seed * 2654435761u + 1;
     for (int i = 0; i < size.width * size.height; i++) {
         state = state * 1664525u + 1013904223u;
@@ -248,7 +314,7 @@ display_tools::Frame pattern(display_tools::Size size, unsigned seed) {
     return frame;
 }
 
-std::string raw_of(const display_tools::Frame &frame) {
+std::string raw_of(const panel::Frame &frame) {
     std::string bytes;
     int bits = 0;
     int value = 0;

@@ -4,12 +4,13 @@
 
 #include <functional>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <dbus/dbus.h>
 #include <sys/types.h>
 
-#include "tools/frame.h"
+#include "panel/drawing.h"
 
 namespace tools_test {
 
@@ -70,16 +71,18 @@ private:
 std::string read_file(const std::string &path);
 bool wait_until(const std::function<bool()> &condition);
 
-// A private dbus-daemon that allows everything.
+// A private dbus-daemon that allows everything but what `policy` forbids, in the words of its configuration.
 class PrivateBus {
 public:
-    PrivateBus();
+    explicit PrivateBus(const std::string &policy = "");
     ~PrivateBus();
     PrivateBus(const PrivateBus &) = delete;
     PrivateBus &operator=(const PrivateBus &) = delete;
 
     const std::string &address() const { return address_; }
     void own_display_name();
+    // From now on nobody on this bus asks for display commands; next_signal() has nothing to give.
+    void stop_listening();
     // The next signal on zor.signal.Type. The caller releases it; null when none came in time.
     DBusMessage *next_signal();
 
@@ -90,9 +93,34 @@ private:
     DBusConnection *ear_ = nullptr;
 };
 
+// A bus that goes away: stands before another one and passes on what is said, up to a moment.
+class LeavingBus {
+public:
+    enum class Moment {
+        after_hello, // the client has its name, and nothing that it says arrives any more
+        at_question, // it has asked for the owner of a name, and gets no answer
+    };
+    LeavingBus(const std::string &bus_address, Moment moment);
+    ~LeavingBus();
+    LeavingBus(const LeavingBus &) = delete;
+    LeavingBus &operator=(const LeavingBus &) = delete;
+
+    const std::string &address() const { return address_; }
+
+private:
+    void serve();
+
+    Folder folder_;
+    std::string address_;
+    Moment moment_;
+    int listening_;
+    int bus_;
+    std::thread thread_;
+};
+
 // A picture without symmetry, different for each `seed`.
-display_tools::Frame pattern(display_tools::Size size, unsigned seed = 1);
+panel::Frame pattern(panel::Size size, unsigned seed = 1);
 // Its bytes on the panel, worked out independently of the code under test.
-std::string raw_of(const display_tools::Frame &frame);
+std::string raw_of(const panel::Frame &frame);
 
 } // namespace tools_test

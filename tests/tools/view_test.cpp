@@ -1,15 +1,21 @@
 // displayctl view: what it writes for frames of each kind. PNGs are read back by decode_png.py, which shares
 // nothing with the encoder.
+#include <cstdio>
 #include <sys/inotify.h>
+#include <sys/stat.h>
+#include <thread>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
 
 #include "support.h"
-#include "tools/png.h"
+#include "panel/drawing.h"
+#include "panel/png.h"
 
-using namespace display_tools;
+using namespace panel;
 using namespace tools_test;
+
+static std::string to_half_blocks(const Frame &frame) { return drawn(frame, Marks::half_blocks); }
 
 static std::string decoded(const std::string &path) {
     const Result result = run({PYTHON, TEST_SOURCE_DIR "/tests/tools/decode_png.py", path});
@@ -69,6 +75,19 @@ TEST(View, StandardInputToTheTerminal) {
     }
 }
 
+TEST(View, WithoutATerminalTheWholePictureComesInTheStyleAskedFor) {
+    const Frame frame = pattern(DEVICE_SIZE);
+    const struct {
+        const char *option;
+        Marks marks;
+    } styles[] = {{"--blocks", Marks::half_blocks}, {"--braille", Marks::braille}, {"--ascii", Marks::ascii}};
+    for (const auto &style : styles) {
+        const Result result = displayctl({"view", style.option, "-"}, raw_of(frame));
+        EXPECT_EQ(result.status, 0) << result.errors;
+        EXPECT_EQ(result.output, drawn(frame, style.marks)) << style.option;
+    }
+}
+
 TEST(View, AWholeMemoryPageIsShownWithANote) {
     const Frame frame = pattern(DEVICE_SIZE);
     const Result result = displayctl({"view", "-"}, raw_of(frame) + std::string(3072, 'x'));
@@ -116,12 +135,62 @@ TEST(Follow, APictureFileIsRenewed) {
     EXPECT_TRUE(wait_until([&] { return read_file(folder.file("a.pbm")) == to_pbm(second); }));
 }
 
-// Returns when another process has read the file that is at `path` now.
-static void wait_until_read(const std::string &path) {
+// Whoever has the old picture open keeps all of it.
+TEST(Follow, APictureFileIsReplacedInOneStep) {
+    const Folder folder;
+    const std::string source = folder.write("fb0", raw_of(pattern(DEVICE_SIZE, 1)));
+    for (const std::string option : {"--pbm", "--png"}) {
+        const std::string path = folder.write("picture", "old");
+        FILE *old = fopen(path.c_str(), "r");
+        EXPECT_EQ(displayctl({"view", option, path, source}).status, 0);
+        char content[8] = "";
+        EXPECT_EQ(fread(content, 1, sizeof content, old), 3u) << option;
+        EXPECT_STREQ(content, "old");
+        fclose(old);
+        EXPECT_NE(read_file(path), "old");
+        EXPECT_NE(access((path + ".part").c_str(), F_OK), 0);
+    }
+}
+
+TEST(Follow, AnUnfinishedPictureIsNotLeft) {
+    const Folder folder;
+    ASSERT_EQ(mkdir(folder.file("picture.part").c_str(), 0700), 0); // in the way of the new picture
+    const std::string source = folder.write("fb0", raw_of(pattern(DEVICE_SIZE)));
+    const Result blocked = displayctl({"view", "--pbm", folder.file("picture"), source});
+    EXPECT_EQ(blocked.status, 1);
+    EXPECT_NE(blocked.errors.find("can't write " + folder.file("picture.part")), std::string::npos) << blocked.errors;
+    // A limit on the size of files is as good as a full disk.
+    Words command{"/bin/sh", "-c", "trap '' XFSZ; ulimit -f 1; exec \"$@\"", "sh"};
+    for (const std::string &word : displayctl_command({"view", "--pbm", folder.file("b"), source})) {
+        command.push_back(word);
+    }
+    const Result full = run(command);
+    EXPECT_EQ(full.status, 1);
+    EXPECT_NE(full.errors.find("File too large"), std::string::npos) << full.errors;
+    EXPECT_NE(access(folder.file("b.part").c_str(), F_OK), 0) << "half a picture is left";
+    EXPECT_NE(access(folder.file("b").c_str(), F_OK), 0);
+}
+
+TEST(View, ALinkIsWrittenThrough) {
+    const Folder folder;
+    const Frame frame = pattern(DEVICE_SIZE);
+    folder.write("target", "old");
+    ASSERT_EQ(symlink("target", folder.file("link").c_str()), 0);
+    EXPECT_EQ(displayctl({"view", "--pbm", folder.file("link"), "-"}, raw_of(frame)).status, 0);
+    EXPECT_EQ(read_file(folder.file("target")), to_pbm(frame));
+}
+
+// Returns when another process has read the file that is at `path` now so often.
+static void wait_until_read(const std::string &path, int times = 1) {
     const int watch = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
     ASSERT_GE(inotify_add_watch(watch, path.c_str(), IN_CLOSE_NOWRITE), 0);
-    inotify_event event;
-    EXPECT_TRUE(wait_until([&] { return read(watch, &event, sizeof event) > 0; }));
+    for (int i = 0; i < times; i++) {
+        const auto was_read = [&] { // equal events that follow each other may come as one
+            inotify_event event;
+            return read(watch, &event, sizeof event) > 0;
+        };
+        EXPECT_TRUE(wait_until(was_read));
+    }
     close(watch);
 }
 
@@ -137,6 +206,44 @@ TEST(Follow, AMomentWithoutAFrameIsBridgedAndALongOneEnds) {
     ASSERT_TRUE(view.wait_for(to_half_blocks(second)));
     unlink(path.c_str());
     EXPECT_EQ(view.wait(), 1);
+}
+
+// Twenty bad frames in a row are the end, not twenty in a day.
+TEST(Follow, OnlyBadFramesInARowAreCounted) {
+    const Folder folder;
+    const std::string path = folder.write("fb0", raw_of(pattern(DEVICE_SIZE, 1)));
+    Running view({"view", "--follow", path});
+    ASSERT_TRUE(view.wait_for(to_half_blocks(pattern(DEVICE_SIZE, 1))));
+    for (unsigned seed = 2; seed < 5; seed++) {
+        wait_until_read(folder.write("fb0", "half a frame"), 9);
+        folder.write("fb0", raw_of(pattern(DEVICE_SIZE, seed)));
+        ASSERT_TRUE(view.wait_for(to_half_blocks(pattern(DEVICE_SIZE, seed)))) << seed;
+    }
+}
+
+TEST(Follow, AFileThatStaysTheSameIsShownOnce) {
+    const Folder folder;
+    const std::string frame = raw_of(pattern(DEVICE_SIZE, 1));
+    const std::string path = folder.write("fb0", frame);
+    Running view({"view", "--follow", path});
+    wait_until_read(path, 2);
+    wait_until_read(folder.write("fb0", frame), 2);
+    folder.write("fb0", raw_of(pattern(DEVICE_SIZE, 2)));
+    ASSERT_TRUE(view.wait_for(to_half_blocks(pattern(DEVICE_SIZE, 2))));
+    EXPECT_EQ(view.output(), to_half_blocks(pattern(DEVICE_SIZE, 1)) + to_half_blocks(pattern(DEVICE_SIZE, 2)));
+}
+
+TEST(Follow, AReaderThatHasGoneEndsIt) {
+    const Folder folder;
+    const std::string path = folder.write("fb0", raw_of(pattern(DEVICE_SIZE, 1)));
+    Words command{"/bin/sh", "-c", "\"$@\" | head -n 1", "sh"};
+    for (const std::string &word : displayctl_command({"view", "--follow", path})) command.push_back(word);
+    std::thread writer([&] { // a second frame, for a writer notices at its next write
+        wait_until_read(path, 2);
+        folder.write("fb0", raw_of(pattern(DEVICE_SIZE, 2)));
+    });
+    EXPECT_EQ(run(command).status, 0);
+    writer.join();
 }
 
 TEST(Follow, StandardInputIsFrameAfterFrame) {
@@ -223,6 +330,8 @@ TEST(View, FailuresSayWhatToDo) {
         {{frame, "--png"}, 2, "'--png' needs a value"},
         {{frame, "--png", ""}, 2, "--png needs a file name"},
         {{frame, "--png", "-", "--pbm", "-"}, 2, "only one"},
+        {{frame, "--ascii", "--braille"}, 2, "give one of"},
+        {{frame, "--blocks", "--png", "-"}, 2, "are for text"},
         {{frame, frame}, 2, "leave"},
     };
     for (const auto &one : cases) {

@@ -4,11 +4,11 @@
 
 #include <string>
 
-#include "tools/frame.h"
+#include "panel/frame.h"
 
-namespace display_tools {
+namespace panel {
 
 /// The bytes of a PNG file in which each pixel of the panel is `scale` by `scale` pixels.
 std::string to_png(const Frame &frame, int scale = 1);
 
-} // namespace display_tools
+} // namespace panel

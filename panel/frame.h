@@ -1,5 +1,5 @@
-// A panel's picture, one bit a pixel, and its forms: the raw frame of a framebuffer, plain PBM, and half
-// blocks for a terminal. Used by displayctl and by the simulator's page; png.h makes a PNG of it.
+// A panel's picture, one bit a pixel, and its forms in files: the raw frame of a framebuffer and plain PBM.
+// png.h makes a PNG of it, drawing.h the text of a terminal.
 #pragma once
 
 #include <cstddef>
@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-namespace display_tools {
+namespace panel {
 
 struct Size {
     int width;
@@ -50,7 +50,4 @@ Frame frame_from_bytes(const std::string &bytes, std::optional<Size> size, size_
 /// Plain PBM, one panel row a line.
 std::string to_pbm(const Frame &frame);
 
-/// Two panel rows a line, in UTF-8.
-std::string to_half_blocks(const Frame &frame);
-
-} // namespace display_tools
+} // namespace panel

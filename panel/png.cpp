@@ -1,10 +1,10 @@
 // See png.h. A PNG is a signature and chunks; the picture is one zlib stream, here of stored blocks only.
-#include "tools/png.h"
+#include "panel/png.h"
 
 #include <algorithm>
 #include <cstdint>
 
-namespace display_tools {
+namespace panel {
 
 static std::string big_endian(uint32_t value) {
     return {char(value >> 24), char(value >> 16), char(value >> 8), char(value)};
@@ -69,4 +69,4 @@ std::string to_png(const Frame &frame, int scale) {
     return "\x89PNG\r\n\x1a\n" + chunk("IHDR", header) + chunk("IDAT", pixels) + chunk("IEND", "");
 }
 
-} // namespace display_tools
+} // namespace panel

@@ -2,13 +2,13 @@
 //
 // PBM calls 1 black ink. Here 1 is a lit pixel, so that the text of the file shows the picture as the panel
 // does.
-#include "tools/frame.h"
+#include "panel/frame.h"
 
 #include <cctype>
 
-#include "tools/errors.h"
+#include "panel/failure.h"
 
-namespace display_tools {
+namespace panel {
 
 // ---- Raw ----
 
@@ -134,19 +134,4 @@ Frame frame_from_bytes(const std::string &bytes, std::optional<Size> size, size_
     return frame;
 }
 
-// ---- Terminal ----
-
-std::string to_half_blocks(const Frame &frame) {
-    constexpr const char *blocks[] = {" ", "\u2580", "\u2584", "\u2588"};
-    std::string text;
-    for (int y = 0; y < frame.size.height; y += 2) {
-        for (int x = 0; x < frame.size.width; x++) {
-            const bool lower = y + 1 < frame.size.height && frame.at(x, y + 1);
-            text += blocks[(frame.at(x, y) ? 1 : 0) + (lower ? 2 : 0)];
-        }
-        text += '\n';
-    }
-    return text;
-}
-
-} // namespace display_tools
+} // namespace panel
