@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -143,24 +144,35 @@ std::string KeyFilter::keys_in(const std::string &bytes) {
 
 // ---- The screen ----
 
-// Gives up without a word when the end is wanted: a terminal that takes nothing must not hold the process.
-static void write_out(const std::string &text) {
+// The terminal once more, for writing without being held by it: the flag that does it belongs to whoever has opened a
+// file, and standard output was opened by others. Standard output itself where that is forbidden.
+static int open_terminal() {
+    char name[64];
+    if (ttyname_r(STDOUT_FILENO, name, sizeof name) != 0) return STDOUT_FILENO;
+    const int opened = open(name, O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    return opened >= 0 ? opened : STDOUT_FILENO;
+}
+
+// A terminal that takes nothing is waited for until the end is wanted, and then not much longer.
+void Screen::write_out(const std::string &text) const {
+    constexpr int step_ms = 100;
+    int patience_ms = 500;
     for (size_t done = 0; done < text.size();) {
-        const ssize_t count = write(STDOUT_FILENO, text.data() + done, text.size() - done);
+        const ssize_t count = write(output_, text.data() + done, text.size() - done);
         if (count > 0) {
             done += size_t(count);
-        } else if (errno == EINTR && end_wanted()) {
-            return;
-        } else if (errno == EAGAIN) {
-            pollfd writable{STDOUT_FILENO, POLLOUT, 0};
-            poll(&writable, 1, -1);
-        } else if (errno != EINTR) {
+            continue;
+        }
+        if (errno != EAGAIN && errno != EINTR) {
             throw Failure(std::string("can't write to the terminal: ") + strerror(errno));
         }
+        if (end_wanted() && (patience_ms -= step_ms) < 0) return;
+        pollfd writable{output_, POLLOUT, 0};
+        poll(&writable, 1, step_ms);
     }
 }
 
-Screen::Screen() {
+Screen::Screen() : output_(open_terminal()) {
     fflush(stdout);
     keyboard_ = isatty(STDIN_FILENO) != 0 && tcgetattr(STDIN_FILENO, &before_) == 0;
     for (int number : {SIGTSTP, SIGCONT, SIGWINCH}) note(number, SA_RESTART);
@@ -173,6 +185,7 @@ Screen::~Screen() {
     } catch (const Failure &) { // the terminal has gone
     }
     for (int number : {SIGTSTP, SIGCONT, SIGWINCH}) signal(number, SIG_DFL);
+    if (output_ != STDOUT_FILENO) close(output_);
 }
 
 // The settings first: in the background that stops the process, before anything is written.
@@ -190,9 +203,13 @@ void Screen::enter() {
     write_out("\033[?1049h\033[?25l");
 }
 
-// What was typed and not read is no line for the shell.
+// What was typed and not read is no line for the shell. Flushed apart from the settings, which would otherwise wait for
+// a terminal that takes nothing.
 void Screen::leave() {
-    if (keyboard_) tcsetattr(STDIN_FILENO, TCSAFLUSH, &before_);
+    if (keyboard_) {
+        tcsetattr(STDIN_FILENO, TCSANOW, &before_);
+        tcflush(STDIN_FILENO, TCIFLUSH);
+    }
     write_out("\033[0m\033[?25h\033[?1049l");
 }
 

@@ -79,18 +79,20 @@ public:
     bool has_keys() const { return keyboard_; }
     Place place() const;
     /// Shows these and nothing else, and writes only what is not shown already. What is too much for the terminal is
-    /// left out, so that it never scrolls. Throws Failure when standard output can't be written.
+    /// left out, so that it never scrolls. Throws Failure when the terminal has gone.
     void show(const std::vector<Row> &rows);
     /// Waits for keys, a resize or `descriptor` (-1: none), and for `milliseconds` at most. The keys that were
     /// pressed. Stops the process when Ctrl-Z was.
     std::string wait(int milliseconds, int descriptor = -1);
 
 private:
+    void write_out(const std::string &text) const;
     void enter();
     void leave();
     void stop_if_wanted();
     std::string read_keys();
 
+    int output_;
     bool keyboard_ = false;
     termios before_ = {};
     KeyFilter filter_;

@@ -103,7 +103,7 @@ std::string compact_legend(int columns) {
         }
         if (!item.empty()) items.push_back(group + " " + item);
     }
-    items.push_back(std::string("space ") + key_steps + " " + key_slower + " " + key_faster + " time");
+    items.push_back(std::string("time ") + key_pauses + key_steps + key_steps_far + key_slower + key_faster);
     items.push_back(std::string(1, key_lists) + " lists");
     items.push_back(std::string(1, key_quits) + " ends");
     return in_lines(items, static_cast<size_t>(columns), 0);
@@ -112,7 +112,7 @@ std::string compact_legend(int columns) {
 std::string full_legend(int columns) {
     std::vector<std::string> items;
     for (const Key &key : keys()) items.push_back(std::string(1, key.key) + " " + key.send);
-    items.push_back("space pause, go on");
+    items.push_back(std::string(1, key_pauses) + " pause, go on");
     items.push_back(std::string(1, key_steps) + " pause, 100 ms on");
     items.push_back(std::string(1, key_steps_far) + " pause, 1 s on");
     items.push_back(std::string(1, key_slower) + " slower");

@@ -9,10 +9,10 @@ namespace display_sim {
 
 constexpr char key_quits = 'q';
 constexpr char key_lists = '?';
-// What time does.
-constexpr char key_pauses = ' ';
-constexpr char key_steps = '.';
-constexpr char key_steps_far = '>';
+// What time does; the first two as on the page.
+constexpr char key_pauses = '.';
+constexpr char key_steps = ',';
+constexpr char key_steps_far = ';';
 constexpr char key_faster = '+';
 constexpr char key_slower = '-';
 

@@ -351,6 +351,16 @@ class Streams(PageTest):
             rows = [bits[y * width:(y + 1) * width] for y in range(picture["height"])]
             self.assertEqual(rows, self.picture(view))
 
+    def test_both_daemons_logs_are_told(self):
+        self.simulator.do("send DoIP_on", "wait 601ms")
+        views = set()
+        for name, data in events(self.stream()):
+            if name == "log" and data["text"] == "Got Signal with value DoIP_on":
+                views.add(data["view"])
+            if name == "caught-up":
+                break
+        self.assertEqual(views, set(VIEWS))
+
     def test_changes_come_by_themselves(self):
         stream = events(self.stream())
         self.simulator.do("send REC_ON", "wait 601ms", "serial QB-NEW")

@@ -67,6 +67,17 @@ TEST(Demo, ShowsTheLayoutStepByStep) { expect_demo(display_sim({"--demo", "--lay
 
 TEST(Demo, IsWhatAPipeGets) { EXPECT_EQ(display_sim({}).output, display_sim({"--demo"}).output); }
 
+TEST(Demo, IsDrawnInLettersWhereThereIsNothingElse) {
+    for (const auto &[words, environment] :
+         {std::pair<std::vector<std::string>, std::string>{{"--demo", "--layout", "--ascii"}, ""},
+          {{"--demo", "--layout"}, "LC_ALL=C"}}) {
+        const Outcome outcome = display_sim(words, environment);
+        expect_demo(outcome, 33);
+        EXPECT_TRUE(std::all_of(outcome.output.begin(), outcome.output.end(),
+                                [](char letter) { return letter == '\n' || (letter >= ' ' && letter <= '~'); }));
+    }
+}
+
 TEST(Demo, PlaysTheTargetThatWasAskedFor) {
     for (const std::vector<std::string> &words :
          {std::vector<std::string>{"--target", "armhf"}, {"--demo", "--layout", "--target", "armhf"}}) {
@@ -118,6 +129,8 @@ TEST(CommandLine, SaysWhatIsWrong) {
         {{"paly"}, "'paly' is neither an option nor 'play' or 'gallery'"},
         {{"--page", "--no-page"}, "--page and --no-page exclude each other"},
         {{"--no-page", "--port", "8080"}, "--port and --no-page exclude each other"},
+        {{"--demo", "--ascii", "--blocks"}, "--blocks, --braille and --ascii exclude each other"},
+        {{"--page", "--braille"}, "--braille and --page exclude each other"},
     });
 }
 
@@ -127,7 +140,7 @@ TEST(CommandLine, ExplainsItself) {
         EXPECT_EQ(outcome.status, 0);
         EXPECT_EQ(outcome.errors, "");
         for (const char *word : {"usage: display-sim", "--layout", "--target", "--speed", "--port", "--page",
-                                 "--no-page", "--demo", "play FILE", "gallery"}) {
+                                 "--no-page", "--demo", "--blocks", "--braille", "--ascii", "play FILE", "gallery"}) {
             EXPECT_TRUE(contains(outcome.output, word)) << word;
         }
     }

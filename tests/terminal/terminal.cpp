@@ -141,6 +141,17 @@ int Terminal::wait_for_end() {
     return WIFEXITED(end) ? WEXITSTATUS(end) : -1;
 }
 
+int Terminal::wait_for_end_unread() {
+    const auto end_of_patience = deadline();
+    int end = 0;
+    while (waitpid(pid_, &end, WNOHANG) != pid_) {
+        if (steady_clock::now() >= end_of_patience) return -1;
+        poll(nullptr, 0, 5);
+    }
+    pid_ = -1;
+    return WIFEXITED(end) ? WEXITSTATUS(end) : -1;
+}
+
 termios Terminal::settings() const {
     termios now = {};
     tcgetattr(slave_, &now);
@@ -149,8 +160,10 @@ termios Terminal::settings() const {
 
 int Terminal::bytes_left_to_read() const {
     termios raw = settings();
-    raw.c_lflag &= ~static_cast<tcflag_t>(ICANON);
-    tcsetattr(slave_, TCSANOW, &raw);
+    if ((raw.c_lflag & static_cast<tcflag_t>(ICANON)) != 0) { // a line that is not complete would not count
+        raw.c_lflag &= ~static_cast<tcflag_t>(ICANON);
+        tcsetattr(slave_, TCSANOW, &raw);
+    }
     int count = -1;
     ioctl(slave_, FIONREAD, &count);
     return count;

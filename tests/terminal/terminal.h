@@ -50,6 +50,8 @@ public:
 
     // The exit status; -1 when it still runs at the deadline or ended by a signal.
     int wait_for_end();
+    // The same without reading what it writes.
+    int wait_for_end_unread();
     termios settings() const;
     // Of what was typed, the bytes that nobody has read: the next program would get them.
     int bytes_left_to_read() const;
