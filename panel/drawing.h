@@ -50,7 +50,8 @@ struct Drawing {
     bool whole; ///< everything that matters is seen
 };
 
-/// The picture in that place, never larger than it. Rows that do not matter may go so that the marks stay large; what does not fit even then is cut off on the right and below, for the rows at the top matter most.
+/// The picture in that place, never larger than it. Rows that do not matter may go so that the marks stay large;
+/// what does not fit even then is cut off on the right and below, for the rows at the top matter most.
 Drawing fitted(const Frame &frame, Style style, Place place);
 
 /// How many lines the picture takes at its smallest in that style.

@@ -28,7 +28,8 @@ static int show_demo(const display_sim::LiveOptions &chosen) {
 }
 
 static int show(const std::vector<std::string> &words) {
-    const display_sim::Choice choice = display_sim::parse_options(words, panel::look_for(STDOUT_FILENO, std::nullopt).in_place);
+    const bool terminal = panel::look_for(STDOUT_FILENO, std::nullopt).in_place;
+    const display_sim::Choice choice = display_sim::parse_options(words, terminal);
     display_sim::catch_endings();
     if (choice.help) {
         display_sim::print(display_sim::usage);

@@ -101,7 +101,8 @@ Choice parse_options(const std::vector<std::string> &words, bool terminal) {
         if (is_one_of(option, {"--target", "--speed", "--port"})) {
             if (i + 1 == words.size()) throw UsageError(option + " needs a value after it");
             take_value(option, words[++i], choice.live);
-        } else if (!is_one_of(option, {"--layout", "--demo", "--page", "--no-page", "--blocks", "--braille", "--ascii"})) {
+        } else if (!is_one_of(option, {"--layout", "--demo", "--page", "--no-page", "--blocks", "--braille",
+                                       "--ascii"})) {
             refuse_unknown(option);
         }
         given.push_back(option);

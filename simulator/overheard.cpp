@@ -66,7 +66,8 @@ std::vector<Overheard> Ear::commands() {
         DBusMessage *message = dbus_connection_pop_message(connection);
         if (message == nullptr) break;
         if (dbus_message_is_signal(message, SIGNAL_INTERFACE, SIGNAL_MEMBER)) {
-            heard.push_back({text_of(message), dbus_message_get_sender(message)});
+            const char *const sender = dbus_message_get_sender(message);
+            heard.push_back({text_of(message), sender != nullptr ? sender : "?"});
         }
         dbus_message_unref(message);
     }

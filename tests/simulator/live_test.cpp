@@ -136,7 +136,8 @@ TEST(Live, QuestionMarkListsAllKeys) {
     for (const char *entry : {"u chan_usb", "b chan_bt", "h chan_ap", "s chan_sta", "v chan_vpn",
                               "t chan_timeout", "r M4_ready", "c M4_COMM", "j M4_J2534", "n M4_none",
                               "o p_off", "p p_on", "e Error_Code E12", "f cd_update 120 MAIN_FW",
-                              "m clear_msg", ". pause, go on", ", pause, 100 ms on", "; pause, 1 s on", "+ faster", "- slower"}) {
+                              "m clear_msg", ". pause, go on", ", pause, 100 ms on", "; pause, 1 s on", "+ faster",
+                              "- slower"}) {
         EXPECT_TRUE(terminal.shows(entry)) << entry;
     }
     terminal.type("?");
@@ -287,7 +288,7 @@ TEST(Live, WhatOthersSendIsShown) {
     EXPECT_TRUE(terminal.shows(": (no word) ("));
     ASSERT_EQ(paste(settings + "dbus-send --system --type=signal /a zor.other.Type.Display string:chan_sta"), 0);
     ASSERT_EQ(paste(settings + "displayctl send chan_bt"), 0);
-    EXPECT_TRUE(terminal.shows(": chan_bt (the panel follows when time goes on)")) << "nothing counts that is no command";
+    EXPECT_TRUE(terminal.shows(": chan_bt (the panel follows when time goes on)")) << "what is no command counts";
 }
 
 TEST(Live, ManyCommandsAtOnceAreCounted) {

@@ -116,11 +116,19 @@ void Terminal::catch_up() {
     while (read_some(0)) {}
 }
 
+// It has, and its status is still to be asked for.
+bool Terminal::has_ended() const {
+    siginfo_t about = {};
+    return pid_ > 0 && waitid(P_PID, static_cast<id_t>(pid_), &about, WEXITED | WNOHANG | WNOWAIT) == 0 &&
+           about.si_pid == pid_;
+}
+
 bool Terminal::read_until(const std::function<bool()> &condition) {
     const auto end = deadline();
     while (!condition()) {
         if (steady_clock::now() >= end) return false;
-        read_some(20);
+        const bool over = has_ended();
+        if (!read_some(20) && over) return condition();
     }
     return true;
 }

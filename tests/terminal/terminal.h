@@ -62,6 +62,7 @@ public:
 
 private:
     bool read_some(int milliseconds);
+    bool has_ended() const;
 
     std::string folder_;
     EmulatedScreen screen_;
