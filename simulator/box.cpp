@@ -27,29 +27,15 @@ const std::vector<BoxFolder> &box_folders() {
     return folders;
 }
 
-// Sockets lie in the tree, and their paths must be short.
-static std::string temporary_folder() {
-    const char *wanted = std::getenv("TMPDIR");
-    const bool usable = wanted != nullptr && wanted[0] == '/' && std::string(wanted).size() < 60;
-    std::string name = std::string(usable ? wanted : "/tmp") + "/desk-XXXXXX";
-    if (mkdtemp(name.data()) == nullptr) throw system_error("can't make a folder for the box (" + name + ")");
-    return name;
-}
-
-Box::Box(Furnishing furnishing) : folder_(temporary_folder()) {
-    for (const BoxFolder &folder : box_folders()) fs::create_directories(folder_ + "/" + folder.name);
-    fs::create_directories(folder_ + "/userdata/configs");
-    fs::create_directories(folder_ + "/sys/class/net/wlan0");
-    fs::create_directories(folder_ + "/sys/bus/iio/devices/iio:device0");
+Box::Box(Furnishing furnishing) {
+    for (const BoxFolder &folder : box_folders()) fs::create_directories(folder_.path() + "/" + folder.name);
+    fs::create_directories(folder_.path() + "/userdata/configs");
+    fs::create_directories(folder_.path() + "/sys/class/net/wlan0");
+    fs::create_directories(folder_.path() + "/sys/bus/iio/devices/iio:device0");
     // Places for the few devices that the sandbox lends from the host.
     for (const char *device : lent_devices) write(device);
     write(console);
     if (furnishing == Furnishing::healthy) furnish();
-}
-
-Box::~Box() {
-    std::error_code ignored;
-    fs::remove_all(folder_, ignored);
 }
 
 void Box::furnish() {
@@ -66,16 +52,16 @@ void Box::furnish() {
 std::string Box::host_path(const std::string &path_in_box) const {
     for (const BoxFolder &folder : box_folders()) {
         const std::string guest = folder.guest;
-        if (path_in_box == guest) return folder_ + "/" + folder.name;
+        if (path_in_box == guest) return folder_.path() + "/" + folder.name;
         if (path_in_box.compare(0, guest.size() + 1, guest + "/") != 0) continue;
-        return folder_ + "/" + folder.name + path_in_box.substr(guest.size());
+        return folder_.path() + "/" + folder.name + path_in_box.substr(guest.size());
     }
     throw Error("the box has no place for " + path_in_box);
 }
 
 void Box::write(const std::string &path_in_box, const std::string &content) {
     const std::string path = host_path(path_in_box);
-    const std::string fresh = folder_ + "/fresh";
+    const std::string fresh = folder_.path() + "/fresh";
     fs::create_directories(fs::path(path).parent_path());
     std::ofstream file(fresh, std::ios::binary);
     file << content;

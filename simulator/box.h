@@ -1,11 +1,13 @@
 // The box that the daemon believes to run on: a temporary folder tree on the host that the sandbox binds at
 // /rodata, /userdata, /tmp, /sys, /usr/local/bin and /dev, and the fake tools iw, wl and vcicp with the state
 // they report. Paths given to a Box are the daemon's own absolute ones, e.g. "/rodata/wlock". Everything may
-// be changed while the daemon runs. The tree is removed with the Box.
+// be changed while the daemon runs. The tree is removed with the Box; one whose process was killed goes with the next.
 #pragma once
 
 #include <string>
 #include <vector>
+
+#include "temporary_folder.h"
 
 namespace desk {
 
@@ -36,12 +38,11 @@ enum class Furnishing {
 class Box {
 public:
     explicit Box(Furnishing furnishing = Furnishing::healthy);
-    ~Box();
     Box(const Box &) = delete;
     Box &operator=(const Box &) = delete;
 
     // The tree's place on the host.
-    const std::string &folder() const { return folder_; }
+    const std::string &folder() const { return folder_.path(); }
     // Where on the host a path of the box lies.
     std::string host_path(const std::string &path_in_box) const;
 
@@ -94,7 +95,7 @@ public:
 private:
     void furnish();
 
-    std::string folder_;
+    TemporaryFolder folder_{"desk-"};
 };
 
 } // namespace desk

@@ -11,6 +11,8 @@ import time
 import urllib.error
 import urllib.request
 
+from own_folder import OwnFolder
+
 PATIENCE = float(os.environ.get("DESK_PATIENCE") or 1)
 ELEMENT = "element-6066-11e4-a52e-4f735466cecf"
 FLAGS = ["--headless", "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run",
@@ -48,8 +50,10 @@ class Driver:
 
     def __init__(self):
         self.chromium, chromedriver = programs()
-        self.folder = tempfile.TemporaryDirectory(prefix="page-test-", ignore_cleanup_errors=True)
-        environment = dict(os.environ, HOME=self.folder.name, XDG_RUNTIME_DIR=self.folder.name)
+        self.folder = OwnFolder("page-test-")
+        # What they make beside the profile, they make in here too.
+        environment = dict(os.environ, HOME=self.folder.name, XDG_RUNTIME_DIR=self.folder.name,
+                           TMPDIR=self.folder.name)
         self.process = subprocess.Popen([chromedriver, "--port=0"], stdout=subprocess.PIPE, stderr=subprocess.DEVNULL,
                                         env=environment, text=True)
         self.address = None
