@@ -72,13 +72,6 @@ bool Clock::stands_still() const {
     return stepped && load(shared_->stands_at_us) == load(shared_->limit_us);
 }
 
-void Clock::advance(int64_t ms) {
-    raise(ms);
-    if (!wait_until([this] { return stands_still(); })) {
-        throw Error("the daemon has not passed " + std::to_string(ms) + " ms of its clock by the deadline");
-    }
-}
-
 void Clock::set_speed(double speed) {
     store(shared_->speed_thousandths, speed * 1000.0);
     store(shared_->mode, DESK_CLOCK_SCALED);

@@ -29,9 +29,6 @@ public:
     // Lets the daemon run `ms` further; raise() returns at once, stands_still() tells when it has arrived.
     void raise(int64_t ms);
     bool stands_still() const;
-    // raise() and wait. Throws Error when the daemon has not arrived by the deadline.
-    void advance(int64_t ms);
-
     // Scaled time from here on; stop() is stepped time again, at the moment reached.
     void set_speed(double speed);
     void stop();

@@ -176,9 +176,9 @@ void Desk::start() {
     const auto listening = [&] {
         return log_->count("Match rule sent") > 0 && (!stepped || clock_->stands_still());
     };
-    const bool decided = wait_until([&] { return !alive() || listening(); });
+    const bool decided = wait_for_daemon([&] { return !alive() || listening(); });
     if (!alive()) throw Error("the daemon ended instead of listening: " + obituary());
-    if (!decided) throw Error("the daemon has not begun to listen by the deadline: " + obituary());
+    if (!decided) throw Error(hang("does not begin to listen"));
 }
 
 void Desk::stop() { process_.kill(); }
@@ -232,12 +232,57 @@ std::string Desk::obituary() {
 
 /* ---- time and commands ---- */
 
+// Processor time of the daemon, its sandbox and the tools it runs.
+static long group_ticks(pid_t group) {
+    long ticks = 0;
+    for (const ProcessEntry &entry : process_table()) {
+        if (entry.group == group) ticks += entry.ticks;
+    }
+    return ticks;
+}
+
+// A deadline without progress, looked at in tenths of it. A pass of the daemon's loop is progress, a log line before
+// the first one too. So is processor time, because a start or a tool may be slow on a busy machine; but only as much
+// of it as the deadline is long, for what spins has hung.
+bool Desk::wait_for_daemon(const std::function<bool()> &condition) {
+    constexpr int parts = 10;
+    const auto moves = [this]() -> size_t {
+        const uint32_t passes = clock_->passes();
+        return passes > 0 ? passes : log_->lines().size();
+    };
+    const long most_ticks = static_cast<long>(patience().count()) * sysconf(_SC_CLK_TCK) / 1000;
+    size_t moves_seen = moves();
+    long ticks_seen = -1;
+    long ticks_used = 0;
+    int idle_parts = 0;
+    while (!wait_until(condition, usual_deadline / parts)) {
+        const size_t moves_now = moves();
+        const long ticks_now = group_ticks(process_.pid());
+        const bool moved = moves_now != moves_seen;
+        const bool worked = ticks_seen >= 0 && ticks_now != ticks_seen;
+        ticks_used = moved ? 0 : ticks_used + (worked ? std::labs(ticks_now - ticks_seen) : 0);
+        idle_parts = moved || worked ? 0 : idle_parts + 1;
+        if (idle_parts >= parts || ticks_used > most_ticks) return condition();
+        moves_seen = moves_now;
+        ticks_seen = ticks_now;
+    }
+    return true;
+}
+
+std::string Desk::hang(const std::string &what) {
+    const auto waited = std::chrono::duration<double>(patience()).count();
+    char seconds[32];
+    std::snprintf(seconds, sizeof(seconds), "%.3g", waited);
+    return "the daemon " + what + ": nothing has moved for " + seconds +
+           " s (DESK_PATIENCE=5 in the environment waits five times as long); " + obituary();
+}
+
 void Desk::advance(int64_t ms) {
     if (!alive()) throw Error("the daemon has ended: " + obituary());
     clock_->raise(ms);
-    const bool arrived = wait_until([this] { return clock_->stands_still() || !alive(); });
+    const bool arrived = wait_for_daemon([this] { return clock_->stands_still() || !alive(); });
     if (!alive()) throw Error("the daemon ended while its clock ran: " + obituary());
-    if (!arrived) throw Error("the daemon hangs in the next " + std::to_string(ms) + " ms: " + obituary());
+    if (!arrived) throw Error(hang("hangs in the next " + std::to_string(ms) + " ms"));
 }
 
 bool Desk::advance_until(const std::function<bool()> &condition, int64_t limit_ms) {
@@ -254,12 +299,13 @@ void Desk::let_pass(int64_t ms) {
     if (options_.time == Time::stepped) return advance(ms);
     const auto begin = std::chrono::steady_clock::now();
     const int64_t virtual_begin = clock_->now_us();
-    wait_until([&] {
+    const bool passed = wait_for_daemon([&] {
         if (!alive()) return true;
         if (options_.time == Time::scaled) return clock_->now_us() - virtual_begin >= ms * 1000;
         return std::chrono::steady_clock::now() - begin >= std::chrono::milliseconds(ms);
-    }, usual_deadline + std::chrono::milliseconds(ms));
+    });
     if (!alive()) throw Error("the daemon has ended: " + obituary());
+    if (!passed) throw Error(hang("hangs in the next " + std::to_string(ms) + " ms"));
 }
 
 void Desk::send_and_settle(const std::string &word, const std::vector<Argument> &further, int64_t settle_ms) {
@@ -268,7 +314,7 @@ void Desk::send_and_settle(const std::string &word, const std::vector<Argument> 
     const auto logged = [&] { return log_->count(line) > before; };
     bus().send(word, further);
     const bool arrived = options_.time == Time::stepped ? advance_until(logged, 1000)
-                                                        : wait_until([&] { return logged() || !alive(); });
+                                                        : wait_for_daemon([&] { return logged() || !alive(); });
     if (!arrived || !logged()) throw Error("the command \"" + word + "\" does not arrive: " + obituary());
     let_pass(settle_ms);
 }

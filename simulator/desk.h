@@ -104,6 +104,8 @@ private:
     std::vector<std::string> daemon_command() const;
     void describe_panel(std::map<std::string, std::string> &environment) const;
     void let_pass(int64_t ms);
+    bool wait_for_daemon(const std::function<bool()> &condition);
+    std::string hang(const std::string &what);
     std::string obituary();
 
     Options options_;

@@ -24,6 +24,7 @@ const char *const usage =
     "  --bind HOST:GUEST  a further file or folder, writable\n"
     "  --setenv NAME=TEXT a further variable\n"
     "  --panel WxHxDEPTH  a framebuffer /dev/fb0 of this geometry\n"
+    "       desk-exec --sandbox   tells which sandbox works here: bwrap or proot\n"
     "Absolute paths among the arguments can be read inside at the same place.\n";
 
 struct Request {
@@ -118,12 +119,17 @@ int run(const std::vector<std::string> &command) {
 } // namespace
 
 int main(int argc, char **argv) try {
+    if (argc == 2 && std::string(argv[1]) == "--sandbox") {
+        std::puts(desk::walls() == desk::Walls::bwrap ? "bwrap" : "proot");
+        return 0;
+    }
     Request request = parse({argv + 1, argv + argc});
     const desk::Box box(request.furnishing);
     if (!request.panel.empty()) add_panel(box, request);
     request.inside.keep_environment = true;
     // Tells a test that what it writes to absolute paths stays in a box.
     request.inside.environment["DESK_BOX"] = "1";
+    request.inside.environment["ASAN_OPTIONS"] = desk::sanitizer_options_inside();
     desk::bring_paths({request.command.begin() + 1, request.command.end()}, request.inside);
     request.command[0] = desk::bring_program(request.command[0], request.inside);
     // Asked for by name, so they lie over what came in by itself.

@@ -79,7 +79,7 @@ void Process::kill() {
     wait_until([this] { return !alive(); });
 }
 
-// "123 (name with blanks) S 1 120 ..." : pid, name, state, parent, group.
+// "123 (name with blanks) S 1 120 ..." : pid, name, state, parent, group; four sums of ticks from the tenth further on.
 static bool read_entry(const std::filesystem::path &folder, ProcessEntry &entry) {
     std::ifstream file(folder / "stat");
     std::string line;
@@ -88,7 +88,12 @@ static bool read_entry(const std::filesystem::path &folder, ProcessEntry &entry)
     if (name_end == std::string::npos) return false;
     entry.pid = std::atoi(line.c_str());
     char state = 0;
-    return std::sscanf(line.c_str() + name_end + 1, " %c %d %d", &state, &entry.parent, &entry.group) == 3;
+    long ticks[4] = {};
+    const int found = std::sscanf(line.c_str() + name_end + 1,
+                                  " %c %d %d %*d %*d %*d %*u %*u %*u %*u %*u %ld %ld %ld %ld", &state, &entry.parent,
+                                  &entry.group, &ticks[0], &ticks[1], &ticks[2], &ticks[3]);
+    entry.ticks = ticks[0] + ticks[1] + ticks[2] + ticks[3];
+    return found == 7;
 }
 
 std::vector<ProcessEntry> process_table() {

@@ -49,6 +49,7 @@ struct ProcessEntry {
     pid_t pid = 0;
     pid_t parent = 0;
     pid_t group = 0;
+    long ticks = 0; // processor time, of ended children too
 };
 std::vector<ProcessEntry> process_table();
 

@@ -113,6 +113,13 @@ Walls walls() {
     return found;
 }
 
+std::string sanitizer_options_inside() {
+    const char *wanted = std::getenv("ASAN_OPTIONS");
+    const std::string own = wanted != nullptr ? wanted : "";
+    if (walls() != Walls::proot) return own;
+    return own + (own.empty() ? "" : ":") + "detect_leaks=0";
+}
+
 Words command_line(const Box &box, const Inside &inside, const Words &command) {
     return wrap(walls(), box, inside, command);
 }

@@ -28,6 +28,10 @@ struct Inside {
     bool keep_environment = false; // false: nothing but `environment` and PATH
 };
 
+// ASAN_OPTIONS for a sanitized program inside: the caller's own, without the search for leaks where the sandbox traces
+// what runs in it, because that search is a tracer itself.
+std::string sanitizer_options_inside();
+
 // The places at which the inside finds what belongs to the desk.
 constexpr const char *guest_program_folder = "/desk/bin";
 constexpr const char *guest_shim = "/desk/shim/libdesk_shim.so";
