@@ -1,0 +1,1 @@
+// Nothing: the target that the tests' precompiled headers are made for needs a source.
