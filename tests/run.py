@@ -21,6 +21,7 @@ import time
 
 BATCH = 24  # as many as keep all processors busy to the end, and yet share what a process costs
 FILTER = "--gtest_filter="
+SINGLE = re.compile(re.escape(FILTER) + "[^*?:-]+")
 EVENT = re.compile(r"\[ +(RUN|OK|SKIPPED|FAILED) +\] ([^\s,]+)")
 PASSED, FAILED, SKIPPED = "passed", "failed", "skipped"
 
@@ -36,8 +37,9 @@ class Test:
         self.name = entry["name"]
         # Where a program is missing, ctest gives no command; the test fails then.
         words = entry.get("command", ["(the program of " + entry["name"] + ")"])
-        self.filters = [word[len(FILTER):] for word in words if word.startswith(FILTER)]
-        self.command = [word for word in words if not word.startswith(FILTER)]
+        # Only what names a single test goes with others.
+        self.filters = [word[len(FILTER):] for word in words if SINGLE.fullmatch(word)]
+        self.command = [word for word in words if not (self.filters and word.startswith(FILTER))]
         self.folder = properties.get("WORKING_DIRECTORY")
         self.environment = properties.get("ENVIRONMENT", [])
         self.limit = float(properties.get("TIMEOUT", 600))
@@ -337,7 +339,7 @@ def main():
     parser.add_argument("folders", nargs="+", metavar="BUILD_FOLDER")
     for option in ("-R", "-E", "-L", "-LE"):
         parser.add_argument(option, action="append", default=[])
-    parser.add_argument("-j", type=int, default=os.cpu_count())
+    parser.add_argument("-j", type=int, default=len(os.sched_getaffinity(0)))
     chosen = parser.parse_args()
     selection = [word for option in ("R", "E", "L", "LE") for value in getattr(chosen, option)
                  for word in ("-" + option, value)]

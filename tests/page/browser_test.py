@@ -17,6 +17,12 @@ def golden(view, name):
     return load_pbm(os.path.join(SOURCE, "tests", "goldens", view, name + ".pbm"))
 
 
+def tearDownModule():
+    for thing in (BrowserTest.driver, BrowserTest.simulator):
+        if thing is not None:
+            thing.close()
+
+
 # Each word alone after a start: the golden picture that it leads to, and after how many milliseconds.
 WORDS = {
     "chan_usb": ("view_usb", 601), "chan_bt": ("view_bluetooth", 601), "chan_ap": ("view_hotspot", 601),
@@ -34,16 +40,15 @@ OTHER_WORDS = {"chan_sta", "chan_timeout", "clear_msg", "Error_Code", "cd_update
 
 
 class BrowserTest(unittest.TestCase):
-    @classmethod
-    def setUpClass(cls):
-        cls.driver = Driver()
-        cls.simulator = Simulator()
-        cls.browser = cls.driver.browser()
+    # One for all: a browser's start costs as much as five tests.
+    driver = simulator = browser = None
 
     @classmethod
-    def tearDownClass(cls):
-        cls.driver.close()
-        cls.simulator.close()
+    def setUpClass(cls):
+        if BrowserTest.driver is None:
+            BrowserTest.driver = Driver()
+            BrowserTest.simulator = Simulator()
+            BrowserTest.browser = BrowserTest.driver.browser()
 
     def setUp(self):
         self.simulator.speed(0)
