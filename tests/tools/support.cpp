@@ -291,13 +291,13 @@ void LeavingBus::serve() {
         const ssize_t count = recv(from_client ? client : bus_, bytes, sizeof bytes, 0);
         if (count <= 0) break;
         if (from_client) asked.append(bytes, size_t(count));
-        if (asked.find("NameHasOwner") != std::string::npos) break;
         // The greeting's answer is the first that comes behind the question for it.
         greeted = greeted || (from_client && asked.find("Hello") != std::string::npos);
         const bool last = moment_ == Moment::after_hello && greeted && !from_client;
         if (last) shutdown(client, SHUT_RD); // before the answer: what the client sends from then on fails
         send(from_client ? bus_ : client, bytes, size_t(count), MSG_NOSIGNAL);
-        if (last) break;
+        // The question may come together with the signal, so it is passed on; its answer is not.
+        if (last || asked.find("NameHasOwner") != std::string::npos) break;
     }
     close(client);
 }
