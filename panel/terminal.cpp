@@ -249,7 +249,7 @@ void Screen::show(const std::vector<Row> &rows) {
 
 // ---- Waiting ----
 
-void Screen::stop_if_wanted() {
+bool Screen::stop_if_wanted() {
     if (stop_asked != 0) {
         stop_asked = 0;
         leave();
@@ -259,9 +259,10 @@ void Screen::stop_if_wanted() {
         continued = 1;
     }
     // After a stop that could not be caught too: whoever had the terminal meanwhile has left it otherwise.
-    if (continued == 0) return;
+    if (continued == 0) return false;
     continued = 0;
     enter();
+    return true;
 }
 
 std::string Screen::read_keys() {
@@ -275,8 +276,9 @@ std::string Screen::read_keys() {
 std::string Screen::wait(int milliseconds, int descriptor) {
     pollfd inputs[] = {{keyboard_ ? STDIN_FILENO : -1, POLLIN, 0}, {descriptor, POLLIN, 0}};
     const int ready = poll(inputs, 2, milliseconds);
-    stop_if_wanted();
-    if (ready > 0 && inputs[0].revents != 0) return read_keys();
+    // Keys from before a stop are gone; to read them would be to wait for the next ones.
+    const bool stopped = stop_if_wanted();
+    if (!stopped && ready > 0 && inputs[0].revents != 0) return read_keys();
     return "";
 }
 

@@ -89,7 +89,7 @@ private:
     void write_out(const std::string &text) const;
     void enter();
     void leave();
-    void stop_if_wanted();
+    bool stop_if_wanted();
     std::string read_keys();
 
     int output_;

@@ -245,6 +245,10 @@ TEST(Live, KeysDriveTheTime) {
     terminal.type(".");
     EXPECT_TRUE(terminal.shows("Stands still at"));
     EXPECT_FALSE(terminal.screen().shows("Stands still at 1.100 s")) << "it has gone on";
+    terminal.type(".");
+    EXPECT_TRUE(terminal.read_until([&] { return !terminal.screen().shows("Stands still"); }));
+    terminal.type(",");
+    EXPECT_TRUE(terminal.shows("Stands still at")) << "a step is the end of running";
 }
 
 TEST(Live, KeysChooseTheSpeed) {
