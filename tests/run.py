@@ -19,7 +19,7 @@ import subprocess
 import sys
 import time
 
-BATCH = 24  # as many as keep all processors busy to the end, and yet share what a process costs
+BATCH = 12  # as many as keep all processors busy to the end, and yet share what a process costs
 FILTER = "--gtest_filter="
 SINGLE = re.compile(re.escape(FILTER) + "[^*?:-]+")
 EVENT = re.compile(r"\[ +(RUN|OK|SKIPPED|FAILED) +\] ([^\s,]+)")

@@ -84,6 +84,12 @@ class Refusals(unittest.TestCase):
                      "simulator/display_sim_options.cpp"):
             os.makedirs(os.path.dirname(os.path.join(checkout, name)), exist_ok=True)
             shutil.copy(os.path.join(SOURCE, name), os.path.join(checkout, name))
+        self.refuse_to_write(checkout)
+        os.chmod(checkout, 0o755)
+        os.mkdir(os.path.join(checkout, "build"))
+        self.refuse_to_write(checkout)
+
+    def refuse_to_write(self, checkout):
         for folder, _, _ in os.walk(checkout):
             os.chmod(folder, 0o555)
             self.addCleanup(os.chmod, folder, 0o755)
