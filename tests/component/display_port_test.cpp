@@ -24,7 +24,8 @@ static std::string describe(const lv_disp_t *display) {
     const ptrdiff_t apart = static_cast<char *>(buffer.buf1) - static_cast<char *>(buffer.buf2);
     if (labs(apart) < 1310720) text += ", too close";
     if (!display->driver.antialiasing) text += ", no antialiasing";
-    if (display->driver.set_px_cb || display->driver.rounder_cb || display->driver.monitor_cb) text += ", more callbacks";
+    const lv_disp_drv_t &driver = display->driver;
+    if (driver.set_px_cb || driver.rounder_cb || driver.monitor_cb) text += ", more callbacks";
     return text;
 }
 

@@ -306,8 +306,11 @@ TEST(FbdevBlocks, WholePanels) {
             std::vector<lv_color_t> pixels = noise(140 * 140 * 4);
             const int right = static_cast<int>(device.xres) - 1;
             for (int y = 0; y < 128; ++y) {
-                for (const std::vector<int> &a : std::vector<std::vector<int>>{
-                         {0, y, right, y}, {0, 0, right, y}, {0, y, right, 127}, {right, y, right, 127}, {-9, y, 130, 130}}) {
+                for (const std::vector<int> &a : std::vector<std::vector<int>>{{0, y, right, y},
+                                                                               {0, 0, right, y},
+                                                                               {0, y, right, 127},
+                                                                               {right, y, right, 127},
+                                                                               {-9, y, 130, 130}}) {
                     const std::string wrong = try_area(a[0], a[1], a[2], a[3], 0x55, pixels);
                     if (!wrong.empty()) return wrong;
                 }

@@ -256,14 +256,15 @@ TEST_F(FirmwareBar, NoDurationEmptiesTheBarAtEveryMoment) {
                     }
                     send_command("cd_update", nothing, "FT_MAIN");
                     draw_now();
-                    ASSERT_EQ(filled(), 0) << duration << ", " << steps << " steps, " << phase << " ms";
+                    SCOPED_TRACE(testing::Message() << duration << " s, " << steps << " steps, " << phase << " ms");
+                    ASSERT_EQ(filled(), 0) << "at once";
                     for (int ms = 0; ms < 150; ms += 10) {
                         run_for(10);
-                        ASSERT_EQ(filled(), 0) << duration << ", " << steps << " steps, " << phase << " + " << ms << " ms";
+                        ASSERT_EQ(filled(), 0) << ms << " ms later";
                     }
                     progress_step(display_state.progress_task);
                     run_for(130);
-                    ASSERT_EQ(filled(), 0) << duration << ", " << steps << " steps, " << phase << " ms, a step later";
+                    ASSERT_EQ(filled(), 0) << "a step later";
                 }
             }
         }

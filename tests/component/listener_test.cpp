@@ -2,12 +2,12 @@
 #include "app/listener.h"
 
 #include <algorithm>
-#include <initializer_list>
 
 #include "app/log_text.h"
 #include "listener_bus.h"
 #include "messages.h"
 #include "support.h"
+#include "widgets.h"
 
 class Listener : public ComponentTest {
 protected:
@@ -20,10 +20,6 @@ protected:
         log_lines.clear();
         setup = listener_bus.calls;
         listener_bus.calls.clear();
-    }
-
-    static void remove_steering_files() {
-        for (const char *path : {"/usr/local/bin/zor-destroy-hwtest.sh", "/userdata/debug_wlan0"}) remove_file(path);
     }
 
     static DBusMessage *signal(const std::string &word, const char *member = "Display") {
@@ -135,7 +131,8 @@ TEST_F(Listener, LogsFourKilobytesOfAHugeText) {
             const std::string part = word.substr(0, 4096 - (4096 - begin.size() - filler) % size);
             listener_bus.receive(signal(word));
             listener_poll(connection);
-            EXPECT_EQ(logged(), (Texts{"Got Signal with value " + part + "\n", "not alone my friend... " + part + "\n"}));
+            EXPECT_EQ(logged(), (Texts{"Got Signal with value " + part + "\n",
+                                       "not alone my friend... " + part + "\n"}));
         }
     }
 }

@@ -159,7 +159,7 @@ TEST_F(HostileMessages, HugeTextsAreLoggedInPart) {
     const std::string euro = "\xe2\x82\xac";
     std::string many;
     for (int i = 0; i < 100000; i++) many += euro;
-    for (const std::string &begin : {std::string("Error_Code"), std::string("Error_Code."), std::string("Error_Code..")}) {
+    for (const std::string begin : {"Error_Code", "Error_Code.", "Error_Code.."}) {
         const size_t before = log_size();
         give(begin + many);
         const std::string part = begin + many.substr(0, (4096 - begin.size()) / 3 * 3);
@@ -171,14 +171,15 @@ TEST_F(HostileMessages, HugeTextsAreLoggedInPart) {
 }
 
 TEST_F(HostileMessages, FourKilobytesAreLoggedWhole) {
-    for (const std::string &word : {std::string(4096, 'w'), std::string(4095, 'w'), std::string(4093, 'w') + "\xe2\x82\xac"}) {
+    const std::string w(4093, 'w');
+    for (const std::string &word : {w + "ww", w + "www", w + "\xe2\x82\xac"}) {
         const size_t before = log_size();
         give(word);
         EXPECT_EQ(lines_since(before), std::vector<std::string>{received(word)});
     }
     const size_t before = log_size();
-    give(std::string(4097, 'w'));
-    EXPECT_EQ(lines_since(before), std::vector<std::string>{received(std::string(4096, 'w'))});
+    give(w + "wwww");
+    EXPECT_EQ(lines_since(before), std::vector<std::string>{received(w + "www")});
 }
 
 TEST_F(HostileMessages, FormatsAreLoggedAsTheyAre) {
