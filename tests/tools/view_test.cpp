@@ -1,6 +1,8 @@
 // displayctl view: what it writes for frames of each kind. PNGs are read back by decode_png.py, which shares
 // nothing with the encoder.
+#include <atomic>
 #include <cstdio>
+#include <poll.h>
 #include <sys/inotify.h>
 #include <sys/stat.h>
 #include <thread>
@@ -241,11 +243,15 @@ TEST(Follow, AReaderThatHasGoneEndsIt) {
     const std::string path = folder.write("fb0", raw_of(pattern(DEVICE_SIZE, 1)));
     Words command{"/bin/sh", "-c", "\"$@\" | head -n 1", "sh"};
     for (const std::string &word : displayctl_command({"view", "--follow", path})) command.push_back(word);
-    std::thread writer([&] { // a second frame, for a writer notices at its next write
-        wait_until_read(path, 2);
-        folder.write("fb0", raw_of(pattern(DEVICE_SIZE, 2)));
+    std::atomic<bool> ended{false};
+    std::thread writer([&] { // new frames, for a writer notices at its next write
+        for (unsigned seed = 2; !ended; seed++) {
+            folder.write("fb0", raw_of(pattern(DEVICE_SIZE, seed)));
+            poll(nullptr, 0, 20);
+        }
     });
     EXPECT_EQ(run(command).status, 0);
+    ended = true;
     writer.join();
 }
 
@@ -262,6 +268,18 @@ TEST(Follow, StandardInputIsFrameAfterFrame) {
     EXPECT_EQ(view.output(), to_half_blocks(first) + to_half_blocks(second));
     view.close_input();
     EXPECT_EQ(view.wait(), 0);
+}
+
+TEST(Follow, APipeGetsEachFrameOfAStream) {
+    std::string frames;
+    std::string pictures;
+    for (unsigned seed = 1; seed < 6; seed++) {
+        frames += raw_of(pattern(DEVICE_SIZE, seed));
+        pictures += to_half_blocks(pattern(DEVICE_SIZE, seed));
+    }
+    const Result result = displayctl({"view", "--follow", "-"}, frames);
+    EXPECT_EQ(result.status, 0) << result.errors;
+    EXPECT_EQ(result.output, pictures);
 }
 
 TEST(Follow, AStreamThatEndsWithinAFrameIsAFailure) {
