@@ -69,16 +69,23 @@ class Running:
         """Hands each line to take(), which is true when it was progress; the exit status, or None after the limit."""
         first = self.tests[0]
         environment = dict(os.environ, **dict(pair.split("=", 1) for pair in first.environment))
+        # A pipe of our own: with asyncio's the process counts as running until its last child has closed it.
+        read_end, write_end = os.pipe()
         try:
             self.process = await asyncio.create_subprocess_exec(
-                *self.words, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+                *self.words, stdin=subprocess.DEVNULL, stdout=write_end, stderr=subprocess.STDOUT,
                 cwd=first.folder, env=environment, start_new_session=True)
         except OSError as problem:
+            os.close(read_end)
             take(f"{self.words[0]} can't be started: {problem.strerror}\n")
             return 127
+        finally:
+            os.close(write_end)
         loop = asyncio.get_running_loop()
         end = loop.time() + first.limit
-        reading = asyncio.ensure_future(self.process.stdout.read(65536))
+        output = asyncio.StreamReader()
+        pipe, _ = await loop.connect_read_pipe(lambda: asyncio.StreamReaderProtocol(output), os.fdopen(read_end, "rb", 0))
+        reading = asyncio.ensure_future(output.read(65536))
         dying = asyncio.ensure_future(self.process.wait())
         try:
             while True:
@@ -94,7 +101,7 @@ class Running:
                         break
                     if self.feed(data.decode(errors="replace"), take):
                         end = loop.time() + first.limit
-                    reading = asyncio.ensure_future(self.process.stdout.read(65536))
+                    reading = asyncio.ensure_future(output.read(65536))
             if not dying.done():
                 await asyncio.wait({dying}, timeout=max(0.0, end - loop.time()))
             if self.pending:
@@ -102,6 +109,7 @@ class Running:
             return dying.result() if dying.done() else None
         finally:
             reading.cancel()
+            pipe.close()
             self.kill()
             await dying
 
