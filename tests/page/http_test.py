@@ -6,6 +6,7 @@ import http.client
 import json
 import os
 import re
+import shutil
 import signal
 import socket
 import struct
@@ -87,6 +88,13 @@ class Served(PageTest):
             self.assertIn("default-src 'self'", headers["Content-Security-Policy"])
             self.assertEqual(headers["X-Frame-Options"], "DENY")
             self.assertEqual(headers["X-Content-Type-Options"], "nosniff")
+
+    def test_nothing_is_kept_or_told_elsewhere(self):
+        for path in ("/", "/page.js", "/api/state", "/api/picture.png?view=device", "/nothing"):
+            headers = self.simulator.request(path)[1]
+            for name, value in (("Cache-Control", "no-store"), ("Referrer-Policy", "no-referrer"),
+                                ("Cross-Origin-Resource-Policy", "same-origin")):
+                self.assertEqual(headers.get_all(name), [value], f"{path} {name}")
 
     def test_no_other_file(self):
         for path in ("/../../etc/passwd", "/%2e%2e/%2e%2e/etc/passwd", "/..%2f..%2fetc/passwd",
@@ -512,6 +520,15 @@ def descendants(pid):
     return found
 
 
+def alive(pid):
+    """Whether it runs; one that has ended may wait for ever to be asked about, where nobody does."""
+    try:
+        with open(f"/proc/{pid}/stat", encoding="ascii", errors="replace") as file:
+            return file.read().rpartition(")")[2].split()[0] != "Z"
+    except OSError:
+        return False
+
+
 class Life(unittest.TestCase):
     def test_the_end(self):
         """With open streams it ends at once, with status 0, and leaves nothing behind."""
@@ -526,6 +543,17 @@ class Life(unittest.TestCase):
         stream.close()
         self.assertFalse(os.path.exists(folder))
         self.assertEqual([pid for pid in children if os.path.exists(f"/proc/{pid}")], [])
+
+    def test_a_sudden_end(self):
+        """Killed, it can put nothing away, but no process stays."""
+        simulator = Simulator()
+        folder = simulator.state()["folder"]
+        self.addCleanup(shutil.rmtree, folder, ignore_errors=True)
+        children = [pid for pid, _ in descendants(simulator.process.pid)]
+        self.assertTrue(children)
+        simulator.process.kill()
+        simulator.close()
+        wait_for(lambda: not any(alive(pid) for pid in children), "the children's end")
 
     def test_the_end_during_a_long_wait(self):
         simulator = Simulator()

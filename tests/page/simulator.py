@@ -6,6 +6,7 @@ import os
 import re
 import struct
 import subprocess
+import time
 import urllib.error
 import urllib.request
 import zlib
@@ -81,9 +82,12 @@ class Simulator:
 
 
 def events(stream):
-    """(name, data) of each Server-Sent Event."""
-    name = None
+    """(name, data) of each Server-Sent Event. A stream shows that it lives for ever, so who waits for an event that does
+    not come gets an AssertionError after some seconds."""
+    name, end = None, time.monotonic() + 30 * PATIENCE
     for line in stream:
+        if time.monotonic() > end:
+            raise AssertionError(f"the awaited event has not come within {30 * PATIENCE:.0f} s")
         line = line.decode().rstrip("\n")
         if line.startswith("event: "):
             name = line[7:]

@@ -42,6 +42,18 @@ TEST(Process, TellsHowItEnded) {
     EXPECT_EQ(process.wait(), 127);
 }
 
+TEST(Process, TakesSignalsThoughTheDeskHoldsThemBack) {
+    sigset_t held;
+    sigset_t before;
+    sigemptyset(&held);
+    sigaddset(&held, SIGTERM);
+    ASSERT_EQ(pthread_sigmask(SIG_BLOCK, &held, &before), 0);
+    desk::Process process;
+    start_shell(process, "kill -TERM $$; exit 0");
+    EXPECT_EQ(process.wait(), 128 + SIGTERM);
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+}
+
 TEST(Process, HasADeadline) {
     desk::Process process;
     start_shell(process, "sleep 600");
@@ -206,6 +218,19 @@ TEST(LogSocket, ReplacesAStaleOneAndRemovesIt) {
 
 /* ---- pictures as files ---- */
 
+TEST(Picture, IsReadFromWhatIsOneAndFromNothingElse) {
+    const desk::Picture picture = desk::Picture::from_pbm("P1 # a comment with 0 1\n3\n2\n# 0 0 0\n10 1\n0 01\n");
+    ASSERT_EQ(picture.width(), 3);
+    ASSERT_EQ(picture.height(), 2);
+    EXPECT_EQ(picture.count_lit(), 3);
+    EXPECT_TRUE(picture.at(0, 0) && picture.at(2, 0) && picture.at(2, 1));
+    EXPECT_EQ(desk::Picture::from_pbm(picture.to_pbm()), picture);
+    for (const char *text : {"", "P1", "P4 1 1 1", "P1 0 1", "P1 2 -1 00", "P1 2 1 1", "P1 2 1 12", "P1 2 1 1x",
+                             "P1 2000000000 2000000000 1", "P1 99999999999 1 1", "P1 a b 1"}) {
+        EXPECT_THROW(desk::Picture::from_pbm(text), desk::Error) << text;
+    }
+}
+
 TEST(SaveBytes, WritesAFileWholeOrNotAtAll) {
     const Folder folder;
     const std::string path = folder.write("a", "before");
@@ -215,6 +240,7 @@ TEST(SaveBytes, WritesAFileWholeOrNotAtAll) {
     EXPECT_EQ(folder.read("a"), std::string("new\0\n", 5));
     EXPECT_EQ(folder.read("b"), "before") << "not written in place";
     EXPECT_THROW(desk::save_bytes(folder.path() + "/none/a", "x"), desk::Error);
-    EXPECT_THROW(desk::save_bytes(folder.path(), "x"), desk::Error);
-    EXPECT_EQ(folder.names(), (std::vector<std::string>{"a", "b"})) << "nothing half-done is left";
+    folder.write("folder/c", "");
+    EXPECT_THROW(desk::save_bytes(folder.path() + "/folder", "x"), desk::Error);
+    EXPECT_EQ(folder.names(), (std::vector<std::string>{"a", "b", "folder/c"})) << "nothing half-done is left";
 }

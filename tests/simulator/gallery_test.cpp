@@ -57,6 +57,17 @@ TEST(Gallery, RemovesWhatIsNoLongerShown) {
     EXPECT_TRUE(out.has("layout/note.txt"));
 }
 
+// What stands in a golden's first line is text for a table's cell.
+TEST(Gallery, WritesWhatTheEyeSeesAsText) {
+    const Folder folder;
+    ASSERT_EQ(std::system(("cp -r '" + goldens + "' '" + folder.path() + "'").c_str()), 0);
+    for (const char *view : {"device", "layout"}) {
+        folder.write(std::string("goldens/") + view + "/odd_one.pbm", "P1\n# a <b> | c\n2 1\n10\n");
+    }
+    desk::make_gallery(folder.path() + "/goldens", folder.path() + "/out");
+    EXPECT_TRUE(contains(folder.read("out/README.md"), " | a &lt;b> \\| c |\n"));
+}
+
 TEST(Gallery, SaysWhatItMisses) {
     const Folder empty;
     empty.write("layout/readme.txt", "");

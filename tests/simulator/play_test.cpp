@@ -6,6 +6,8 @@
 #include <unistd.h>
 
 #include "simulator/picture.h"
+#include "simulator/play_film.h"
+#include "simulator/stage_text.h"
 
 #include "png_reader.h"
 #include "support.h"
@@ -95,6 +97,63 @@ TEST(Play, MakesAFilmOfWhatChanged) {
         for (int y = 0; y < 20 && !found; y++) found = end.part(x, y, 64, 128) == device;
     }
     EXPECT_TRUE(found);
+}
+
+/* ---- the film by itself ---- */
+
+static Png saved(const Folder &folder, const desk::Film &film) {
+    film.save(folder.path() + "/film.png");
+    return read_png(folder.read("film.png"));
+}
+
+TEST(Film, ShowsTheWholeCaption) {
+    const std::string caption = "one two three four five six seven nine ten eleven twelve";
+    const desk::Picture dark = desk::side_by_side(desk::Picture(128, 66), desk::Picture(64, 128), "");
+    const desk::Picture picture = desk::side_by_side(desk::Picture(128, 66), desk::Picture(64, 128), caption);
+    EXPECT_EQ(picture.width(), dark.width()) << "all frames are of one size";
+    EXPECT_EQ(picture.height(), dark.height());
+    EXPECT_EQ(picture.count_lit() - dark.count_lit(), desk::text_picture(caption).count_lit()) << "each word of it";
+    const Folder folder;
+    desk::Stage stage;
+    desk::Film film(stage);
+    film.set_caption("Hello");
+    EXPECT_EQ(reduced(saved(folder, film).frames.at(0).shown, 4),
+              desk::side_by_side(stage.picture(desk::View::layout), stage.picture(desk::View::device), "Hello"));
+}
+
+// The clock goes back with a start.
+TEST(Film, LastsOverAStart) {
+    const Folder folder;
+    desk::Stage stage;
+    desk::Film film(stage);
+    stage.start();
+    stage.pass(60000);
+    film.set_caption("before");
+    stage.start();
+    film.set_caption("after");
+    stage.pass(700);
+    film.set_caption("end");
+    const Png png = saved(folder, film);
+    ASSERT_EQ(png.frames.size(), 3u);
+    EXPECT_EQ(png.frames[0].delay_ms, 1500) << "as long as anything quiet";
+    EXPECT_EQ(png.frames[1].delay_ms, 700);
+}
+
+TEST(Film, HasAnEnd) {
+    desk::Stage stage;
+    desk::Film film(stage);
+    for (int i = 0; i < 3200; i++) film.set_caption("x");
+    EXPECT_LE(film.frames(), 3000u);
+    EXPECT_GT(film.frames(), 2000u);
+}
+
+// A long wait is watched like everything else.
+TEST(Play, FilmsWhatChangesDuringOneWait) {
+    const Folder folder;
+    EXPECT_EQ(play(folder, "send cd_update 10 MAIN\nwait 12s\n").status, 0);
+    const Png film = read_png(folder.read("out/story-film.png"));
+    ASSERT_EQ(film.problem, "");
+    EXPECT_GE(film.frames.size(), 10u) << "the bar grows every second";
 }
 
 TEST(Play, ComparesWithExpectedPictures) {

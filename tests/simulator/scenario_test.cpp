@@ -81,6 +81,11 @@ TEST(Scenario, ReadsNumbersAndSwitches) {
     EXPECT_FALSE(parsed("wifi down").on);
     EXPECT_TRUE(parsed("hotspot on").on);
     EXPECT_FALSE(parsed("activity-alt off").on);
+    // The limits belong to what they limit.
+    for (const auto &[line, number] : {std::pair{"supply 0", 0}, {"supply 1000", 1000}, {"jack 0", 0},
+                                       {"jack 1000000", 1000000}, {"signal -10000", -10000}}) {
+        EXPECT_DOUBLE_EQ(parsed(line).number, number) << line;
+    }
 }
 
 TEST(Scenario, ReadsTimesToWait) {
@@ -93,6 +98,7 @@ TEST(Scenario, ReadsTimesToWait) {
     EXPECT_DOUBLE_EQ(parsed("wait 1ms").number, 1);
     EXPECT_DOUBLE_EQ(parsed("wait 24h").number, 86400000);
     EXPECT_EQ(parsed("wait log Got Signal  with value p_on").text, "Got Signal  with value p_on");
+    EXPECT_EQ(parsed("wait \t log \t  Got  it ").text, "Got  it");
     EXPECT_EQ(parsed("wait mode DOIP ETHERNET").text, "DOIP ETHERNET");
     EXPECT_EQ(parsed("note one \"two\" # three").text, "one \"two\" # three");
     for (const char *bad :
@@ -128,12 +134,17 @@ TEST(Scenario, SaysWhatWasMeant) {
         {"wait log", "'wait' takes TIME | log TEXT | mode TEXT | settled, not log"},
         {"wait settled now", "'wait' takes TIME | log TEXT | mode TEXT | settled, not settled now"},
         {"picture ../etc", "a picture's name is made of letters, digits, '-' and '_', not ../etc"},
+        {"picture \"\"", "a picture's name is made of letters, digits, '-' and '_', not \"\""},
         {"expect a.pbm", "'expect' takes a file NAME-device.pbm or NAME-layout.pbm, not a.pbm"},
         {"ssid \"open", "a quote is opened and not closed"},
         {"ssid \"a\"b", "a blank is missing after the closing quote"},
         {"ssid \"\\t\"", "'\\t' means nothing inside quotes; there are \\\", \\\\ and \\n"},
     };
     for (const auto &[line, text] : mistakes) EXPECT_EQ(problem_of(line), text) << line;
+    // Where nothing is near, all are named.
+    for (const char *line : {"no", "is", "purple", "photograph"}) {
+        EXPECT_TRUE(contains(problem_of(line), "is no command; there are start, send, ")) << problem_of(line);
+    }
 }
 
 TEST(Scenario, ChecksArgumentsOfWords) {

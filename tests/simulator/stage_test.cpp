@@ -1,4 +1,6 @@
 // The stage: two registrations in one box, and waits that read the panel.
+#include <algorithm>
+
 #include <gtest/gtest.h>
 
 #include "simulator/stage.h"
@@ -145,6 +147,67 @@ TEST(Stage, KeepsTheBoxOverARestart) {
     EXPECT_NO_THROW(perform(stage, "wait mode PASSTHRU"));
 }
 
+TEST(Stage, LooksForLogLinesOfTheNewDaemonAfterAStart) {
+    desk::Stage stage;
+    for (int i = 0; i < 5; i++) perform(stage, "send chan_bt");
+    perform(stage, "wait 100ms");
+    perform(stage, "send chan_usb");
+    perform(stage, "start");
+    EXPECT_NO_THROW(perform(stage, "wait log Match rule sent"));
+}
+
+// Both must have logged it.
+TEST(Stage, LooksForLogLinesOfBoth) {
+    desk::Stage stage;
+    perform(stage, "start");
+    stage.desk(View::layout).log().clear();
+    EXPECT_THROW(perform(stage, "wait log Match rule sent"), desk::Unmet);
+    perform(stage, "start");
+    stage.desk(View::device).log().clear();
+    EXPECT_THROW(perform(stage, "wait log Match rule sent"), desk::Unmet);
+}
+
+TEST(Stage, TakesBackWhatAVariantNeeds) {
+    desk::Stage stage;
+    const auto leads_to = [&](const char *file) { return stage.box().exists(file); };
+    perform(stage, "start production");
+    EXPECT_TRUE(leads_to("/usr/local/bin/zor-destroy-hwtest.sh"));
+    perform(stage, "start debug");
+    EXPECT_FALSE(leads_to("/usr/local/bin/zor-destroy-hwtest.sh"));
+    EXPECT_TRUE(leads_to("/userdata/debug_wlan0"));
+    perform(stage, "start");
+    EXPECT_FALSE(leads_to("/userdata/debug_wlan0"));
+    EXPECT_NO_THROW(perform(stage, "wait mode AUTOCHECK..."));
+}
+
+TEST(Stage, EmptiesTheBoxForEachBareStart) {
+    desk::Stage stage;
+    for (int i = 0; i < 2; i++) {
+        perform(stage, "start bare");
+        EXPECT_FALSE(stage.box().exists("/rodata/serial_number")) << i;
+        EXPECT_FALSE(stage.box().exists("/usr/local/bin/iw")) << i;
+        perform(stage, "serial NR-1");
+    }
+}
+
+// Who watches sees each moment of a long wait.
+TEST(Stage, IsWatchedAllTheTime) {
+    desk::Stage stage;
+    perform(stage, "start");
+    int64_t seen_us = 0;
+    int64_t longest_us = 0;
+    stage.set_watcher([&] {
+        longest_us = std::max(longest_us, stage.now_us() - seen_us);
+        seen_us = stage.now_us();
+    });
+    stage.pass(1000);
+    EXPECT_EQ(seen_us, 1000000);
+    EXPECT_LE(longest_us, desk::watch_step_ms * 1000);
+    stage.set_watcher([] { throw desk::Unmet("enough"); });
+    EXPECT_THROW(stage.pass(1000), desk::Unmet);
+    EXPECT_LE(stage.now_us(), 1000000 + desk::watch_step_ms * 1000);
+}
+
 TEST(Stage, SaysThatADaemonHasEnded) {
     desk::Stage stage;
     perform(stage, "start");
@@ -152,4 +215,8 @@ TEST(Stage, SaysThatADaemonHasEnded) {
     stage.desk(View::layout).stop();
     EXPECT_THROW(stage.check_alive(), desk::Error);
     EXPECT_THROW(perform(stage, "wait 100ms"), desk::Error);
+    perform(stage, "start");
+    EXPECT_NO_THROW(stage.check_alive()) << "started again";
+    stage.desk(View::device).stop();
+    EXPECT_THROW(stage.check_alive(), desk::Error);
 }
