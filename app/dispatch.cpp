@@ -13,8 +13,8 @@
 #include "app/log_text.h"
 #include "probes/wifi.h"
 #include "screen/connectivity_line.h"
-#include "screen/label_text.h"
 #include "screen/overlays.h"
+#include "screen/widgets.h"
 
 bool is_prefix(const char *word, const char *text) {
     return strncmp(word, text, strlen(word)) == 0;

@@ -1,16 +1,19 @@
 // The one record of what the display knows and shows.
 //
-// Everything the daemon remembers lives here, grouped by the file that owns it: what several files share, and
-// the buffers and handles of one, so that one look shows the whole state.
-// There is exactly one instance, `display_state`; everything runs on one thread, so nothing is locked.
+// What several files share, and what says which state the display is in, grouped by the file that owns it. Formatting
+// buffers and what a file keeps for itself stand there. There is exactly one instance, `display_state`; everything
+// runs on one thread, so nothing is locked.
+//
+// The probes write their results here and know nothing of LVGL, so this header does not either: handles are names.
 #pragma once
 
 #include <stddef.h>
 #include <stdint.h>
 
-#include "lvgl.h"
+typedef struct _lv_obj_t lv_obj_t;
+typedef struct _lv_task_t lv_task_t;
 
-/// Size of every text buffer for a label, terminator included; longer texts are cut, see label_text.h.
+/// Size of every text buffer for a label, terminator included; longer texts are cut, see screen/widgets.h.
 constexpr size_t TEXT_SIZE = 128;
 
 /// What the connectivity row shows now. The numbers are codes, not an order.
@@ -25,8 +28,9 @@ enum ConnView : int32_t {
 };
 
 struct DisplayState {
-    // ---- Mode flags. Written by app/dispatch.cpp and screen/mode_line.cpp, shown by screen/mode_line.cpp.
-    bool no_warranty = false;  ///< "/rodata/wlock" is absent; refreshed by the main loop after every message
+    // ---- Mode flags. Written by app/dispatch.cpp, no_warranty by app/main.cpp; screen/mode_line.cpp shows them and
+    // clears those that lose.
+    bool no_warranty = false;         ///< "/rodata/wlock" is absent; refreshed after every message
     bool mode_diagnosis = false;      ///< the M4 coprocessor reports communication
     bool mode_doip_ethernet = false;  ///< RJ45 pass-through enabled
     bool mode_rec = false;            ///< recording requested
@@ -53,8 +57,8 @@ struct DisplayState {
     // ---- Mode row (created by screen/status_screen.cpp; all NULL on the production screen).
     lv_obj_t *mode_box = nullptr;
     lv_obj_t *mode_label = nullptr;           ///< written by screen/mode_line.cpp
-    lv_obj_t *activity_icon = nullptr;        ///< animated by probes/flag_files.cpp
-    lv_obj_t *voltage_source_icon = nullptr;  ///< switched by probes/voltage_meter.cpp
+    lv_obj_t *activity_icon = nullptr;        ///< animated by screen/activity_icon.cpp
+    lv_obj_t *voltage_source_icon = nullptr;  ///< switched by screen/measurement_area.cpp
 
     // ---- Overlays (screen/overlays.cpp; flags tested and cleared by app/dispatch.cpp).
     lv_obj_t *overlay = nullptr;  ///< container of the tracked overlay; valid only while one of the flags is set
@@ -68,7 +72,6 @@ struct DisplayState {
     char fw_type_text[TEXT_SIZE] = "";       ///< our copy of the type: the message it came in is gone by then
     lv_obj_t *fw_type_label = nullptr;       ///< on the latest firmware overlay
     lv_obj_t *fw_progress_bar = nullptr;     ///< on the latest firmware overlay
-    lv_design_cb_t fw_bar_design = nullptr;  ///< how LVGL draws a bar; NULL until the first one is built
     int32_t fw_time_to_full = 0;             ///< steps (seconds) to a full bar; as received, any 32-bit value
     uint32_t fw_progress = 0;                ///< steps done; reset by "cd_update" only
 
@@ -80,7 +83,7 @@ struct DisplayState {
     lv_task_t *voltage_task = nullptr;   ///< NULL while the Wi-Fi debug panel stands in the meter's place
     lv_task_t *progress_task = nullptr;  ///< off unless a firmware overlay is up
 
-    // ---- Wi-Fi probes (probes/wifi.cpp), read by screen/connectivity_line.cpp.
+    // ---- Wi-Fi probes (probes/wifi.cpp), shown by screen/connectivity_line.cpp and screen/measurement_area.cpp.
     char wifi_ssid[64] = "";        ///< as the tool printed it, newline included; "" while the link is down
     const char *wifi_quality = "";  ///< percent as text, "1" to "100"; "" before the first reading. Never a buffer
     char debug_rssi_text[TEXT_SIZE] = "";   ///< debug panel: last line of the signal pipe
@@ -88,22 +91,23 @@ struct DisplayState {
     lv_obj_t *debug_noise_label = nullptr;  ///< NULL unless the debug panel exists
     lv_obj_t *debug_rssi_label = nullptr;
 
-    // ---- Supply-voltage meter (probes/voltage_meter.cpp).
-    float supply_voltage = 0;          ///< volts last computed, supply or jack; 0 while below 6 V
-    float jack_voltage = 0;            ///< volts, last jack reading; 0 when it was below 6 V
-    float voltage_min = 99.0f;         ///< volts, lowest shown since start
-    float voltage_max = 0.0f;          ///< volts, highest shown since start
-    uint32_t voltage_last_whole = 1;   ///< whole volts of the value last written to voltage_label
-    bool source_icon_is_supply = true; ///< which source icon is up: supply (true) or jack (false)
-    char scale_text[64] = "";          ///< last word read from the IIO scale file
-    char raw_text[64] = "";            ///< last word read from the IIO raw file
-    char vjack_text[TEXT_SIZE] = "";   ///< last line of the jack command
-    char voltage_text[64] = "";        ///< formatting buffer of the three labels
+    // ---- Supply voltage (probes/voltage.cpp).
+    float supply_voltage = 0;         ///< volts last computed, supply or jack; 0 while below 6 V
+    float jack_voltage = 0;           ///< volts, last jack reading; 0 when it was below 6 V
+    char scale_text[64] = "";         ///< last word read from the IIO scale file
+    char raw_text[64] = "";           ///< last word read from the IIO raw file
+    char vjack_text[TEXT_SIZE] = "";  ///< last line of the jack command
+
+    // ---- Measurement area (screen/measurement_area.cpp).
+    float voltage_min = 99.0f;          ///< volts, lowest shown since start
+    float voltage_max = 0.0f;           ///< volts, highest shown since start
+    uint32_t voltage_last_whole = 1;    ///< whole volts of the value last written to voltage_label
+    bool source_icon_is_supply = true;  ///< which source icon is up: supply (true) or jack (false)
     lv_obj_t *voltage_label = nullptr; ///< NULL on the production screen and beside the debug panel
     lv_obj_t *voltage_max_label = nullptr;
     lv_obj_t *voltage_min_label = nullptr;
 
-    // ---- Activity icon (probes/flag_files.cpp).
+    // ---- Activity icon (screen/activity_icon.cpp).
     int16_t activity_step = 0;  ///< 0 to 59, one step every 100 ms
 };
 

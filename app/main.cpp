@@ -7,9 +7,9 @@
 
 #include "app/display_state.h"
 #include "app/listener.h"
+#include "lvgl.h"
 #include "port/display_port.h"
-#include "probes/flag_files.h"
-#include "probes/text_file.h"
+#include "probes/readers.h"
 #include "screen/production_screen.h"
 #include "screen/status_screen.h"
 

@@ -39,9 +39,10 @@ function(add_status_display suffix width height)
 
   add_library(${core} STATIC
     app/dispatch.cpp app/display_state.cpp app/listener.cpp app/log_text.cpp
-    screen/connectivity_line.cpp screen/identity_text.cpp screen/label_text.cpp screen/mode_line.cpp screen/overlays.cpp
-    screen/production_screen.cpp screen/status_screen.cpp screen/styles.cpp screen/widgets.cpp ${ART_SOURCES}
-    probes/command.cpp probes/flag_files.cpp probes/process_scan.cpp probes/text_file.cpp probes/voltage_meter.cpp probes/wifi.cpp
+    screen/activity_icon.cpp screen/connectivity_line.cpp screen/identity_text.cpp screen/measurement_area.cpp
+    screen/mode_line.cpp screen/overlays.cpp screen/production_screen.cpp screen/status_screen.cpp screen/widgets.cpp
+    ${ART_SOURCES}
+    probes/process_scan.cpp probes/readers.cpp probes/voltage.cpp probes/wifi.cpp
     port/display_port.cpp)
   add_dependencies(${core} art)
   target_compile_options(${core} PRIVATE -ffunction-sections -fdata-sections)

@@ -1,19 +1,12 @@
 // Wi-Fi station link, network name and signal quality; see wifi.h.
 #include "probes/wifi.h"
 
+#include <stdint.h>
 #include <stdlib.h>
 #include <string.h>
 
 #include "app/display_state.h"
-#include "probes/command.h"
-#include "probes/text_file.h"
-#include "screen/label_text.h"
-
-constexpr char LINK_MODE[] = "/sys/class/net/wlan0/link_mode";  // "1": the link is associated
-constexpr char OPERSTATE[] = "/sys/class/net/wlan0/operstate";  // RFC 2863 state; "up" is the one that counts
-constexpr char SIGNAL_COMMAND[] = "iw dev wlan0 link|grep signal|awk '{print $2}'";
-constexpr char SSID_COMMAND[] = "iw wlan0 info|grep ssid|awk '{$1=\"\"; print substr($0,2)}'";
-constexpr char NOISE_COMMAND[] = "wl noise";
+#include "probes/readers.h"
 
 // Signal strength to percent: a fixed table, uneven on purpose. A row holds from its own dBm value up to the row
 // before it, so that -1 to -1000 dBm have exactly one row each.
@@ -45,8 +38,8 @@ static bool link_file_says(const char *path, const char *wanted) {
 
 int wifi_link_probe() {
     // The link mode is asked before the operational state on purpose: only both together are a link.
-    if (!link_file_says(LINK_MODE, "1")) return 0;
-    if (!link_file_says(OPERSTATE, "up")) return 0;
+    if (!link_file_says(WLAN_LINK_MODE, "1")) return 0;
+    if (!link_file_says(WLAN_OPERSTATE, "up")) return 0;
     if (!read_last_line(SSID_COMMAND, display_state.wifi_ssid, 63)) return 0;
     display_state.wifi_ssid[63] = '\0';
     return 1;
@@ -71,13 +64,10 @@ static void cut_at_newline(char *text) {
     text[strcspn(text, "\n")] = '\0';
 }
 
-void wifi_debug_task(lv_task_t *) {
-    char *rssi = display_state.debug_rssi_text;
-    char *noise = display_state.debug_noise_text;
-    read_last_line(SIGNAL_COMMAND, rssi, 127);
-    read_last_line(NOISE_COMMAND, noise, 127);
-    cut_at_newline(noise);
-    set_aligned_text(display_state.debug_noise_label, noise, LV_ALIGN_IN_TOP_RIGHT, -2, 0);
-    cut_at_newline(rssi);
-    set_aligned_text(display_state.debug_rssi_label, rssi, LV_ALIGN_IN_BOTTOM_RIGHT, -2, 0);
+void wifi_debug_probe() {
+    DisplayState &state = display_state;
+    read_last_line(SIGNAL_COMMAND, state.debug_rssi_text, 127);
+    read_last_line(NOISE_COMMAND, state.debug_noise_text, 127);
+    cut_at_newline(state.debug_noise_text);
+    cut_at_newline(state.debug_rssi_text);
 }

@@ -6,14 +6,11 @@
 #include <string.h>
 
 #include "app/display_state.h"
-#include "probes/flag_files.h"
-#include "probes/text_file.h"
+#include "probes/readers.h"
 #include "probes/wifi.h"
-#include "screen/fonts.h"
+#include "screen/art.h"
 #include "screen/identity_text.h"
-#include "screen/images.h"
-#include "screen/label_text.h"
-#include "screen/styles.h"
+#include "screen/widgets.h"
 
 static lv_style_t style_conn;
 static lv_style_t style_conn_text;
@@ -22,7 +19,7 @@ constexpr size_t STATION_NAME_BYTES = 11;  // what fits between the two icons
 constexpr int32_t KEEP_VIEW = -1;          // decision: leave the row as it is
 
 static void prepare_styles() {
-    style_set_black_box(&style_conn);
+    style_set_black_ground(&style_conn);
     lv_style_copy(&style_conn_text, &style_conn);
     style_set_text(&style_conn_text, &font_16);
     style_conn_text.text.letter_space = 0;
@@ -33,20 +30,11 @@ static void prepare_styles() {
 // ---- Drawing ----
 
 static void add_label(const char *text) {
-    lv_obj_t *label = lv_label_create(display_state.conn_box, nullptr);
-    lv_obj_set_style(label, &style_conn_text);
-    set_label_text(label, text);
-    lv_obj_align(label, nullptr, LV_ALIGN_CENTER, 0, 0);
+    create_label(display_state.conn_box, &style_conn_text, text, LV_ALIGN_CENTER);
 }
 
-// Without a source nothing is to be seen; LVGL would draw a white "No data" block.
 static lv_obj_t *add_image(const lv_img_dsc_t *source, lv_align_t align, lv_coord_t x) {
-    lv_obj_t *image = lv_img_create(display_state.conn_box, nullptr);
-    if (source != nullptr) lv_img_set_src(image, source);
-    lv_obj_set_hidden(image, source == nullptr);
-    lv_obj_set_style(image, &style_conn_text);
-    lv_obj_align(image, nullptr, align, x, -2);
-    return image;
+    return create_image(display_state.conn_box, &style_conn_text, source, align, x, -2);
 }
 
 static const lv_img_dsc_t *signal_icon(long quality) {

@@ -4,8 +4,7 @@
 #include <stdio.h>
 #include <string.h>
 
-#include "probes/flag_files.h"
-#include "probes/text_file.h"
+#include "probes/readers.h"
 
 // Far more than a label shows: the name begins behind the *last* "=", which is looked for in the whole line.
 struct IdentityLine {

@@ -8,8 +8,7 @@
 #include <string.h>
 
 #include "app/display_state.h"
-#include "probes/flag_files.h"
-#include "probes/text_file.h"
+#include "probes/readers.h"
 #include "screen/connectivity_line.h"
 
 // rec_active is no mode of its own: it only chooses the text of mode_rec and is never cleared here.

@@ -4,9 +4,7 @@
 #include <stdint.h>
 
 #include "app/display_state.h"
-#include "screen/fonts.h"
-#include "screen/images.h"
-#include "screen/label_text.h"
+#include "screen/art.h"
 #include "screen/widgets.h"
 
 // The styles outlive the boxes, and a box that a later one replaced stays on the screen: each kind has its
@@ -64,15 +62,6 @@ static void prepare_bar_styles() {
     indicator.body.padding.right = 1;
 }
 
-// A NULL text leaves what LVGL gives a new label.
-static lv_obj_t *create_label(lv_style_t *style, const char *text, lv_coord_t x, lv_coord_t y) {
-    lv_obj_t *label = lv_label_create(display_state.overlay, nullptr);
-    lv_obj_set_style(label, style);
-    if (text != nullptr) set_label_text(label, text);
-    lv_obj_align(label, nullptr, LV_ALIGN_CENTER, x, y);
-    return label;
-}
-
 // ---- Messages ----
 
 struct MessageLayout {
@@ -83,12 +72,9 @@ struct MessageLayout {
 
 static void build_message(OverlayStyles *styles, const lv_img_dsc_t *icon, const char *text, MessageLayout layout) {
     prepare_styles(styles);
-    display_state.overlay = create_box(5, 5, 120, 54, &styles->box);
-    lv_obj_t *image = lv_img_create(display_state.overlay, nullptr);
-    lv_img_set_src(image, icon);
-    lv_obj_set_style(image, &styles->text);
-    lv_obj_align(image, nullptr, LV_ALIGN_CENTER, layout.icon_x, layout.icon_y);
-    create_label(&styles->text, text, layout.text_x, 0);
+    display_state.overlay = create_container(5, 5, 120, 54, &styles->box);
+    create_image(display_state.overlay, &styles->text, icon, LV_ALIGN_CENTER, layout.icon_x, layout.icon_y);
+    create_label(display_state.overlay, &styles->text, text, LV_ALIGN_CENTER, layout.text_x, 0);
 }
 
 void show_reboot_overlay() {
@@ -108,12 +94,14 @@ void show_error_overlay() {
 
 // ---- Firmware progress ----
 
+static lv_design_cb_t lvgl_bar_design;  // how LVGL draws a bar
+
 // LVGL 6 divides by the width of the range when it draws a bar's indicator. A range of 0 to 0 has none: such a bar is
 // drawn as a plain object, which is its frame, whatever value or animation it had before.
 static bool draw_bar(lv_obj_t *bar, const lv_area_t *mask, lv_design_mode_t mode) {
     const bool has_range = lv_bar_get_min_value(bar) != lv_bar_get_max_value(bar);
     const lv_design_cb_t plain = lv_obj_get_design_cb(lv_obj_get_parent(bar));
-    return (has_range ? display_state.fw_bar_design : plain)(bar, mask, mode);
+    return (has_range ? lvgl_bar_design : plain)(bar, mask, mode);
 }
 
 // The bar keeps the range it was given: a duration that comes without a type changes fw_time_to_full and leaves the
@@ -130,7 +118,7 @@ static void create_progress_bar() {
     prepare_bar_styles();
     lv_obj_t *bar = lv_bar_create(display_state.overlay, nullptr);
     display_state.fw_progress_bar = bar;
-    display_state.fw_bar_design = lv_obj_get_design_cb(bar);
+    lvgl_bar_design = lv_obj_get_design_cb(bar);
     lv_obj_set_design_cb(bar, draw_bar);
     lv_obj_set_size(bar, 100, 8);
     lv_obj_set_pos(bar, 9, 36);
@@ -148,9 +136,9 @@ void show_fw_overlay() {
     style_fw_small_text.text.font = &font_8;
 
     // Two pixels taller and one further up and left than the message boxes, on purpose.
-    state.overlay = create_box(4, 4, 120, 56, &style_fw.box);
-    create_label(&style_fw.text, "FW UPGRADE...", 0, -14);
-    state.fw_type_label = create_label(&style_fw_small_text, state.fw_type, 0, -2);
+    state.overlay = create_container(4, 4, 120, 56, &style_fw.box);
+    create_label(state.overlay, &style_fw.text, "FW UPGRADE...", LV_ALIGN_CENTER, 0, -14);
+    state.fw_type_label = create_label(state.overlay, &style_fw_small_text, state.fw_type, LV_ALIGN_CENTER, 0, -2);
     create_progress_bar();
     lv_task_set_prio(state.progress_task, LV_TASK_PRIO_MID);
     state.fw_overlay_shown = true;

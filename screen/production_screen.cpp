@@ -4,13 +4,11 @@
 #include <syslog.h>
 
 #include "app/display_state.h"
-#include "probes/command.h"
-#include "probes/voltage_meter.h"
-#include "screen/fonts.h"
+#include "probes/voltage.h"
+#include "screen/art.h"
 #include "screen/identity_text.h"
-#include "screen/label_text.h"
+#include "screen/measurement_area.h"
 #include "screen/overlays.h"
-#include "screen/styles.h"
 #include "screen/widgets.h"
 
 static lv_style_t style_prod_row;
@@ -19,28 +17,17 @@ static lv_style_t style_prod_text2;  // prepared with the others; no row uses it
 static lv_style_t style_prod_screen;
 
 static void prepare_styles() {
-    style_set_black_box(&style_prod_row);
+    style_set_black_ground(&style_prod_row);
     lv_style_copy(&style_prod_text, &style_prod_row);
     style_set_text(&style_prod_text, &font_16);
     lv_style_copy(&style_prod_text2, &style_prod_row);
     style_set_text(&style_prod_text2, &font_16);
-    style_set_black_box(&style_prod_screen);
+    style_set_black_ground(&style_prod_screen);
 }
 
 static lv_obj_t *create_row(lv_coord_t y, const char *text) {
-    lv_obj_t *row = create_box(0, y, 128, 12, &style_prod_row);
-    lv_obj_t *label = lv_label_create(row, nullptr);
-    lv_obj_set_style(label, &style_prod_text);
-    set_label_text(label, text);
-    lv_obj_align(label, nullptr, LV_ALIGN_IN_LEFT_MID, 0, 0);
-    return label;
-}
-
-// The interface service measures the jack when asked; here only that effect is wanted, so the answer is
-// read to its end and dropped.
-static void wake_jack_measurement() {
-    char dropped[TEXT_SIZE];
-    read_last_line(JACK_COMMAND, dropped, sizeof dropped);
+    lv_obj_t *row = create_container(0, y, 128, 12, &style_prod_row);
+    return create_label(row, &style_prod_text, text, LV_ALIGN_IN_LEFT_MID);
 }
 
 void production_screen_create() {

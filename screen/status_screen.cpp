@@ -6,16 +6,12 @@
 #include "screen/status_screen.h"
 
 #include "app/display_state.h"
-#include "probes/flag_files.h"
-#include "probes/text_file.h"
-#include "probes/voltage_meter.h"
-#include "probes/wifi.h"
+#include "screen/activity_icon.h"
+#include "screen/art.h"
 #include "screen/connectivity_line.h"
-#include "screen/fonts.h"
-#include "screen/images.h"
+#include "screen/measurement_area.h"
 #include "screen/mode_line.h"
 #include "screen/overlays.h"
-#include "screen/styles.h"
 #include "screen/widgets.h"
 
 static lv_style_t style_screen;
@@ -26,7 +22,7 @@ static lv_style_t style_box_text;
 static lv_style_t style_rule;
 
 static void prepare_screen_styles() {
-    style_set_black_box(&style_screen);
+    style_set_black_ground(&style_screen);
     style_screen.image.intense = LV_OPA_COVER;
 
     lv_style_copy(&style_text, &style_screen);
@@ -39,59 +35,19 @@ static void prepare_screen_styles() {
 }
 
 static void prepare_box_styles() {
-    style_set_black_box(&style_box);
+    style_set_black_ground(&style_box);
     lv_style_copy(&style_box_text, &style_box);
     style_set_text(&style_box_text, &font_16);
     style_box_text.image.intense = LV_OPA_COVER;
 }
 
-static lv_obj_t *create_label(lv_obj_t *box, lv_style_t *style, const char *text, lv_align_t align, lv_coord_t x = 0,
-                              lv_coord_t y = 0) {
-    lv_obj_t *label = lv_label_create(box, nullptr);
-    lv_obj_set_style(label, style);
-    lv_label_set_text(label, text);
-    lv_obj_align(label, nullptr, align, x, y);
-    return label;
-}
-
-static lv_obj_t *create_image(lv_obj_t *box, const lv_img_dsc_t *source, lv_align_t align, lv_coord_t y) {
-    lv_obj_t *image = lv_img_create(box, nullptr);
-    lv_img_set_src(image, source);
-    lv_obj_set_style(image, &style_box_text);
-    lv_obj_align(image, nullptr, align, 0, y);
-    return image;
-}
-
 static void create_mode_row() {
     DisplayState &state = display_state;
-    state.mode_box = create_box(5, 50, 118, 16, &style_box);
+    state.mode_box = create_container(5, 50, 118, 16, &style_box);
     state.mode_label = create_label(state.mode_box, &style_box_text, "AUTOCHECK...", LV_ALIGN_CENTER);
-    state.activity_icon = create_image(state.mode_box, &img_activity_1, LV_ALIGN_IN_RIGHT_MID, -2);
-    state.voltage_source_icon = create_image(state.mode_box, &img_supply_1, LV_ALIGN_IN_LEFT_MID, -1);
+    state.activity_icon = create_image(state.mode_box, &style_box_text, &img_activity_1, LV_ALIGN_IN_RIGHT_MID, 0, -2);
+    state.voltage_source_icon = create_image(state.mode_box, &style_box_text, &img_supply_1, LV_ALIGN_IN_LEFT_MID, 0, -1);
     lv_task_create(activity_icon_task, 100, LV_TASK_PRIO_MID, state.activity_icon);
-}
-
-static void create_voltage_meter() {
-    DisplayState &state = display_state;
-    lv_obj_t *minmax_box = create_box(73, 18, 57, 30, &style_screen);
-    state.voltage_max_label = create_label(minmax_box, &style_text, "Max. -.-", LV_ALIGN_IN_TOP_LEFT);
-    state.voltage_min_label = create_label(minmax_box, &style_text, "Min. -.-", LV_ALIGN_IN_BOTTOM_LEFT);
-    lv_obj_t *volt_box = create_box(9, 18, 63, 30, &style_screen);
-    state.voltage_label = create_label(volt_box, &style_text_large, "-.-v", LV_ALIGN_CENTER);
-    state.voltage_task = lv_task_create(voltage_task, 500, LV_TASK_PRIO_MID, nullptr);
-}
-
-// Stands in the meter's place on a service unit. The captions lie beyond the right edge of the device; the
-// values move to a vertical offset of 0 with the first reading.
-static void create_wifi_debug_panel() {
-    DisplayState &state = display_state;
-    lv_obj_t *captions = create_box(64, 18, 59, 30, &style_screen);
-    create_label(captions, &style_text, "noise", LV_ALIGN_IN_TOP_LEFT);
-    create_label(captions, &style_text, "rssi", LV_ALIGN_IN_BOTTOM_LEFT);
-    lv_obj_t *values = create_box(5, 18, 59, 30, &style_screen);
-    state.debug_noise_label = create_label(values, &style_text, "", LV_ALIGN_IN_TOP_RIGHT, -2, -6);
-    state.debug_rssi_label = create_label(values, &style_text, "", LV_ALIGN_IN_BOTTOM_RIGHT, -2, 2);
-    lv_task_create(wifi_debug_task, 500, LV_TASK_PRIO_HIGHEST, nullptr);
 }
 
 // `points` must outlive the line.
@@ -121,14 +77,10 @@ void status_screen_create() {
 
     prepare_box_styles();
     create_mode_row();
-    display_state.conn_box = create_box(5, 0, 118, 16, &style_text);
+    display_state.conn_box = create_container(5, 0, 118, 16, &style_text);
     lv_task_create(mode_line_task, 500, LV_TASK_PRIO_MID, nullptr);
 
-    if (file_exists(FLAG_WIFI_DEBUG)) {
-        create_wifi_debug_panel();
-    } else {
-        create_voltage_meter();
-    }
+    measurement_area_create({&style_screen, &style_text, &style_text_large});
     create_rules();
     display_state.progress_task = lv_task_create(progress_step, 1000, LV_TASK_PRIO_OFF, nullptr);
 }

@@ -2,5 +2,4 @@
 #pragma once
 
 /// Builds the status screen on the active screen and creates its LVGL tasks. Called once, at start-up.
-/// The existence of FLAG_WIFI_DEBUG decides between the voltage meter and the Wi-Fi debug panel.
 void status_screen_create();

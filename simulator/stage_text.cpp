@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "screen/fonts.h"
+#include "screen/art.h"
 
 namespace desk {
 

@@ -1,8 +1,9 @@
 // The activity icon: every step of both sets of pictures, and changing between the sets at every step.
 #include "support.h"
 
-#include "probes/flag_files.h"
-#include "screen/images.h"
+#include "probes/readers.h"
+#include "screen/activity_icon.h"
+#include "screen/art.h"
 #include "screen/status_screen.h"
 
 namespace {

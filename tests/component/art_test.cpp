@@ -12,8 +12,7 @@
 
 #include <gtest/gtest.h>
 
-#include "screen/fonts.h"
-#include "screen/images.h"
+#include "screen/art.h"
 
 namespace {
 

@@ -7,9 +7,8 @@
 
 #include "messages.h"
 #include "model.h"
-#include "probes/flag_files.h"
-#include "screen/fonts.h"
-#include "screen/images.h"
+#include "probes/readers.h"
+#include "screen/art.h"
 #include "support.h"
 #include "widgets.h"
 

@@ -3,7 +3,7 @@
 
 #include <string.h>
 
-#include "screen/label_text.h"
+#include "screen/widgets.h"
 
 namespace {
 

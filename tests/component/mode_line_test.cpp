@@ -7,7 +7,7 @@
 
 #include "messages.h"
 #include "model.h"
-#include "probes/flag_files.h"
+#include "probes/readers.h"
 #include "screen/connectivity_line.h"
 #include "support.h"
 #include "widgets.h"

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "app/display_state.h"
+#include "lvgl.h"
 
 /// No view has to be shown: connectivity_line returns 0.
 constexpr int NO_NEW_VIEW = -1;

@@ -8,8 +8,7 @@
 
 #include "messages.h"
 #include "model.h"
-#include "screen/fonts.h"
-#include "screen/images.h"
+#include "screen/art.h"
 #include "support.h"
 #include "widgets.h"
 

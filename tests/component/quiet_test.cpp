@@ -1,8 +1,8 @@
 // A minute in which nothing happens: what is shown already is not drawn again. The activity icon alone moves,
 // and only when its frame changes.
 #include "messages.h"
-#include "probes/flag_files.h"
-#include "probes/voltage_meter.h"
+#include "probes/readers.h"
+#include "screen/measurement_area.h"
 #include "support.h"
 #include "widgets.h"
 

@@ -3,12 +3,12 @@
 #include <string.h>
 #include <syslog.h>
 
-#include "probes/flag_files.h"
-#include "probes/voltage_meter.h"
+#include "probes/readers.h"
+#include "screen/measurement_area.h"
 #include "probes/wifi.h"
 #include "screen/connectivity_line.h"
-#include "screen/fonts.h"
-#include "screen/images.h"
+#include "screen/activity_icon.h"
+#include "screen/art.h"
 #include "screen/mode_line.h"
 #include "screen/overlays.h"
 #include "support.h"

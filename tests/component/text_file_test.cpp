@@ -10,7 +10,7 @@
 
 #include <algorithm>
 
-#include "probes/text_file.h"
+#include "probes/readers.h"
 
 // read() is interrupted so many times, and then gives at most so many bytes a call, when a test wants it.
 static int interruptions;

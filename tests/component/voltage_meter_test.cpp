@@ -6,9 +6,9 @@
 #include <unistd.h>
 
 #include "messages.h"
-#include "probes/flag_files.h"
-#include "probes/voltage_meter.h"
-#include "screen/images.h"
+#include "probes/readers.h"
+#include "screen/art.h"
+#include "screen/measurement_area.h"
 #include "screen/production_screen.h"
 
 namespace {

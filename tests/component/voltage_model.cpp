@@ -7,9 +7,9 @@
 
 #include <algorithm>
 
-#include "probes/flag_files.h"
-#include "probes/voltage_meter.h"
-#include "screen/images.h"
+#include "probes/readers.h"
+#include "screen/measurement_area.h"
+#include "screen/art.h"
 #include "screen/status_screen.h"
 
 // ---- The calculation
@@ -78,7 +78,7 @@ void MeterModel::show(float volts) {
     if (volts == static_cast<float>(last_whole) || !(volts > 6.0f)) {
         label = "-.-v";
     } else {
-        if (on_active_screen) label = buffer = formatted("", volts, "v");
+        if (on_active_screen) label = formatted("", volts, "v");
         // What 32 bits can't hold is remembered as the most that they can.
         last_whole = static_cast<uint32_t>(std::min(floor(static_cast<double>(volts)), 4294967295.0));
     }
@@ -87,7 +87,6 @@ void MeterModel::show(float volts) {
 
 void MeterModel::run(const MeterInput &input) {
     jack_runs = 0;
-    buffer = "";
     supply = measure_supply(input);
     if (supply >= 6.0f) {
         icon_is_supply = true;
@@ -185,7 +184,6 @@ void VoltageMeter::compare_values() const {
     EXPECT_EQ(up_to_nul(display_state.scale_text), up_to_nul(model.scale_text));
     EXPECT_EQ(up_to_nul(display_state.raw_text), up_to_nul(model.raw_text));
     EXPECT_EQ(up_to_nul(display_state.vjack_text), up_to_nul(model.jack_text));
-    EXPECT_EQ(display_state.voltage_text, model.buffer);
 }
 
 static void expect_at(const lv_obj_t *object, int x, int y) {

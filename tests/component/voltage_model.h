@@ -24,7 +24,6 @@ struct MeterModel {
     bool icon_is_supply = true;
     std::string scale_text, raw_text, jack_text;
     std::string label = "-.-v", lowest_label = "Min. -.-", highest_label = "Max. -.-";
-    std::string buffer;  ///< what the formatting buffer holds after a run
     bool power_down = false, on_active_screen = true;
     size_t jack_runs = 0;
 

@@ -5,9 +5,9 @@
 #include <math.h>
 #include <unistd.h>
 
-#include "probes/flag_files.h"
-#include "probes/voltage_meter.h"
-#include "screen/images.h"
+#include "probes/readers.h"
+#include "screen/measurement_area.h"
+#include "screen/art.h"
 
 // ---- The jack
 

@@ -1,7 +1,7 @@
 // What stands on the screen, as a test can ask for it; see widgets.h.
 #include "widgets.h"
 
-#include "probes/flag_files.h"
+#include "probes/readers.h"
 #include "screen/production_screen.h"
 #include "screen/status_screen.h"
 #include "support.h"

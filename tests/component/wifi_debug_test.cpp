@@ -1,7 +1,8 @@
 // The Wi-Fi debug panel: which tools it runs, and their raw lines in the two labels.
 #include "support.h"
 
-#include "probes/flag_files.h"
+#include "probes/readers.h"
+#include "screen/measurement_area.h"
 #include "probes/wifi.h"
 #include "screen/status_screen.h"
 

@@ -1,9 +1,9 @@
-// The activity icon, whose frame set a flag file chooses; see flag_files.h for the list of files.
-#include "probes/flag_files.h"
+// The activity icon at the end of the mode row; see activity_icon.h.
+#include "screen/activity_icon.h"
 
 #include "app/display_state.h"
-#include "probes/text_file.h"
-#include "screen/images.h"
+#include "probes/readers.h"
+#include "screen/art.h"
 
 constexpr int16_t LAST_STEP = 59;
 

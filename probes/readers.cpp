@@ -1,11 +1,12 @@
-// Small files as other services write them; see text_file.h.
+// Reads the small files and tools of the box; see readers.h.
 //
 // Plain descriptors instead of stdio: the meter and the mode line read such files twice a second, and a
 // stream would allocate each time. O_NONBLOCK keeps a FIFO in a file's place from stopping the display.
-#include "probes/text_file.h"
+#include "probes/readers.h"
 
 #include <errno.h>
 #include <fcntl.h>
+#include <stdio.h>
 #include <string.h>
 #include <unistd.h>
 
@@ -48,5 +49,14 @@ bool read_word(const char *path, char *word, size_t size) {
     const size_t kept = length < size ? length : size - 1;
     memcpy(word, start, kept);
     word[kept] = '\0';
+    return true;
+}
+
+bool read_last_line(const char *command, char *line, int limit) {
+    FILE *pipe = popen(command, "re");
+    if (pipe == nullptr) return false;
+    while (fgets(line, limit, pipe) != nullptr) {
+    }
+    pclose(pipe);
     return true;
 }
