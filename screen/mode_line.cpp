@@ -11,50 +11,58 @@
 #include "probes/readers.h"
 #include "screen/connectivity_line.h"
 
-// rec_active is no mode of its own: it only chooses the text of mode_rec and is never cleared here.
-static bool DisplayState::*const MODE_FLAGS[] = {
-    &DisplayState::no_warranty, &DisplayState::mode_diagnosis, &DisplayState::mode_doip_ethernet,
-    &DisplayState::mode_rec,    &DisplayState::mode_doip,      &DisplayState::mode_passthru,
-    &DisplayState::power_down,  &DisplayState::restarting,     &DisplayState::ready,
+// A check, in the order of the table: shows its text if its flag is set.
+struct ModeCheck {
+    bool DisplayState::*flag;
+    const char *text;
 };
 
-static void clear_other_modes(bool DisplayState::*winner) {
-    for (bool DisplayState::*flag : MODE_FLAGS) {
-        if (flag != winner) display_state.*flag = false;
-    }
-}
-
-// One check: shows `text` if `flag` is set. Returns false when the text was already up, which ends the pass.
-static bool show_mode(bool DisplayState::*flag, const char *text) {
-    if (!(display_state.*flag)) return true;
-    if (strcmp(lv_label_get_text(display_state.mode_label), text) == 0) return false;
-    clear_other_modes(flag);
-    lv_label_set_text(display_state.mode_label, text);
-    connectivity_line(0);
-    return true;
-}
+// The order decides which of several flags remains: the last that is set.
+static const ModeCheck MODE_CHECKS[] = {
+    {&DisplayState::no_warranty, "NO WARRANTY"},
+    {&DisplayState::mode_diagnosis, "DIAGNOSIS"},
+    {&DisplayState::mode_doip_ethernet, "DOIP ETHERNET"},
+    {&DisplayState::mode_rec, "REC ..."},  // "REC ON" once it is confirmed
+    {&DisplayState::mode_doip, "DOIP"},
+    {&DisplayState::mode_passthru, "PASSTHRU"},  // the running firmware is looked at first
+    {&DisplayState::power_down, "POWER DOWN"},
+    {&DisplayState::restarting, "RESTARTING..."},
+    {&DisplayState::ready, "READY"},  // not without a warranty
+};
 
 // A J2534 firmware that runs keeps pass-thru up, any other type takes it down; without a line nothing changes.
-static bool follow_running_firmware() {
+static void follow_running_firmware() {
     char type[TEXT_SIZE];
-    if (read_first_line(FILE_FW_TYPE_RUNNING, type, sizeof type) == FirstLine::read) {
-        display_state.mode_passthru = strcmp(type, "FT_MAINAPP_J2534") == 0;
+    if (read_first_line(FILE_FW_TYPE_RUNNING, type, sizeof type) != FirstLine::read) return;
+    display_state.mode_passthru = strcmp(type, "FT_MAINAPP_J2534") == 0;
+}
+
+static bool is_set(const ModeCheck &check) {
+    const DisplayState &state = display_state;
+    return state.*check.flag && !(check.flag == &DisplayState::ready && state.no_warranty);
+}
+
+// rec_active is no mode of its own: it only chooses this text, and is never cleared here.
+static const char *text_of(const ModeCheck &check) {
+    return check.flag == &DisplayState::mode_rec && display_state.rec_active ? "REC ON" : check.text;
+}
+
+static void clear_all_but(const ModeCheck &winner) {
+    for (const ModeCheck &check : MODE_CHECKS) {
+        if (check.flag != winner.flag) display_state.*check.flag = false;
     }
-    return true;
 }
 
 void mode_line_task(lv_task_t *) {
-    const DisplayState &state = display_state;
-    const bool went_through = show_mode(&DisplayState::no_warranty, "NO WARRANTY") &&
-                              show_mode(&DisplayState::mode_diagnosis, "DIAGNOSIS") &&
-                              show_mode(&DisplayState::mode_doip_ethernet, "DOIP ETHERNET") &&
-                              show_mode(&DisplayState::mode_rec, state.rec_active ? "REC ON" : "REC ...") &&
-                              show_mode(&DisplayState::mode_doip, "DOIP") &&
-                              follow_running_firmware() &&
-                              show_mode(&DisplayState::mode_passthru, "PASSTHRU") &&
-                              show_mode(&DisplayState::power_down, "POWER DOWN") &&
-                              show_mode(&DisplayState::restarting, "RESTARTING...") &&
-                              (state.no_warranty || show_mode(&DisplayState::ready, "READY"));
+    lv_obj_t *label = display_state.mode_label;
+    for (const ModeCheck &check : MODE_CHECKS) {
+        if (check.flag == &DisplayState::mode_passthru) follow_running_firmware();
+        if (!is_set(check)) continue;
+        if (strcmp(lv_label_get_text(label), text_of(check)) == 0) return;
+        clear_all_but(check);
+        lv_label_set_text(label, text_of(check));
+        connectivity_line(0);
+    }
     // The label's width follows its text.
-    if (went_through) lv_obj_align(state.mode_label, nullptr, LV_ALIGN_CENTER, 0, 0);
+    lv_obj_align(label, nullptr, LV_ALIGN_CENTER, 0, 0);
 }
