@@ -1,7 +1,7 @@
-// Carries out display commands; see dispatch.h. The words and their order are in vocabulary.def.
+// Carries out display commands; see dispatch.h. The words, their order and their handlers are in vocabulary.def.
 //
-// The commands are uneven on purpose: some respect a power-down and some end it, "USB_done" opens its box
-// over whatever is shown, "M4_done" sets `ready` beside the other modes, "chan_timeout" spares the station.
+// The commands are uneven, and other services rely on it: some respect a power-down and some end it, "USB_done" opens
+// its overlay over whatever is shown, "M4_done" sets `ready` beside the other modes, "chan_timeout" spares the station.
 #include "app/dispatch.h"
 
 #include <stdint.h>
@@ -51,10 +51,6 @@ static void set_only_mode(bool DisplayState::*mode) {
     display_state.*mode = true;
 }
 
-static void set_only_mode_unless_power_down(bool DisplayState::*mode) {
-    if (!display_state.power_down) set_only_mode(mode);
-}
-
 static void clear_channels() {
     DisplayState &state = display_state;
     state.chan_vpn = false;
@@ -62,16 +58,6 @@ static void clear_channels() {
     state.chan_ap = false;
     state.chan_sta = false;
     state.chan_bt = false;
-}
-
-static void set_only_channel(bool DisplayState::*channel, uint32_t force) {
-    clear_channels();
-    display_state.*channel = true;
-    connectivity_line(force);
-}
-
-static void close_any_overlay() {
-    if (any_overlay_shown()) close_overlays();
 }
 
 static void write_error_text(const char *title, const char *code) {
@@ -94,65 +80,47 @@ static void on_error_code(const char *command, DBusMessageIter *args) {
     }
     if (is_prefix("WIFI", code)) {
         write_error_text("ERROR: WIFI", "Connection");
-        close_any_overlay();
+        close_overlays();
         show_error_overlay();
         state.wifi_error_latched = true;
     } else if (is_prefix("CWIFI", code)) {
         // The latch stays: once a Wi-Fi error has been shown, every later "CWIFI" acts.
         if (!state.wifi_error_latched || state.fw_overlay_shown) return;
-        close_any_overlay();
+        close_overlays();
         wifi_link_probe();
         state.chan_sta = true;
         connectivity_line(1);
     } else {
         write_error_text("ERROR", code);
-        close_any_overlay();
+        close_overlays();
         show_error_overlay();
     }
 }
 
 static void on_clear_msg(const char *, DBusMessageIter *) {
-    close_any_overlay();
+    close_overlays();
 }
 
-static void on_reboot(const char *, DBusMessageIter *) {
-    close_any_overlay();
-    show_reboot_overlay();
+// In place of what is up.
+template <void (*show)()>
+static void on_overlay(const char *, DBusMessageIter *) {
+    close_overlays();
+    show();
 }
 
-static void on_check_ignition(const char *, DBusMessageIter *) {
-    close_any_overlay();
-    show_ignition_overlay();
-}
-
-static void on_usb_update(const char *, DBusMessageIter *) {
-    show_usb_box();
-}
-
-static void on_usb_done(const char *, DBusMessageIter *) {
-    show_reboot_overlay();
+// Opens over whatever is up.
+template <void (*show)()>
+static void on_overlay_above(const char *, DBusMessageIter *) {
+    show();
 }
 
 // ---- Channels ----
 
-static void on_chan_usb(const char *, DBusMessageIter *) {
-    set_only_channel(&DisplayState::chan_usb, 0);
-}
-
-static void on_chan_bt(const char *, DBusMessageIter *) {
-    set_only_channel(&DisplayState::chan_bt, 0);
-}
-
-static void on_chan_ap(const char *, DBusMessageIter *) {
-    set_only_channel(&DisplayState::chan_ap, 0);
-}
-
-static void on_chan_sta(const char *, DBusMessageIter *) {
-    set_only_channel(&DisplayState::chan_sta, 1);
-}
-
-static void on_chan_vpn(const char *, DBusMessageIter *) {
-    set_only_channel(&DisplayState::chan_vpn, 0);
+template <bool DisplayState::*channel, uint32_t force>
+static void on_channel(const char *, DBusMessageIter *) {
+    clear_channels();
+    display_state.*channel = true;
+    connectivity_line(force);
 }
 
 static void on_chan_timeout(const char *, DBusMessageIter *) {
@@ -167,6 +135,16 @@ static void on_chan_timeout(const char *, DBusMessageIter *) {
 
 // ---- Modes ----
 
+template <bool DisplayState::*mode>
+static void on_mode(const char *, DBusMessageIter *) {
+    set_only_mode(mode);
+}
+
+template <bool DisplayState::*mode>
+static void on_mode_unless_power_down(const char *, DBusMessageIter *) {
+    if (!display_state.power_down) set_only_mode(mode);
+}
+
 static void on_m4_comm(const char *, DBusMessageIter *) {
     if (display_state.mode_rec) {
         display_state.rec_active = true;
@@ -176,38 +154,14 @@ static void on_m4_comm(const char *, DBusMessageIter *) {
     }
 }
 
-static void on_ready_unless_power_down(const char *, DBusMessageIter *) {
-    set_only_mode_unless_power_down(&DisplayState::ready);
-}
-
-static void on_m4_j2534(const char *, DBusMessageIter *) {
-    set_only_mode(&DisplayState::mode_passthru);
-}
-
-static void on_rec_on(const char *, DBusMessageIter *) {
-    set_only_mode(&DisplayState::mode_rec);
-}
-
 static void on_rec_off(const char *, DBusMessageIter *) {
     display_state.rec_active = false;  // also while powering down
-    set_only_mode_unless_power_down(&DisplayState::ready);
-}
-
-static void on_rj45_pt_enable(const char *, DBusMessageIter *) {
-    set_only_mode_unless_power_down(&DisplayState::mode_doip_ethernet);
-}
-
-static void on_doip_on(const char *, DBusMessageIter *) {
-    set_only_mode(&DisplayState::mode_doip);
+    if (!display_state.power_down) set_only_mode(&DisplayState::ready);
 }
 
 static void on_p_off(const char *, DBusMessageIter *) {
     set_only_mode(&DisplayState::power_down);
     clear_channels();  // the row follows with the next mode line
-}
-
-static void on_p_on(const char *, DBusMessageIter *) {
-    set_only_mode(&DisplayState::restarting);
 }
 
 // ---- Firmware ----

@@ -23,7 +23,7 @@ from simulator import PROGRAM, SOURCE, VIEWS, Simulator, decode_png, events, loa
 
 def vocabulary_of_the_daemon():
     with open(os.path.join(SOURCE, "app", "vocabulary.def"), encoding="utf-8") as file:
-        return re.findall(r'^DISPLAY_COMMAND\("(\w+)", \w+, "([^"]*)", "(\w+)", "([^"]*)"\)', file.read(), re.M)
+        return re.findall(r'^DISPLAY_COMMAND\("(\w+)", (?:\w+|\(.*?\)), "([^"]*)", "(\w+)", "([^"]*)"\)', file.read(), re.M)
 
 
 def golden(view, name):
