@@ -1,7 +1,6 @@
 // Carries out display commands; see dispatch.h. The words, their order and their handlers are in vocabulary.def.
 //
-// The commands are uneven, and other services rely on it: some respect a power-down and some end it, "USB_done" opens
-// its overlay over whatever is shown, "M4_done" sets `ready` beside the other modes, "chan_timeout" spares the station.
+// The commands are uneven; docs/compatibility.md says how and who depends on it.
 #include "app/dispatch.h"
 
 #include <stdint.h>

@@ -8,7 +8,7 @@
 #include "app/display_state.h"
 #include "probes/readers.h"
 
-// Signal strength to percent: a fixed table, uneven on purpose. A row holds from its own dBm value up to the row
+// Signal strength to percent, uneven as docs/compatibility.md tells. A row holds from its own dBm value up to the row
 // before it, so that -1 to -1000 dBm have exactly one row each.
 struct QualityRow {
     int32_t weakest_dbm;
@@ -37,7 +37,7 @@ static bool link_file_says(const char *path, const char *wanted) {
 }
 
 int wifi_link_probe() {
-    // The link mode is asked before the operational state on purpose: only both together are a link.
+    // The link mode first: only both together are a link.
     if (!link_file_says(WLAN_LINK_MODE, "1")) return 0;
     if (!link_file_says(WLAN_OPERSTATE, "up")) return 0;
     if (!read_last_line(SSID_COMMAND, display_state.wifi_ssid, 63)) return 0;

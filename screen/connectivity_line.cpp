@@ -143,7 +143,7 @@ static int32_t choose_station_or_less(bool force) {
         if (has_name && (force || quality_moved())) return CONN_STATION;
         return state.chan_bt ? unless_shown(CONN_BLUETOOTH) : KEEP_VIEW;
     }
-    // A forced update shows a known station even without its flag, on purpose.
+    // Even without its flag; see docs/compatibility.md.
     if (force && has_name) return CONN_STATION;
     if (state.chan_bt) return unless_shown(CONN_BLUETOOTH);
     if (state.chan_vpn || state.chan_usb || state.chan_ap || state.power_down) return KEEP_VIEW;

@@ -1,8 +1,6 @@
 // The measurement area in the middle of the status screen; see measurement_area.h.
 //
-// The meter's comparisons are uneven, and the manual relies on them: exactly 6.0 V is a reading, but is shown as
-// "-.-v" and never becomes the minimum; a value that equals the whole number last written shows "-.-v" for that one
-// run.
+// The meter's comparisons are uneven; docs/compatibility.md says who depends on them.
 #include "screen/measurement_area.h"
 
 #include <stdint.h>

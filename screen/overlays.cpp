@@ -135,7 +135,7 @@ void show_fw_overlay() {
     lv_style_copy(&style_fw_small_text, &style_fw.text);
     style_fw_small_text.text.font = &font_8;
 
-    // Two pixels taller and one further up and left than the message boxes, on purpose.
+    // Two pixels taller and one further up and left than the messages; see docs/compatibility.md.
     state.overlay = create_container(4, 4, 120, 56, &style_fw.box);
     create_label(state.overlay, &style_fw.text, "FW UPGRADE...", LV_ALIGN_CENTER, 0, -14);
     state.fw_type_label = create_label(state.overlay, &style_fw_small_text, state.fw_type, LV_ALIGN_CENTER, 0, -2);

@@ -32,7 +32,7 @@ static lv_obj_t *create_row(lv_coord_t y, const char *text) {
 
 void production_screen_create() {
     DisplayState &state = display_state;
-    syslog(LOG_ERR, "start prod interface.");  // at error priority on purpose: it should stand out in a log
+    syslog(LOG_ERR, "start prod interface.");  // an error: see docs/compatibility.md
     state.prod_mode = true;
     prepare_styles();
     lv_obj_set_style(lv_disp_get_scr_act(lv_disp_get_default()), &style_prod_screen);
