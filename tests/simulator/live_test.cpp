@@ -71,7 +71,7 @@ static std::string settings_in(const std::string &line) { return line.substr(0, 
 TEST(Live, ShowsThePageAndALineThatSends) {
     const desk::Picture panel = played("send chan_bt\n", "device");
     Simulator terminal({});
-    const termios before = terminal.settings();
+    const termios before = terminal.settings_before();
     ASSERT_TRUE(terminal.shows(legend_end)) << terminal.screen().text();
     EXPECT_TRUE(terminal.screen().other_screen());
     EXPECT_TRUE(terminal.screen().cursor_hidden());
@@ -310,7 +310,7 @@ TEST(Live, ManyCommandsAtOnceAreCounted) {
 
 TEST(Live, KeyIsTakenAtOnceAndNotEchoed) {
     Simulator terminal({"--no-page"});
-    const termios before = terminal.settings();
+    const termios before = terminal.settings_before();
     ASSERT_TRUE(terminal.shows(legend_end));
     const termios during = terminal.settings();
     EXPECT_EQ(during.c_lflag & static_cast<tcflag_t>(ECHO | ICANON), 0U);
@@ -341,14 +341,14 @@ TEST(Live, ArrowAndFunctionKeysSendNothing) {
 TEST(Live, EachWayOutRestoresTheTerminal) {
     for (const int number : {SIGTERM, SIGHUP, SIGQUIT}) {
         Simulator terminal({"--layout"});
-        const termios before = terminal.settings();
+        const termios before = terminal.settings_before();
         ASSERT_TRUE(terminal.shows(legend_end));
         terminal.signal(number);
         EXPECT_EQ(terminal.wait_for_end(), 0) << number;
         expect_nothing_left(terminal, before);
     }
     Simulator terminal({"--layout"});
-    const termios before = terminal.settings();
+    const termios before = terminal.settings_before();
     ASSERT_TRUE(terminal.shows(legend_end));
     terminal.type("q");
     EXPECT_EQ(terminal.wait_for_end(), 0);
@@ -358,7 +358,7 @@ TEST(Live, EachWayOutRestoresTheTerminal) {
 TEST(Live, CtrlZGivesTheTerminalBackUntilItGoesOn) {
     const desk::Picture panel = played("", "device");
     Simulator terminal({}, {60, 150, {}, true});
-    const termios before = terminal.settings();
+    const termios before = terminal.settings_before();
     for (int round = 0; round < 2; round++) {
         ASSERT_TRUE(terminal.shows_rows(drawn_rows(panel, 0, 48))) << terminal.screen().text();
         ASSERT_TRUE(terminal.shows(legend_end));
@@ -415,7 +415,7 @@ TEST(Live, ADumbTerminalGetsTheDemo) {
 
 TEST(Live, PageAloneLeavesTheTerminalAlone) {
     Simulator terminal({"--page"});
-    const termios before = terminal.settings();
+    const termios before = terminal.settings_before();
     ASSERT_TRUE(terminal.shows("The page: http://127.0.0.1:"));
     EXPECT_TRUE(same_settings(terminal.settings(), before));
     EXPECT_FALSE(contains(terminal.written(), "\033"));

@@ -72,6 +72,7 @@ Terminal::Terminal(const std::vector<std::string> &command, const Setting &setti
     if (openpty(&master_, &slave_, nullptr, nullptr, &size) != 0) return;
     fcntl(master_, F_SETFD, FD_CLOEXEC);
     fcntl(slave_, F_SETFD, FD_CLOEXEC);
+    settings_before_ = settings();
     pid_ = fork();
     if (pid_ == 0) become(slave_, folder_, command, setting);
 }

@@ -53,6 +53,8 @@ public:
     // The same without reading what it writes.
     int wait_for_end_unread();
     termios settings() const;
+    // What they were before the command was started.
+    const termios &settings_before() const { return settings_before_; }
     // Of what was typed, the bytes that nobody has read: the next program would get them.
     int bytes_left_to_read() const;
     // None of its processes outlives it; waits for those that are about to end.
@@ -68,6 +70,7 @@ private:
     EmulatedScreen screen_;
     pid_t pid_ = -1;
     int master_ = -1;
+    termios settings_before_ = {};
     int slave_ = -1; // kept open, so that the settings can be asked for at the end
     std::string written_;
 };

@@ -100,7 +100,7 @@ TEST_F(ViewInTerminal, EachStyleCanBeAskedFor) {
 TEST_F(ViewInTerminal, FollowsInPlaceAndPutsAllBack) {
     const std::string path = write(device_frame(1));
     Terminal terminal(view({"--follow", path}));
-    const termios before = terminal.settings();
+    const termios before = terminal.settings_before();
     for (unsigned seed = 1; seed < 5; seed++) {
         write(device_frame(seed));
         EXPECT_TRUE(terminal.shows_rows(lines_of(device_frame(seed), Style::fitting, {23, 80}))) << seed;
@@ -121,7 +121,7 @@ TEST_F(ViewInTerminal, EachWayOutPutsAllBack) {
     const std::string path = write(device_frame());
     for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
         Terminal terminal(view({"--follow", path}));
-        const termios before = terminal.settings();
+        const termios before = terminal.settings_before();
         ASSERT_TRUE(terminal.shows("q ends"));
         terminal.signal(number);
         EXPECT_EQ(terminal.wait_for_end(), 0) << number;
@@ -176,7 +176,7 @@ TEST_F(ViewInTerminal, OnlyWhatHasChangedIsWritten) {
 TEST_F(ViewInTerminal, CtrlZGivesTheTerminalBackUntilItGoesOn) {
     const std::string path = write(device_frame());
     Terminal terminal(view({"--follow", path}), {24, 80, {}, true});
-    const termios before = terminal.settings();
+    const termios before = terminal.settings_before();
     const Rows lines = lines_of(device_frame(), Style::fitting, {23, 80});
     for (int round = 0; round < 2; round++) {
         ASSERT_TRUE(terminal.shows_rows(lines)) << terminal.screen().text();
