@@ -87,11 +87,11 @@ TEST(DeskDeadline, HangIsToldWithTheWayOut) {
     EXPECT_TRUE(contains(said, "Match rule sent")) << said;
 }
 
-// Processor time counts as progress, but not without end.
+// Processor time of the daemon's group counts as progress, but not without end.
 TEST(DeskDeadline, WhatSpinsHasHung) {
     desk::Desk desk;
     desk.start();
-    ask_tool_each_time(desk, "/usr/bin/timeout 60 /bin/sh -c 'while :; do :; done'");
+    ask_tool_each_time(desk, "/usr/bin/timeout --foreground 60 /bin/sh -c 'while :; do :; done'");
     const Variable patience("DESK_PATIENCE", "0.05");
     const auto begin = std::chrono::steady_clock::now();
     EXPECT_TRUE(contains(what_advance_throws(desk), "hangs in the next 2000 ms"));
