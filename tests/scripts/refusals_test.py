@@ -105,8 +105,8 @@ class Refusals(unittest.TestCase):
 
     def test_a_driver_folder_without_a_driver(self):
         build = os.path.join(self.folder, "build")
-        result = subprocess.run(["cmake", "-S", SOURCE, "-B", build, "-DLV_DRIVERS_DIR=/nope"], capture_output=True,
-                                text=True, timeout=120)
+        command = ["cmake", "-G", "Ninja", "-S", SOURCE, "-B", build, "-DLV_DRIVERS_DIR=/nope"]
+        result = subprocess.run(command, capture_output=True, text=True, timeout=120)
         self.assertNotEqual(result.returncode, 0)
         said = " ".join(result.stderr.split())
         self.assertIn("LV_DRIVERS_DIR=/nope holds no display/fbdev.c", said)
