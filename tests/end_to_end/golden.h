@@ -9,7 +9,7 @@
 
 #include <gtest/gtest.h>
 
-#include "simulator/desk.h"
+#include "simulator/desk/desk.h"
 
 namespace end_to_end {
 

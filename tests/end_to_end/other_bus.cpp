@@ -3,7 +3,7 @@
 
 #include <fstream>
 
-#include "simulator/error.h"
+#include "simulator/desk/error.h"
 
 namespace end_to_end {
 

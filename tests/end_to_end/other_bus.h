@@ -6,8 +6,8 @@
 
 #include <dbus/dbus.h>
 
-#include "simulator/box.h"
-#include "simulator/process.h"
+#include "simulator/desk/box.h"
+#include "simulator/desk/process.h"
 
 namespace end_to_end {
 

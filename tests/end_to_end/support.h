@@ -13,7 +13,7 @@
 #include <gtest/gtest.h>
 #include <syslog.h>
 
-#include "simulator/desk.h"
+#include "simulator/desk/desk.h"
 
 namespace desk {
 

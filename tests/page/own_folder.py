@@ -1,6 +1,6 @@
 """A temporary folder that goes with its owner. Who is killed leaves it behind, and the next to make one removes it: a
 lock on a file in it, which ends with the process that holds it, tells the living from the dead. The desk's own folders
-follow the same rules (simulator/temporary_folder.h)."""
+follow the same rules (simulator/desk/temporary_folder.h)."""
 
 import contextlib
 import fcntl

@@ -82,7 +82,7 @@ class Refusals(unittest.TestCase):
         checkout = os.path.join(self.folder, "checkout")
         os.mkdir(checkout)
         for name in ("setup", "run", "test", "CMakePresets.json", "tests/check.py", "tests/run.py",
-                     "simulator/display_sim_options.cpp"):
+                     "simulator/live/display_sim_options.cpp"):
             os.makedirs(os.path.dirname(os.path.join(checkout, name)), exist_ok=True)
             shutil.copy(os.path.join(SOURCE, name), os.path.join(checkout, name))
         self.refuse_to_write(checkout)

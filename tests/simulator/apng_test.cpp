@@ -1,7 +1,7 @@
 // PNG files, still and moving: well-formed, and the pixels that were put in.
 #include <gtest/gtest.h>
 
-#include "simulator/apng.h"
+#include "simulator/scenario/apng.h"
 
 #include "png_reader.h"
 

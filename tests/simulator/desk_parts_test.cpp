@@ -12,9 +12,9 @@
 #include <syslog.h>
 #include <unistd.h>
 
-#include "simulator/log_socket.h"
-#include "simulator/picture.h"
-#include "simulator/process.h"
+#include "simulator/desk/log_socket.h"
+#include "simulator/desk/picture.h"
+#include "simulator/desk/process.h"
 
 #include "support.h"
 

@@ -11,8 +11,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "simulator/desk.h"
-#include "simulator/temporary_folder.h"
+#include "simulator/desk/desk.h"
+#include "simulator/desk/temporary_folder.h"
 #include "support.h"
 
 namespace simulator_test {

@@ -1,8 +1,8 @@
 // The gallery in docs/gallery is what the golden panels make of it today, whole and unembellished.
 #include <gtest/gtest.h>
 
-#include "simulator/gallery.h"
-#include "simulator/picture.h"
+#include "simulator/scenario/gallery.h"
+#include "simulator/desk/picture.h"
 #include "tools/vocabulary.h"
 
 #include "png_reader.h"

@@ -7,7 +7,7 @@
 #include <poll.h>
 
 #include "panel/drawing.h"
-#include "simulator/picture.h"
+#include "simulator/desk/picture.h"
 
 #include "support.h"
 #include "terminal/terminal.h"

@@ -8,12 +8,12 @@
 
 #include <gtest/gtest.h>
 
-#include "simulator/event_hub.h"
-#include "simulator/job_queue.h"
-#include "simulator/pace.h"
-#include "simulator/page_state.h"
-#include "simulator/recorder.h"
-#include "simulator/scenario.h"
+#include "simulator/page/event_hub.h"
+#include "simulator/page/job_queue.h"
+#include "simulator/scenario/pace.h"
+#include "simulator/page/page_state.h"
+#include "simulator/scenario/recorder.h"
+#include "simulator/scenario/scenario.h"
 
 #include "support.h"
 

@@ -6,9 +6,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "simulator/picture.h"
-#include "simulator/play_film.h"
-#include "simulator/stage_text.h"
+#include "simulator/desk/picture.h"
+#include "simulator/scenario/play_film.h"
+#include "simulator/scenario/stage_text.h"
 
 #include "png_reader.h"
 #include "support.h"

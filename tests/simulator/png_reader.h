@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "simulator/picture.h"
+#include "simulator/desk/picture.h"
 
 namespace simulator_test {
 

@@ -3,8 +3,8 @@
 
 #include <gtest/gtest.h>
 
-#include "simulator/scenario.h"
-#include "simulator/stage.h"
+#include "simulator/scenario/scenario.h"
+#include "simulator/scenario/stage.h"
 #include "tools/vocabulary.h"
 
 #include "support.h"

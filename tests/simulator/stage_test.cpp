@@ -3,8 +3,8 @@
 
 #include <gtest/gtest.h>
 
-#include "simulator/stage.h"
-#include "simulator/stage_text.h"
+#include "simulator/scenario/stage.h"
+#include "simulator/scenario/stage_text.h"
 
 using desk::View;
 

@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-#include "simulator/scenario.h"
+#include "simulator/scenario/scenario.h"
 
 #include "png_reader.h"
 #include "support.h"

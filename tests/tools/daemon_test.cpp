@@ -1,7 +1,7 @@
 // displayctl against the real daemon: what it sends arrives, and what it shows is what the daemon drew.
 #include <gtest/gtest.h>
 
-#include "simulator/desk.h"
+#include "simulator/desk/desk.h"
 #include "support.h"
 
 using namespace tools_test;

@@ -1,0 +1,177 @@
+// The private system bus and the desk's connection to it.
+#include "simulator/desk/bus.h"
+
+#include <fstream>
+#include <iterator>
+#include <memory>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "app/signal_names.h"
+#include "simulator/desk/error.h"
+
+namespace desk {
+
+static std::string configuration(const std::string &address) {
+    return "<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN\"\n"
+           " \"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">\n"
+           "<busconfig>\n"
+           "  <type>system</type>\n"
+           "  <listen>" + address + "</listen>\n"
+           "  <auth>EXTERNAL</auth>\n"
+           "  <policy context=\"default\">\n"
+           "    <allow user=\"*\"/>\n"
+           "    <allow own=\"*\"/>\n"
+           "    <allow send_destination=\"*\" eavesdrop=\"true\"/>\n"
+           "    <allow send_type=\"signal\"/>\n"
+           "    <allow receive_sender=\"*\" eavesdrop=\"true\"/>\n"
+           "    <allow eavesdrop=\"true\"/>\n"
+           "  </policy>\n"
+           "</busconfig>\n";
+}
+
+static std::string content_of(const std::string &path) {
+    std::ifstream file(path);
+    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+// Ready is when the bus has written its address, a line, to its standard output.
+static void start_and_wait(Process &process, const std::string &folder) {
+    const std::string output = folder + "/address";
+    const std::string errors = folder + "/errors";
+    Streams streams;
+    streams.output = open(output.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+    streams.errors = open(errors.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+    process.start({"dbus-daemon", "--nofork", "--nopidfile", "--print-address=1",
+                   "--config-file=" + folder + "/bus.conf"}, streams);
+    close(streams.output);
+    close(streams.errors);
+    const auto ready = [&] { return content_of(output).find('\n') != std::string::npos || !process.alive(); };
+    if (!wait_until(ready)) throw Error("dbus-daemon doesn't answer");
+    if (!process.alive()) {
+        throw Error("dbus-daemon did not start (as root: apt-get install dbus): " + content_of(errors));
+    }
+}
+
+Bus::Bus(const std::string &folder) : address_("unix:path=" + folder + "/system") {
+    std::ofstream(folder + "/bus.conf") << configuration(address_);
+    start_and_wait(process_, folder);
+    connect();
+}
+
+Bus::~Bus() { stop(); }
+
+// libdbus reports into this; it is freed in every case.
+struct BusError {
+    BusError() { dbus_error_init(&error); }
+    ~BusError() { dbus_error_free(&error); }
+    void raise_if_set(const std::string &doing) const {
+        if (dbus_error_is_set(&error)) throw Error(doing + ": " + error.message);
+    }
+    DBusError error;
+};
+
+struct Unref {
+    void operator()(DBusMessage *message) const { dbus_message_unref(message); }
+};
+using Message = std::unique_ptr<DBusMessage, Unref>;
+
+void Bus::connect() {
+    dbus_threads_init_default();
+    BusError problem;
+    connection_ = dbus_connection_open_private(address_.c_str(), &problem.error);
+    problem.raise_if_set("can't connect to the desk's bus");
+    dbus_connection_set_exit_on_disconnect(connection_, FALSE);
+    dbus_bus_register(connection_, &problem.error);
+    problem.raise_if_set("the desk's bus turns the desk away");
+}
+
+// The bus handles one connection's messages in order and writes a signal to its receivers at once: when it
+// answers the question, whatever was sent before has been delivered.
+void Bus::round_trip() {
+    BusError problem;
+    const Message question(
+        dbus_message_new_method_call(DBUS_SERVICE_DBUS, DBUS_PATH_DBUS, DBUS_INTERFACE_DBUS, "GetId"));
+    const int deadline = static_cast<int>(patience().count());
+    DBusMessage *reply =
+        dbus_connection_send_with_reply_and_block(connection_, question.get(), deadline, &problem.error);
+    problem.raise_if_set("the desk's bus doesn't answer");
+    dbus_message_unref(reply);
+    while (DBusMessage *unasked = dbus_connection_pop_message(connection_)) dbus_message_unref(unasked);
+}
+
+void Bus::catch_up() {
+    if (connection_ != nullptr) round_trip();
+}
+
+DBusConnection *Bus::connection() const {
+    if (connection_ == nullptr) throw Error("the desk's bus has been stopped");
+    return connection_;
+}
+
+void Bus::send_message(DBusMessage *message, int times) {
+    for (int i = 0; i < times; i++) {
+        const Message copy(dbus_message_copy(message)); // a message that has been sent keeps its serial number
+        if (!copy || !dbus_connection_send(connection(), copy.get(), nullptr)) {
+            throw Error("no memory to send a message");
+        }
+    }
+    dbus_connection_flush(connection());
+    round_trip();
+}
+
+static void append(DBusMessageIter &place, const Argument &argument) {
+    if (const int32_t *number = std::get_if<int32_t>(&argument)) {
+        dbus_message_iter_append_basic(&place, DBUS_TYPE_INT32, number);
+        return;
+    }
+    const std::string &text = std::get<std::string>(argument);
+    // libdbus ends the process over text that isn't UTF-8.
+    if (!dbus_validate_utf8(text.c_str(), nullptr)) throw Error("a string on the bus must be UTF-8");
+    const char *characters = text.c_str();
+    dbus_message_iter_append_basic(&place, DBUS_TYPE_STRING, &characters);
+}
+
+void Bus::send(const std::string &word, const std::vector<Argument> &further) {
+    const Message signal(dbus_message_new_signal(SIGNAL_PATH, SIGNAL_INTERFACE, SIGNAL_MEMBER));
+    DBusMessageIter place;
+    dbus_message_iter_init_append(signal.get(), &place);
+    append(place, word);
+    for (const Argument &argument : further) append(place, argument);
+    send_message(signal.get());
+}
+
+bool Bus::name_has_owner(const std::string &name) {
+    BusError problem;
+    const bool owned = dbus_bus_name_has_owner(connection(), name.c_str(), &problem.error);
+    problem.raise_if_set("can't ask for the owner of " + name);
+    return owned;
+}
+
+bool Bus::claim_name(const std::string &name, unsigned flags) {
+    BusError problem;
+    flags |= DBUS_NAME_FLAG_DO_NOT_QUEUE;
+    const int reply = dbus_bus_request_name(connection(), name.c_str(), flags, &problem.error);
+    problem.raise_if_set("can't claim " + name);
+    return reply == DBUS_REQUEST_NAME_REPLY_PRIMARY_OWNER || reply == DBUS_REQUEST_NAME_REPLY_ALREADY_OWNER;
+}
+
+void Bus::release_name(const std::string &name) {
+    BusError problem;
+    dbus_bus_release_name(connection(), name.c_str(), &problem.error);
+    problem.raise_if_set("can't release " + name);
+}
+
+std::string Bus::unique_name() const { return dbus_bus_get_unique_name(connection()); }
+
+void Bus::stop() {
+    if (connection_ != nullptr) {
+        dbus_connection_close(connection_);
+        dbus_connection_unref(connection_);
+        connection_ = nullptr;
+    }
+    process_.kill();
+}
+
+} // namespace desk

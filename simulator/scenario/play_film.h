@@ -1,0 +1,42 @@
+// The film of a scenario: both panels side by side, the caption below the layout, one frame for each change.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "simulator/scenario/apng.h"
+#include "simulator/scenario/stage.h"
+
+namespace desk {
+
+class Film {
+public:
+    explicit Film(Stage &stage) : stage_(stage), pictures_(scale) {}
+
+    // Looks at the panels; a frame is made when something changed, the activity icon's own movement apart.
+    // Cheap when nothing did.
+    void look();
+    // The caption from now on.
+    void set_caption(const std::string &text);
+
+    size_t frames() const { return pictures_.frames(); }
+    void save(const std::string &path) const;
+
+private:
+    bool panels_changed();
+    void shoot();
+
+    static constexpr int scale = 4;
+
+    Stage &stage_;
+    AnimatedPng pictures_;
+    std::array<std::vector<unsigned char>, 2> bytes_;
+    std::array<Picture, 2> panels_;
+    std::string caption_;
+    int64_t shot_at_us_ = 0;
+};
+
+// The two panels and the caption as one picture.
+Picture side_by_side(const Picture &layout, const Picture &device, const std::string &caption);
+
+} // namespace desk

@@ -1,0 +1,45 @@
+// Lines and waits.
+#include "simulator/scenario/recorder.h"
+
+#include <algorithm>
+
+#include "simulator/scenario/scenario.h"
+
+namespace desk {
+
+void Recorder::begin(const std::vector<std::string> &first_lines, int64_t now_us) {
+    lines_ = first_lines;
+    written_us_ = now_us;
+    running_ = true;
+}
+
+void Recorder::catch_up(int64_t now_us) {
+    // A night at a high speed is longer than one wait may be.
+    for (int64_t left = (now_us - written_us_) / 1000; left > 0;) {
+        const int64_t ms = std::min(left, longest_pause_ms);
+        lines_.push_back("wait " + std::to_string(ms) + "ms");
+        written_us_ += ms * 1000;
+        left -= ms;
+    }
+}
+
+void Recorder::note(const std::string &line, int64_t before_us, int64_t after_us) {
+    if (!running_) return;
+    catch_up(before_us);
+    lines_.push_back(line);
+    written_us_ = after_us;
+}
+
+void Recorder::end(int64_t now_us) {
+    if (running_) catch_up(now_us);
+    running_ = false;
+}
+
+std::string Recorder::text() const {
+    if (lines_.empty()) return "";
+    std::string text = "# Recorded on the simulator's page. Play it with: display-sim play FILE\n";
+    for (const std::string &line : lines_) text += line + "\n";
+    return text;
+}
+
+} // namespace desk

@@ -1,0 +1,72 @@
+// Scenarios: short stories of the display as lines of text that a person writes by hand. This file owns the
+// language (docs/scenarios.md): one line becomes an Action, and the table of commands says what each takes
+// and does. The stage carries actions out; the web page and the player speak these lines.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "simulator/desk/bus.h"
+#include "simulator/desk/error.h"
+
+namespace desk {
+
+class Stage;
+struct Command;
+
+// A line that is no line of the language, or a file that is no scenario. what() begins with "FILE:LINE: "
+// when the line came from a file.
+class ScenarioError : public Error {
+public:
+    using Error::Error;
+};
+
+// One line, checked. Which fields mean something depends on the command.
+struct Action {
+    const Command *command = nullptr;
+    std::vector<std::string> words;  // after the command, quotes taken off; rest-of-line texts are one word
+    std::string text;                // send: the word; texts and names: the text
+    std::vector<Argument> arguments; // send: the further arguments in their types
+    bool none = false;               // the word "none" was given
+    bool on = false;                 // switches
+    double number = 0.0;             // volts, millivolts, dBm, or milliseconds of a wait
+};
+
+// A command of the language.
+struct Command {
+    const char *name;
+    const char *arguments;         // for people: "VOLTS|none"
+    const char *meaning;           // one line for people
+    bool prepares_box;             // starts nothing: may come before the start
+    bool takes_rest;               // the rest of the line is one text
+    void (*check)(Action &action); // fills the action from its words; throws ScenarioError
+    void (*perform)(Stage &stage, const Action &action); // null: the player's affair
+};
+const std::vector<Command> &scenario_commands();
+
+// One line. Nothing for an empty line or a comment. Throws ScenarioError.
+std::optional<Action> parse_action(const std::string &line);
+// True when the action is of that command: is(action, "note").
+bool is(const Action &action, const char *command);
+// True when the action can turn out otherwise than expected: an "expect", or a wait for more than a time.
+bool tests_something(const Action &action);
+
+constexpr int64_t longest_pause_ms = 24 * 3600 * 1000;
+
+// A line of a scenario file that does something.
+struct ScenarioLine {
+    int number = 0;
+    std::string text; // as written, without leading and trailing blanks
+    Action action;
+};
+// All lines of a file, or of the standard input for "-", each checked. Throws ScenarioError for the first bad one.
+std::vector<ScenarioLine> load_scenario(const std::string &path);
+// The same from text; `name` stands before the line number in errors.
+std::vector<ScenarioLine> parse_scenario(const std::string &text, const std::string &name);
+
+// Quotes round a word where the language needs them: for whoever writes lines.
+std::string quoted(const std::string &word);
+
+} // namespace desk

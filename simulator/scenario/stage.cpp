@@ -1,0 +1,157 @@
+// Two daemons in one box: starting them, letting time pass for both, and waiting for what they show.
+#include "simulator/scenario/stage.h"
+
+#include <algorithm>
+
+#include "simulator/scenario/stage_target.h"
+#include "simulator/scenario/stage_text.h"
+
+namespace desk {
+
+const char *name_of(View view) { return view == View::device ? "device" : "layout"; }
+
+Stage::Stage(const StageOptions &options) : options_(options) { make_desks(false); }
+
+// The layout's desk lives in the device's box: it goes first.
+Stage::~Stage() { layout_.reset(); }
+
+Options Stage::desk_options(View view, bool bare) const {
+    Options options;
+    options.furnishing = bare ? Furnishing::bare : Furnishing::healthy;
+    options.layout = view == View::layout;
+    if (view == View::layout) options.companion_of = device_.get();
+    if (options_.target == Target::armhf) choose_armhf(options);
+    return options;
+}
+
+void Stage::make_desks(bool bare) {
+    layout_.reset();
+    device_.reset();
+    device_ = std::make_unique<Desk>(desk_options(View::device, bare));
+    layout_ = std::make_unique<Desk>(desk_options(View::layout, bare));
+}
+
+Desk &Stage::desk(View view) { return view == View::device ? *device_ : *layout_; }
+
+/* ---- start and commands ---- */
+
+void Stage::start(const Start &how) {
+    started_ = false;
+    layout_->stop();
+    device_->stop();
+    if (how.bare != start_.bare || how.bare) make_desks(how.bare);
+    start_ = how;
+    box().set_wifi_debug(how.variant == Start::Variant::debug);
+    box().set_production(how.variant == Start::Variant::production);
+    log_mark_ = {};
+    for (View view : both_views) desk(view).start();
+    started_ = true;
+}
+
+void Stage::check_alive() {
+    for (View view : both_views) {
+        if (started_ && !desk(view).alive()) desk(view).advance(0); // throws with the daemon's last words
+    }
+}
+
+void Stage::send(const std::string &word, const std::vector<Argument> &further) {
+    check_alive();
+    for (View view : both_views) log_mark_[view == View::layout] = log(view).size();
+    bus().send(word, further);
+}
+
+void Stage::perform(const Action &action) {
+    const bool prepares = action.command->prepares_box;
+    if (!started_ && !prepares && !is(action, "start")) start();
+    if (action.command->perform != nullptr) action.command->perform(*this, action);
+}
+
+std::vector<LogLine> Stage::log(View view) { return desk(view).log().lines(); }
+
+/* ---- time ---- */
+
+int64_t Stage::now_us() { return device_->clock().now_us(); }
+
+// Both run at the same time; the second wait is short.
+void Stage::step(int64_t ms) {
+    layout_->clock().raise(ms);
+    device_->advance(ms);
+    layout_->advance(0);
+}
+
+void Stage::pass(int64_t ms) {
+    const int64_t largest = watcher_ ? watch_step_ms : 1000;
+    for (int64_t left = ms; left > 0;) {
+        const int64_t part = std::min(left, largest);
+        step(part);
+        if (watcher_) watcher_();
+        left -= part;
+    }
+}
+
+bool Stage::pass_until(const std::function<bool()> &condition, int64_t step_ms) {
+    const int64_t end = now_us() + wait_limit_ms * 1000;
+    while (!condition()) {
+        if (now_us() >= end) return false;
+        pass(step_ms);
+    }
+    return true;
+}
+
+/* ---- waits ---- */
+
+static std::string within_limit() { return " within " + std::to_string(wait_limit_ms / 1000) + " s"; }
+
+void Stage::wait_for_log(const std::string &text) {
+    const auto logged = [&](View view) {
+        const std::vector<LogLine> lines = log(view);
+        for (size_t i = log_mark_[view == View::layout]; i < lines.size(); i++) {
+            if (lines[i].text.find(text) != std::string::npos) return true;
+        }
+        return false;
+    };
+    if (pass_until([&] { return logged(View::device) && logged(View::layout); }, 1)) return;
+    std::string seen;
+    const std::vector<LogLine> lines = log(View::device);
+    for (size_t i = log_mark_[0]; i < lines.size(); i++) {
+        seen += "\n    " + lines[i].text.substr(0, lines[i].text.find('\n'));
+    }
+    throw Unmet("no log line has \"" + text + "\"" + within_limit() +
+                "; logged since the last command:" + (seen.empty() ? " nothing" : seen));
+}
+
+// The mode row between its two icons.
+static Picture mode_row(const Picture &layout) { return layout.part(18, 50, 93, text_height); }
+
+void Stage::wait_for_mode(const std::string &text) {
+    if (pass_until([&] { return shows_exactly(mode_row(picture(View::layout)), text); }, watch_step_ms)) {
+        return;
+    }
+    throw Unmet("the mode row does not show \"" + text + "\"" + within_limit() + "; it shows:\n" +
+                mode_row(picture(View::layout)).to_half_blocks());
+}
+
+Picture without_activity_icon(const Picture &layout) {
+    Picture rest = layout;
+    for (int y = 50; y < layout.height(); y++) {
+        for (int x = 111; x < 123; x++) rest.set(x, y, false);
+    }
+    return rest;
+}
+
+void Stage::wait_until_settled() {
+    std::array<Picture, 2> before;
+    int64_t since = now_us();
+    const auto settled = [&] {
+        const std::array<Picture, 2> now = {picture(View::device),
+                                            without_activity_icon(picture(View::layout))};
+        if (now != before) since = now_us();
+        before = now;
+        return now_us() - since >= settled_ms * 1000;
+    };
+    if (!pass_until(settled, watch_step_ms)) {
+        throw Unmet("the picture does not come to rest" + within_limit());
+    }
+}
+
+} // namespace desk

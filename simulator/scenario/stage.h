@@ -1,0 +1,115 @@
+// The stage: the device's daemon (64 x 128) and the layout's (128 x 66) side by side in one box on one bus,
+// so that a command or a file reaches both. Everything that plays or shows the display stands on it: the
+// scenario player, the web page, the live view. Its time is stepped: the daemons move in pass() only, as fast
+// as the machine can. Use it from one thread.
+//
+//     desk::Stage stage;
+//     stage.perform(*desk::parse_action("send chan_bt"));   // starts both daemons by itself
+//     stage.pass(600);
+//     stage.picture(desk::View::layout).save_pbm("bluetooth.pbm");
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "simulator/desk/desk.h"
+#include "simulator/scenario/scenario.h"
+
+namespace desk {
+
+enum class View { device, layout };
+constexpr std::array<View, 2> both_views = {View::device, View::layout};
+const char *name_of(View view); // "device" or "layout", as in file names
+
+enum class Target {
+    native,
+    armhf, // the 32-bit ARM daemon of build/armhf under qemu-arm
+};
+
+// What a start leads to; see Box::set_wifi_debug() and Box::set_production().
+struct Start {
+    enum class Variant { normal, debug, production };
+    Variant variant = Variant::normal;
+    bool bare = false;
+};
+
+struct StageOptions {
+    Target target = Target::native;
+};
+
+// What a scenario asked for did not happen: a wait ran into its limit. Other Errors are trouble of the desk.
+class Unmet : public Error {
+public:
+    using Error::Error;
+};
+
+class Stage {
+public:
+    explicit Stage(const StageOptions &options = {});
+    ~Stage();
+
+    // The box that both daemons share. It may be prepared before the first start. A start that changes
+    // between a bare and a furnished box makes a new one: don't keep the reference across starts.
+    Box &box() { return desk(View::device).box(); }
+    Bus &bus() { return desk(View::device).bus(); }
+    Desk &desk(View view);
+
+    // Ends both daemons if they run and starts them as that variant. The box stays as it is otherwise.
+    void start(const Start &how = {});
+    bool started() const { return started_; }
+    const Start &start_made() const { return start_; }
+    const StageOptions &options() const { return options_; }
+    // Throws Error when one of them has ended by itself.
+    void check_alive();
+    // One signal to both. wait_for_log() looks at what has been logged since the last of these.
+    void send(const std::string &word, const std::vector<Argument> &further = {});
+
+    // Carries out a line of a scenario. Box lines before the first start only prepare the box; any other line
+    // starts the daemons as normal first. "picture", "expect" and "note" mean nothing to the stage: they are
+    // the player's. Throws Unmet when a wait's limit passes.
+    void perform(const Action &action);
+
+    Picture picture(View view) { return desk(view).picture(); }
+    // Everything logged since the start.
+    std::vector<LogLine> log(View view);
+
+    // Microseconds of the daemons' clock since the start.
+    int64_t now_us();
+    // Lets that much of the daemons' time pass.
+    void pass(int64_t ms);
+    // Called again and again while time passes, at least after every `watch_step_ms` of it. Throwing from it
+    // ends the wait.
+    void set_watcher(std::function<void()> watcher) { watcher_ = std::move(watcher); }
+
+    // Waits on the daemons' clock, 10 s of it at most. Throw Unmet.
+    void wait_for_log(const std::string &text);
+    void wait_for_mode(const std::string &text); // the words in the mode row of the layout's picture
+    void wait_until_settled();                   // nothing but the activity icon moved for 700 ms
+
+private:
+    void make_desks(bool bare);
+    Options desk_options(View view, bool bare) const;
+    void step(int64_t ms);
+    bool pass_until(const std::function<bool()> &condition, int64_t step_ms);
+
+    StageOptions options_;
+    Start start_;
+    bool started_ = false;
+    std::unique_ptr<Desk> device_;
+    std::unique_ptr<Desk> layout_;
+    std::function<void()> watcher_;
+    std::array<size_t, 2> log_mark_{}; // lines logged before the last send or start
+};
+
+constexpr int64_t wait_limit_ms = 10000;
+constexpr int64_t settled_ms = 700;
+constexpr int64_t watch_step_ms = 20;
+
+// The layout's picture without the corner in which the activity icon moves all the time.
+Picture without_activity_icon(const Picture &layout);
+
+} // namespace desk
