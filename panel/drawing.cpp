@@ -70,13 +70,13 @@ static std::string character(unsigned pixels, Marks marks) {
     }
 }
 
-static unsigned pixels_at(const Frame &frame, int left, int top, const Cell &cell) {
+static unsigned pixels_at(const Picture &picture, int left, int top, const Cell &cell) {
     unsigned pixels = 0;
     for (int i = 0; i < cell.columns * cell.rows; i++) {
         const int x = left + i % cell.columns;
         const int y = top + i / cell.columns;
-        const bool inside = x < frame.size.width && y < frame.size.height;
-        if (inside && frame.at(x, y)) pixels |= 1u << i;
+        const bool inside = x < picture.width() && y < picture.height();
+        if (inside && picture.at(x, y)) pixels |= 1u << i;
     }
     return pixels;
 }
@@ -88,30 +88,29 @@ static int cells(int pixels, int in_one) {
 }
 
 // The upper left part of the picture.
-static std::vector<std::string> lines_of(const Frame &frame, Marks marks, Size part) {
+static std::vector<std::string> lines_of(const Picture &picture, Marks marks, Size part) {
     const Cell cell = cell_of(marks);
     std::vector<std::string> lines;
     for (int y = 0; y < part.height; y += cell.rows) {
         std::string line;
-        for (int x = 0; x < part.width; x += cell.columns) line += character(pixels_at(frame, x, y, cell), marks);
+        for (int x = 0; x < part.width; x += cell.columns) line += character(pixels_at(picture, x, y, cell), marks);
         lines.push_back(line);
     }
     return lines;
 }
 
-std::string drawn(const Frame &frame, Marks marks) {
+std::string drawn(const Picture &picture, Marks marks) {
     std::string text;
-    for (const std::string &line : lines_of(frame, marks, frame.size)) text += line + "\n";
+    for (const std::string &line : lines_of(picture, marks, picture.size())) text += line + "\n";
     return text;
 }
 
 // ---- Fitting ----
 
-int rows_that_matter(const Frame &frame) {
-    const auto last = std::find(frame.lit.rbegin(), frame.lit.rend(), true);
-    const int lit_pixels = int(frame.lit.rend() - last);
-    const int lit_rows = cells(lit_pixels, std::max(frame.size.width, 1));
-    return std::max(lit_rows, std::min(frame.size.height, LAYOUT_SIZE.height));
+int rows_that_matter(const Picture &picture) {
+    int rows = picture.height();
+    while (rows > LAYOUT_SIZE.height && picture.part(0, rows - 1, picture.width(), 1).count_lit() == 0) rows--;
+    return rows;
 }
 
 static bool fits(Size size, Marks marks, Place place) {
@@ -129,17 +128,17 @@ static Marks smallest_marks(Style style) {
     return style == Style::ascii ? Marks::coarse_ascii : Marks::braille;
 }
 
-Drawing fitted(const Frame &frame, Style style, Place place) {
-    const Size needed{frame.size.width, rows_that_matter(frame)};
+Drawing fitted(const Picture &picture, Style style, Place place) {
+    const Size needed{picture.width(), rows_that_matter(picture)};
     const Marks marks = fits(needed, largest_marks(style), place) ? largest_marks(style) : smallest_marks(style);
     const Cell cell = cell_of(marks);
-    const Size seen{std::min(frame.size.width, std::max(place.columns, 0) * cell.columns),
-                    std::min(frame.size.height, std::max(place.lines, 0) * cell.rows)};
-    return {lines_of(frame, marks, seen), seen, fits(needed, marks, place)};
+    const Size seen{std::min(picture.width(), std::max(place.columns, 0) * cell.columns),
+                    std::min(picture.height(), std::max(place.lines, 0) * cell.rows)};
+    return {lines_of(picture, marks, seen), seen, fits(needed, marks, place)};
 }
 
-int fewest_lines(const Frame &frame, Style style) {
-    return cells(rows_that_matter(frame), cell_of(smallest_marks(style)).rows);
+int fewest_lines(const Picture &picture, Style style) {
+    return cells(rows_that_matter(picture), cell_of(smallest_marks(style)).rows);
 }
 
 } // namespace panel

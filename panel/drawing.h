@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "panel/frame.h"
+#include "panel/picture.h"
 
 namespace panel {
 
@@ -18,7 +18,7 @@ enum class Marks {
 };
 
 /// All of the picture, each line ended by a newline.
-std::string drawn(const Frame &frame, Marks marks);
+std::string drawn(const Picture &picture, Marks marks);
 
 /// What somebody wants to see it in. All but `fitting` name their marks; `ascii` is the coarse one where the
 /// other does not fit.
@@ -41,7 +41,7 @@ struct Place {
 constexpr Place UNLIMITED{1 << 20, 1 << 20};
 
 /// The rows from the top that must be seen: those of the layout, and what is lit below them.
-int rows_that_matter(const Frame &frame);
+int rows_that_matter(const Picture &picture);
 
 /// A picture in its place.
 struct Drawing {
@@ -52,9 +52,9 @@ struct Drawing {
 
 /// The picture in that place, never larger than it. Rows that do not matter may go so that the marks stay large;
 /// what does not fit even then is cut off on the right and below, for the rows at the top matter most.
-Drawing fitted(const Frame &frame, Style style, Place place);
+Drawing fitted(const Picture &picture, Style style, Place place);
 
 /// How many lines the picture takes at its smallest in that style.
-int fewest_lines(const Frame &frame, Style style);
+int fewest_lines(const Picture &picture, Style style);
 
 } // namespace panel

@@ -1,4 +1,3 @@
-// See png.h. A PNG is a signature and chunks; the picture is one zlib stream, here of stored blocks only.
 #include "panel/png.h"
 
 #include <algorithm>
@@ -6,7 +5,7 @@
 
 namespace panel {
 
-static std::string big_endian(uint32_t value) {
+std::string big_endian(uint32_t value) {
     return {char(value >> 24), char(value >> 16), char(value >> 8), char(value)};
 }
 
@@ -29,11 +28,11 @@ static uint32_t adler32(const std::string &bytes) {
     return high << 16 | low;
 }
 
-static std::string chunk(const std::string &type, const std::string &data) {
+std::string png_chunk(const std::string &type, const std::string &data) {
     return big_endian(uint32_t(data.size())) + type + data + big_endian(crc32(type + data));
 }
 
-static std::string stored_zlib(const std::string &data) {
+std::string stored(const std::string &data) {
     constexpr size_t longest_block = 65535;
     std::string stream = "\x78\x01";
     for (size_t start = 0; start < data.size(); start += longest_block) {
@@ -47,26 +46,33 @@ static std::string stored_zlib(const std::string &data) {
 }
 
 // Rows of bits from the left, the most significant bit first, each behind the byte of filter 0.
-static std::string scan_lines(const Frame &frame, int scale) {
-    const size_t width = size_t(frame.size.width) * size_t(scale);
+static std::string scan_lines(const Picture &picture, int scale) {
+    const size_t width = size_t(picture.width()) * size_t(scale);
     std::string lines;
-    for (int y = 0; y < frame.size.height; y++) {
+    for (int y = 0; y < picture.height(); y++) {
         std::string line(1 + (width + 7) / 8, '\0');
         for (size_t x = 0; x < width; x++) {
-            if (frame.at(int(x) / scale, y)) line[1 + x / 8] = char(line[1 + x / 8] | 0x80 >> x % 8);
+            if (picture.at(int(x) / scale, y)) line[1 + x / 8] = char(line[1 + x / 8] | 0x80 >> x % 8);
         }
         for (int copy = 0; copy < scale; copy++) lines += line;
     }
     return lines;
 }
 
-std::string to_png(const Frame &frame, int scale) {
+std::string png_header(Size size, int scale) {
     // Depth 1, colour type grey, and the only compression, filter and interlace there need be.
     const std::string one_bit_grey("\x01\x00\x00\x00\x00", 5);
-    const std::string header = big_endian(uint32_t(frame.size.width * scale)) +
-                               big_endian(uint32_t(frame.size.height * scale)) + one_bit_grey;
-    const std::string pixels = stored_zlib(scan_lines(frame, scale));
-    return "\x89PNG\r\n\x1a\n" + chunk("IHDR", header) + chunk("IDAT", pixels) + chunk("IEND", "");
+    return png_chunk("IHDR", big_endian(uint32_t(size.width * scale)) + big_endian(uint32_t(size.height * scale)) +
+                                 one_bit_grey);
+}
+
+std::string png_pixels(const Picture &picture, int scale, Deflate deflate) {
+    return deflate(scan_lines(picture, scale));
+}
+
+std::string to_png(const Picture &picture, int scale, Deflate deflate) {
+    return PNG_SIGNATURE + png_header(picture.size(), scale) +
+           png_chunk("IDAT", png_pixels(picture, scale, deflate)) + png_chunk("IEND", "");
 }
 
 } // namespace panel

@@ -2,10 +2,10 @@
 // UsageError or Failure otherwise.
 #pragma once
 
-namespace display_tools {
+namespace displayctl {
 
 int send_command(int argc, char **argv);
 int words_command(int argc, char **argv);
 int view_command(int argc, char **argv);
 
-} // namespace display_tools
+} // namespace displayctl

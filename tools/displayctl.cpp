@@ -9,7 +9,7 @@
 #include "tools/commands.h"
 #include "tools/errors.h"
 
-using namespace display_tools;
+using namespace displayctl;
 
 static constexpr char HELP[] =
     R"(Usage: displayctl COMMAND [OPTION...] [ARGUMENT...]

@@ -2,19 +2,15 @@
 // prints it and makes the exit status of it.
 #pragma once
 
-#include <stdexcept>
-
+#include "client/message.h"
 #include "panel/failure.h"
 
-namespace display_tools {
+namespace displayctl {
 
 /// What the person typed can't be carried out: exit status 2.
-class UsageError : public std::runtime_error {
-public:
-    using std::runtime_error::runtime_error;
-};
+using client::UsageError;
 
-/// It was asked for properly and failed: exit status 1.
+/// It was asked for properly and failed: exit status 1, as for every other exception.
 using panel::Failure;
 
-} // namespace display_tools
+} // namespace displayctl

@@ -11,7 +11,7 @@
 #include "tools/frame_source.h"
 #include "tools/show.h"
 
-namespace display_tools {
+namespace displayctl {
 
 // How often a file is read, in milliseconds.
 constexpr int PERIOD = 100;
@@ -26,7 +26,7 @@ public:
     }
     bool in_place() const { return in_place_; }
     /// A picture that differs from the last one is shown.
-    void show(const Frame &frame);
+    void show(const Picture &frame);
     /// Lets time pass, up to `milliseconds` or until there is something to read. False: the person wants the end.
     bool wait(int milliseconds, int descriptor);
     /// The source has ended: what was drawn in place is not lost with the terminal's other screen.
@@ -38,11 +38,11 @@ private:
 
     const ViewOptions &options_;
     bool in_place_;
-    std::optional<Frame> shown_;
+    std::optional<Picture> shown_;
     std::unique_ptr<panel::Screen> screen_; // from the first picture on: until then others may ask for a password
 };
 
-void Viewer::show(const Frame &frame) {
+void Viewer::show(const Picture &frame) {
     if (shown_ == frame) return;
     shown_ = frame;
     if (goes_to_files(options_)) {
@@ -94,7 +94,7 @@ static void follow_input(const ViewOptions &options, Viewer *viewer) {
     constexpr int most_left_out = 100;
     constexpr int longest_wait = 1000; // a signal just before a wait would otherwise be seen by the next picture
     FrameStream stream(STDIN_FILENO, options.size.value_or(panel::DEVICE_SIZE));
-    std::optional<Frame> newest;
+    std::optional<Picture> newest;
     for (int left_out = 0; !stream.ended();) {
         pollfd input{stream.descriptor(), POLLIN, 0};
         const bool more = poll(&input, 1, 0) > 0;
@@ -104,7 +104,7 @@ static void follow_input(const ViewOptions &options, Viewer *viewer) {
             left_out = 0;
         }
         if (!more && !viewer->wait(longest_wait, stream.descriptor())) return;
-        const std::optional<Frame> next = more ? stream.take() : std::nullopt;
+        const std::optional<Picture> next = more ? stream.take() : std::nullopt;
         if (!next) continue;
         newest = next;
         left_out++;
@@ -116,7 +116,7 @@ static void follow_input(const ViewOptions &options, Viewer *viewer) {
 // A file that is being written anew can be unreadable for a moment; the last picture stays meanwhile.
 static void follow_path(const ViewOptions &options, Viewer *viewer) {
     constexpr int most_failures = 20;
-    Frame frame = read_frame(options.path, options.size);
+    Picture frame = read_frame(options.path, options.size);
     for (int failures = 0;;) {
         viewer->show(frame);
         if (!viewer->wait(PERIOD, -1)) return;
@@ -138,4 +138,4 @@ void follow(const ViewOptions &options) {
     }
 }
 
-} // namespace display_tools
+} // namespace displayctl

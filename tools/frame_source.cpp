@@ -1,4 +1,3 @@
-// See frame_source.h.
 #include "tools/frame_source.h"
 
 #include <algorithm>
@@ -12,7 +11,7 @@
 
 #include "tools/errors.h"
 
-namespace display_tools {
+namespace displayctl {
 
 // Ends endless input (a pipe from yes, /dev/zero) before it fills the memory.
 constexpr size_t LONGEST_INPUT = 20u << 20;
@@ -52,7 +51,7 @@ static std::string read_to_the_end(int descriptor) {
 }
 
 // The driver on the box counts a pixel's bit with the visible width, whatever the line length is.
-static Frame read_device(int descriptor, const fb_var_screeninfo &info) {
+static Picture read_device(int descriptor, const fb_var_screeninfo &info) {
     const Size size{int(info.xres), int(info.yres)};
     if (info.bits_per_pixel != 1) {
         throw Failure("this framebuffer has " + std::to_string(info.bits_per_pixel) +
@@ -64,21 +63,21 @@ static Frame read_device(int descriptor, const fb_var_screeninfo &info) {
     }
     const size_t first_bit = info.xoffset + size_t(info.yoffset) * info.xres;
     const size_t length = (first_bit + size_t(info.xres) * info.yres + 7) / 8;
-    return panel::frame_from_raw(read_bytes(descriptor, length), size, first_bit);
+    return panel::Picture::from_raw(read_bytes(descriptor, length), size, first_bit);
 }
 
-static Frame read_opened(int descriptor, std::optional<Size> size, size_t *unused) {
+static Picture read_opened(int descriptor, std::optional<Size> size, size_t *unused) {
     fb_var_screeninfo info;
     if (ioctl(descriptor, FBIOGET_VSCREENINFO, &info) == 0) return read_device(descriptor, info);
     struct stat about;
     if (fstat(descriptor, &about) == 0 && S_ISCHR(about.st_mode)) {
         throw Failure("this device is no framebuffer: give one such as /dev/fb0, or a file");
     }
-    return panel::frame_from_bytes(read_to_the_end(descriptor), size, unused);
+    return panel::Picture::from_bytes(read_to_the_end(descriptor), size, unused);
 }
 
-static Frame read_path(const std::string &path, std::optional<Size> size, size_t *unused) {
-    if (path == "-") return panel::frame_from_bytes(read_to_the_end(STDIN_FILENO), size, unused);
+static Picture read_path(const std::string &path, std::optional<Size> size, size_t *unused) {
+    if (path == "-") return panel::Picture::from_bytes(read_to_the_end(STDIN_FILENO), size, unused);
     const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
     if (file.number >= 0) return read_opened(file.number, size, unused);
     const bool forbidden = errno == EACCES;
@@ -87,7 +86,7 @@ static Frame read_path(const std::string &path, std::optional<Size> size, size_t
     throw Failure(said + ": name a framebuffer device, a file, or - for standard input");
 }
 
-Frame read_frame(const std::string &path, std::optional<Size> size, size_t *unused) {
+Picture read_frame(const std::string &path, std::optional<Size> size, size_t *unused) {
     if (unused != nullptr) *unused = 0;
     try {
         return read_path(path, size, unused);
@@ -96,7 +95,7 @@ Frame read_frame(const std::string &path, std::optional<Size> size, size_t *unus
     }
 }
 
-std::optional<Frame> FrameStream::take() {
+std::optional<Picture> FrameStream::take() {
     const size_t length = panel::raw_length(size_);
     if (bytes_.size() < length && !ended_) {
         char part[4096];
@@ -110,9 +109,9 @@ std::optional<Frame> FrameStream::take() {
                       std::to_string(length) + " bytes of a frame: check its size (--size WxH)");
     }
     if (bytes_.size() < length) return std::nullopt;
-    const Frame frame = panel::frame_from_raw(bytes_, size_);
+    const Picture frame = panel::Picture::from_raw(bytes_, size_);
     bytes_.clear();
     return frame;
 }
 
-} // namespace display_tools
+} // namespace displayctl

@@ -5,16 +5,16 @@
 #include <optional>
 #include <string>
 
-#include "panel/frame.h"
+#include "panel/picture.h"
 
-namespace display_tools {
+namespace displayctl {
 
-using panel::Frame;
+using panel::Picture;
 using panel::Size;
 
 /// The frame at `path` as it stands now; "-" is standard input up to its end. `size` overrules what a file's
 /// length says; a device's own geometry always counts. `unused`: bytes behind the frame.
-Frame read_frame(const std::string &path, std::optional<Size> size, size_t *unused = nullptr);
+Picture read_frame(const std::string &path, std::optional<Size> size, size_t *unused = nullptr);
 
 /// Raw frame after raw frame from a descriptor.
 class FrameStream {
@@ -24,7 +24,7 @@ public:
     bool ended() const { return ended_; }
     /// The next frame if all of it has come; otherwise takes what there is, waiting only for the first byte of it.
     /// Throws Failure when the stream ends within a frame.
-    std::optional<Frame> take();
+    std::optional<Picture> take();
 
 private:
     int descriptor_;
@@ -33,4 +33,4 @@ private:
     bool ended_ = false;
 };
 
-} // namespace display_tools
+} // namespace displayctl

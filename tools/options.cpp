@@ -1,11 +1,10 @@
-// See options.h.
 #include "tools/options.h"
 
 #include <charconv>
 
 #include "tools/errors.h"
 
-namespace display_tools {
+namespace displayctl {
 
 Options::Options(int argc, char **argv, const option *table) : argc_(argc), argv_(argv), table_(table) {
     optind = 0; // glibc: begin anew
@@ -40,4 +39,4 @@ int number_from(const std::string &what, const std::string &text, int smallest, 
                      std::to_string(largest) + ", not '" + text + "'");
 }
 
-} // namespace display_tools
+} // namespace displayctl

@@ -6,7 +6,7 @@
 
 #include <getopt.h>
 
-namespace display_tools {
+namespace displayctl {
 
 /// One pass over a command line. Options may stand anywhere; "--" ends them.
 class Options {
@@ -29,4 +29,4 @@ private:
 /// `text` as a whole number from `smallest` to `largest`. Throws UsageError that names `what`.
 int number_from(const std::string &what, const std::string &text, int smallest, int largest);
 
-} // namespace display_tools
+} // namespace displayctl

@@ -2,12 +2,14 @@
 #include <cstdio>
 
 #include "app/signal_names.h"
-#include "tools/bus.h"
+#include "client/sender.h"
 #include "tools/commands.h"
 #include "tools/errors.h"
 #include "tools/options.h"
 
-namespace display_tools {
+namespace displayctl {
+
+using namespace client;
 
 static constexpr char HELP[] =
     R"(Usage: displayctl send [--wait] [--force] [--bus ADDRESS] [--] WORD [ARGUMENT...]
@@ -108,4 +110,4 @@ int send_command(int argc, char **argv) {
     return 0;
 }
 
-} // namespace display_tools
+} // namespace displayctl

@@ -6,7 +6,7 @@
 
 #include "panel/drawing.h"
 
-namespace display_tools {
+namespace displayctl {
 
 /// What the command line of `displayctl view` asks for.
 struct ViewOptions {
@@ -24,15 +24,15 @@ struct ViewOptions {
 bool goes_to_files(const ViewOptions &options);
 
 /// Writes the frame to the picture files.
-void write_files(const panel::Frame &frame, const ViewOptions &options);
+void write_files(const panel::Picture &frame, const ViewOptions &options);
 
 /// Prints the frame: fitted into a terminal, with a line that tells when that is too small, and whole elsewhere.
-void print_frame(const panel::Frame &frame, const ViewOptions &options);
+void print_frame(const panel::Picture &frame, const ViewOptions &options);
 
 /// "64x128", or how much of it where not all of it fits.
-std::string what_is_seen(const panel::Frame &frame, const panel::Drawing &drawing);
+std::string what_is_seen(const panel::Picture &frame, const panel::Drawing &drawing);
 
 /// Shows the panel again and again until the end of its source, or until the person wants the end.
 void follow(const ViewOptions &options);
 
-} // namespace display_tools
+} // namespace displayctl

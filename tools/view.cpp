@@ -7,7 +7,7 @@
 #include "tools/options.h"
 #include "tools/show.h"
 
-namespace display_tools {
+namespace displayctl {
 
 static constexpr char HELP[] =
     R"(Usage: displayctl view [--follow] [--braille | --blocks | --ascii] [--png OUT] [--pbm OUT]
@@ -109,7 +109,7 @@ static ViewOptions parse(int argc, char **argv) {
 
 static void show_once(const ViewOptions &options) {
     size_t unused = 0;
-    const Frame frame = read_frame(options.path, options.size, &unused);
+    const Picture frame = read_frame(options.path, options.size, &unused);
     if (goes_to_files(options)) {
         write_files(frame, options);
     } else {
@@ -117,7 +117,7 @@ static void show_once(const ViewOptions &options) {
     }
     if (unused == 0) return;
     fprintf(stderr, "displayctl: note: shown as %dx%d; %zu bytes behind that frame were left out\n",
-            frame.size.width, frame.size.height, unused);
+            frame.width(), frame.height(), unused);
 }
 
 int view_command(int argc, char **argv) {
@@ -132,4 +132,4 @@ int view_command(int argc, char **argv) {
     return 0;
 }
 
-} // namespace display_tools
+} // namespace displayctl

@@ -6,9 +6,11 @@
 #include "tools/commands.h"
 #include "tools/errors.h"
 #include "tools/options.h"
-#include "tools/vocabulary.h"
+#include "client/vocabulary.h"
 
-namespace display_tools {
+namespace displayctl {
+
+using namespace client;
 
 static constexpr char HELP[] =
     R"(Usage: displayctl words [--markdown | --json]
@@ -155,4 +157,4 @@ int words_command(int argc, char **argv) {
     return 0;
 }
 
-} // namespace display_tools
+} // namespace displayctl

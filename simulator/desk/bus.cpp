@@ -8,7 +8,6 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include "app/signal_names.h"
 #include "simulator/desk/error.h"
 
 namespace desk {
@@ -62,43 +61,29 @@ Bus::Bus(const std::string &folder) : address_("unix:path=" + folder + "/system"
 
 Bus::~Bus() { stop(); }
 
-// libdbus reports into this; it is freed in every case.
-struct BusError {
-    BusError() { dbus_error_init(&error); }
-    ~BusError() { dbus_error_free(&error); }
-    void raise_if_set(const std::string &doing) const {
-        if (dbus_error_is_set(&error)) throw Error(doing + ": " + error.message);
-    }
-    DBusError error;
-};
+using client::BusError;
 
-struct Unref {
-    void operator()(DBusMessage *message) const { dbus_message_unref(message); }
-};
-using Message = std::unique_ptr<DBusMessage, Unref>;
+static void raise_if_set(const BusError &problem, const std::string &doing) {
+    if (problem.is_set()) throw Error(doing + ": " + problem.text());
+}
 
 void Bus::connect() {
     dbus_threads_init_default();
-    BusError problem;
-    connection_ = dbus_connection_open_private(address_.c_str(), &problem.error);
-    problem.raise_if_set("can't connect to the desk's bus");
-    dbus_connection_set_exit_on_disconnect(connection_, FALSE);
-    dbus_bus_register(connection_, &problem.error);
-    problem.raise_if_set("the desk's bus turns the desk away");
+    connection_ = client::connect_to_bus(address_);
 }
 
 // The bus handles one connection's messages in order and writes a signal to its receivers at once: when it
 // answers the question, whatever was sent before has been delivered.
 void Bus::round_trip() {
     BusError problem;
-    const Message question(
+    const client::MessageRef question(
         dbus_message_new_method_call(DBUS_SERVICE_DBUS, DBUS_PATH_DBUS, DBUS_INTERFACE_DBUS, "GetId"));
     const int deadline = static_cast<int>(patience().count());
     DBusMessage *reply =
-        dbus_connection_send_with_reply_and_block(connection_, question.get(), deadline, &problem.error);
-    problem.raise_if_set("the desk's bus doesn't answer");
+        dbus_connection_send_with_reply_and_block(connection_.get(), question.get(), deadline, &problem.error);
+    raise_if_set(problem, "the desk's bus doesn't answer");
     dbus_message_unref(reply);
-    while (DBusMessage *unasked = dbus_connection_pop_message(connection_)) dbus_message_unref(unasked);
+    while (DBusMessage *unasked = dbus_connection_pop_message(connection_.get())) dbus_message_unref(unasked);
 }
 
 void Bus::catch_up() {
@@ -107,12 +92,12 @@ void Bus::catch_up() {
 
 DBusConnection *Bus::connection() const {
     if (connection_ == nullptr) throw Error("the desk's bus has been stopped");
-    return connection_;
+    return connection_.get();
 }
 
 void Bus::send_message(DBusMessage *message, int times) {
     for (int i = 0; i < times; i++) {
-        const Message copy(dbus_message_copy(message)); // a message that has been sent keeps its serial number
+        const client::MessageRef copy(dbus_message_copy(message)); // a message that has been sent keeps its serial number
         if (!copy || !dbus_connection_send(connection(), copy.get(), nullptr)) {
             throw Error("no memory to send a message");
         }
@@ -121,31 +106,14 @@ void Bus::send_message(DBusMessage *message, int times) {
     round_trip();
 }
 
-static void append(DBusMessageIter &place, const Argument &argument) {
-    if (const int32_t *number = std::get_if<int32_t>(&argument)) {
-        dbus_message_iter_append_basic(&place, DBUS_TYPE_INT32, number);
-        return;
-    }
-    const std::string &text = std::get<std::string>(argument);
-    // libdbus ends the process over text that isn't UTF-8.
-    if (!dbus_validate_utf8(text.c_str(), nullptr)) throw Error("a string on the bus must be UTF-8");
-    const char *characters = text.c_str();
-    dbus_message_iter_append_basic(&place, DBUS_TYPE_STRING, &characters);
-}
-
 void Bus::send(const std::string &word, const std::vector<Argument> &further) {
-    const Message signal(dbus_message_new_signal(SIGNAL_PATH, SIGNAL_INTERFACE, SIGNAL_MEMBER));
-    DBusMessageIter place;
-    dbus_message_iter_init_append(signal.get(), &place);
-    append(place, word);
-    for (const Argument &argument : further) append(place, argument);
-    send_message(signal.get());
+    send_message(client::signal_of(word, further).get());
 }
 
 bool Bus::name_has_owner(const std::string &name) {
     BusError problem;
     const bool owned = dbus_bus_name_has_owner(connection(), name.c_str(), &problem.error);
-    problem.raise_if_set("can't ask for the owner of " + name);
+    raise_if_set(problem, "can't ask for the owner of " + name);
     return owned;
 }
 
@@ -153,24 +121,20 @@ bool Bus::claim_name(const std::string &name, unsigned flags) {
     BusError problem;
     flags |= DBUS_NAME_FLAG_DO_NOT_QUEUE;
     const int reply = dbus_bus_request_name(connection(), name.c_str(), flags, &problem.error);
-    problem.raise_if_set("can't claim " + name);
+    raise_if_set(problem, "can't claim " + name);
     return reply == DBUS_REQUEST_NAME_REPLY_PRIMARY_OWNER || reply == DBUS_REQUEST_NAME_REPLY_ALREADY_OWNER;
 }
 
 void Bus::release_name(const std::string &name) {
     BusError problem;
     dbus_bus_release_name(connection(), name.c_str(), &problem.error);
-    problem.raise_if_set("can't release " + name);
+    raise_if_set(problem, "can't release " + name);
 }
 
 std::string Bus::unique_name() const { return dbus_bus_get_unique_name(connection()); }
 
 void Bus::stop() {
-    if (connection_ != nullptr) {
-        dbus_connection_close(connection_);
-        dbus_connection_unref(connection_);
-        connection_ = nullptr;
-    }
+    connection_.reset();
     process_.kill();
 }
 

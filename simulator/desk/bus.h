@@ -3,19 +3,16 @@
 // sockets when the call returns, so in stepped time the daemon's next pass takes it.
 #pragma once
 
-#include <cstdint>
 #include <string>
-#include <variant>
 #include <vector>
 
-#include <dbus/dbus.h>
-
+#include "client/sender.h"
 #include "simulator/desk/process.h"
 
 namespace desk {
 
-// One further argument of a display command: a string ('s') or an INT32 ('i').
-using Argument = std::variant<std::string, int32_t>;
+// One further argument of a display command.
+using Argument = client::Value;
 
 class Bus {
 public:
@@ -56,7 +53,7 @@ private:
 
     std::string address_;
     Process process_;
-    DBusConnection *connection_ = nullptr;
+    client::Connection connection_;
 };
 
 } // namespace desk

@@ -5,16 +5,14 @@
 
 #include <chrono>
 #include <functional>
-#include <stdexcept>
 #include <string>
+
+#include "panel/failure.h"
 
 namespace desk {
 
 // Anything the desk could not do. what() is a sentence for a person.
-class Error : public std::runtime_error {
-public:
-    using std::runtime_error::runtime_error;
-};
+using Error = panel::Failure;
 
 // The deadline of a wait unless a caller says otherwise.
 constexpr std::chrono::milliseconds usual_deadline{10000};

@@ -32,15 +32,9 @@ std::vector<unsigned char> Panel::bytes() const {
 
 Picture Panel::picture() const {
     if (geometry_.bits_per_pixel != 1) throw Error("only a panel of 1 bit per pixel shows a picture");
-    const std::vector<unsigned char> content = bytes();
-    Picture picture(geometry_.xres, geometry_.yres);
-    for (int y = 0; y < geometry_.yres; y++) {
-        for (int x = 0; x < geometry_.xres; x++) {
-            const size_t bit = static_cast<size_t>(x + y * geometry_.xres);
-            if (bit / 8 < content.size()) picture.set(x, y, (content[bit / 8] >> (bit % 8) & 1) != 0);
-        }
-    }
-    return picture;
+    std::string content = panel::load_bytes(path_);
+    content.resize(static_cast<size_t>(geometry_.size_in_bytes()), '\0');
+    return Picture::from_raw(content, {geometry_.xres, geometry_.yres});
 }
 
 } // namespace desk

@@ -101,9 +101,9 @@ static std::string drawn(const desk::Picture &picture, std::optional<panel::Styl
     const panel::Look look = panel::look_for(STDOUT_FILENO, style);
     panel::Place place = panel::place_of(STDOUT_FILENO);
     place.lines -= 4;
-    const desk::Picture upper = picture.part(0, 0, picture.width(), panel::rows_that_matter(picture.frame()));
+    const desk::Picture upper = picture.part(0, 0, picture.width(), panel::rows_that_matter(picture));
     std::string text;
-    for (const std::string &line : panel::fitted(upper.frame(), look.style, place).lines) {
+    for (const std::string &line : panel::fitted(upper, look.style, place).lines) {
         text += panel::dressed(line, look) + "\n";
     }
     return text;

@@ -15,7 +15,7 @@ extern const char *const usage;
 // what() names the option and what it takes.
 class UsageError : public desk::Error {
 public:
-    using Error::Error;
+    using desk::Error::Error;
 };
 
 struct Choice {

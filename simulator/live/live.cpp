@@ -172,7 +172,7 @@ static int rows_of(const std::string &text, int columns) {
 void LiveScreen::draw() {
     const panel::Place place = screen_.place();
     const panel::Look look = panel::look_for(STDOUT_FILENO, what_.style);
-    const panel::Frame frame = stage_.picture(what_.view).frame();
+    const panel::Picture frame = stage_.picture(what_.view);
     std::vector<std::string> legend_lines = lines_of(legend(place.columns));
     std::vector<panel::Row> rows;
     int left = place.lines - 1;

@@ -4,7 +4,7 @@
 #include <algorithm>
 
 #include "simulator/scenario/scenario.h"
-#include "tools/vocabulary.h"
+#include "client/vocabulary.h"
 
 namespace display_sim {
 
@@ -48,7 +48,7 @@ static Key checked(const KeyRow &row) {
     desk::parse_action(std::string("send ") + row.send); // throws
     const std::string command = row.send;
     const std::string word = command.substr(0, command.find(' '));
-    const display_tools::Word *known = display_tools::acting_word(word);
+    const client::Word *known = client::acting_word(word);
     if (known == nullptr || known->word != word) {
         throw desk::Error("the key " + std::string(1, row.key) + " sends the unknown word " + word);
     }
@@ -96,7 +96,7 @@ static std::string in_lines(const std::vector<std::string> &items, size_t column
 
 std::string compact_legend(int columns) {
     std::vector<std::string> items;
-    for (const std::string &group : display_tools::vocabulary_groups()) {
+    for (const std::string &group : client::vocabulary_groups()) {
         std::string item;
         for (const Key &key : keys()) {
             if (key.group == group) item += key.key;

@@ -100,7 +100,7 @@ void Page::add_questions() {
             return answer_error(response, 400, "give view=device or view=layout, and scale=1 to 16");
         }
         answer_for(jobs_, response, [&] {
-            response.set_content(panel::to_png(stage_.picture(*view).frame(), scale), "image/png");
+            response.set_content(panel::to_png(stage_.picture(*view), scale), "image/png");
         });
     });
     routes.Get("/api/scenario", [this](const Request &, Response &response) {

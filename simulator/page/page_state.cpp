@@ -6,7 +6,7 @@
 #include <cstdlib>
 
 #include "simulator/scenario/scenario.h"
-#include "tools/vocabulary.h"
+#include "client/vocabulary.h"
 
 namespace desk {
 
@@ -102,11 +102,11 @@ std::vector<std::string> lines_between(const BoxReport &before, const BoxReport 
     return lines;
 }
 
-static json argument_json(const display_tools::Argument &argument) {
+static json argument_json(const client::Argument &argument) {
     return {{"name", argument.name}, {"type", std::string(1, argument.type)}};
 }
 
-static json word_json(const display_tools::Word &word) {
+static json word_json(const client::Word &word) {
     json arguments = json::array();
     for (const auto &argument : word.arguments) arguments.push_back(argument_json(argument));
     return {{"word", word.word}, {"meaning", word.meaning}, {"arguments", arguments}};
@@ -114,9 +114,9 @@ static json word_json(const display_tools::Word &word) {
 
 json vocabulary_json() {
     json groups = json::array();
-    for (const std::string &group : display_tools::vocabulary_groups()) {
+    for (const std::string &group : client::vocabulary_groups()) {
         json words = json::array();
-        for (const auto &word : display_tools::vocabulary()) {
+        for (const auto &word : client::vocabulary()) {
             if (word.group == group) words.push_back(word_json(word));
         }
         groups.push_back({{"group", group}, {"words", words}});

@@ -1,69 +1,29 @@
-// Chunks of PNG: length, name, content and checksum, numbers with the most significant byte first.
 #include "simulator/scenario/apng.h"
 
 #include <algorithm>
 
 #include <zlib.h>
 
+#include "panel/png.h"
 #include "simulator/desk/error.h"
 
 namespace desk {
 
-static const char *const signature = "\x89PNG\r\n\x1a\n";
-
-static std::string number_32(uint64_t value) {
-    std::string bytes;
-    for (int shift = 24; shift >= 0; shift -= 8) bytes += static_cast<char>(value >> shift & 0xff);
-    return bytes;
+static std::string number_16(int64_t value) {
+    return panel::big_endian(static_cast<uint32_t>(value)).substr(2);
 }
 
-static std::string number_16(uint64_t value) { return number_32(value).substr(2); }
-
-static std::string chunk(const std::string &name, const std::string &content) {
-    const std::string checked = name + content;
-    const auto sum = crc32(0, reinterpret_cast<const Bytef *>(checked.data()),
-                           static_cast<uInt>(checked.size()));
-    return number_32(content.size()) + checked + number_32(sum);
-}
-
-static std::string header(int width, int height) {
-    static const char one_bit_greyscale[] = {1, 0, 0, 0, 0};
-    return chunk("IHDR", number_32(static_cast<uint64_t>(width)) + number_32(static_cast<uint64_t>(height)) +
-                             std::string(one_bit_greyscale, sizeof(one_bit_greyscale)));
-}
-
-// A row begins with the byte of its filter, here none; pixels lie from the most significant bit on.
-static std::string row_bytes(const Picture &picture, int y, int scale) {
-    const int width = picture.width() * scale;
-    std::string row(static_cast<size_t>(1 + (width + 7) / 8), '\0');
-    for (int x = 0; x < width; x++) {
-        if (!picture.at(x / scale, y)) continue;
-        char &byte = row[static_cast<size_t>(1 + x / 8)];
-        byte = static_cast<char>(byte | 0x80 >> (x % 8));
-    }
-    return row;
-}
-
-static std::string image_data(const Picture &picture, int scale) {
-    std::string rows;
-    for (int y = 0; y < picture.height(); y++) {
-        const std::string row = row_bytes(picture, y, scale);
-        for (int i = 0; i < scale; i++) rows += row;
-    }
-    uLongf length = compressBound(static_cast<uLong>(rows.size()));
-    std::string data(length, '\0');
-    const int result = compress2(reinterpret_cast<Bytef *>(data.data()), &length,
-                                 reinterpret_cast<const Bytef *>(rows.data()),
-                                 static_cast<uLong>(rows.size()), 9);
+static std::string compressed(const std::string &bytes) {
+    uLongf length = compressBound(static_cast<uLong>(bytes.size()));
+    std::string stream(length, '\0');
+    const int result = compress2(reinterpret_cast<Bytef *>(stream.data()), &length,
+                                 reinterpret_cast<const Bytef *>(bytes.data()), static_cast<uLong>(bytes.size()), 9);
     if (result != Z_OK) throw Error("no memory to compress a picture");
-    data.resize(length);
-    return data;
+    stream.resize(length);
+    return stream;
 }
 
-std::string to_png(const Picture &picture, int scale) {
-    return signature + header(picture.width() * scale, picture.height() * scale) +
-           chunk("IDAT", image_data(picture, scale)) + chunk("IEND", "");
-}
+std::string to_png(const Picture &picture, int scale) { return panel::to_png(picture, scale, compressed); }
 
 /* ---- moving ---- */
 
@@ -102,28 +62,30 @@ void AnimatedPng::add(const Picture &picture, int64_t shown_before_ms) {
 // Where a frame goes and how long it stays; it is drawn over what is there.
 static std::string frame_control(uint32_t sequence, const Picture &part, int x, int y, int scale,
                                  int64_t shown_ms) {
-    std::string content = number_32(sequence);
+    std::string content = panel::big_endian(sequence);
     for (int value : {part.width(), part.height(), x, y}) {
-        content += number_32(static_cast<uint64_t>(value * scale));
+        content += panel::big_endian(static_cast<uint32_t>(value * scale));
     }
-    content += number_16(static_cast<uint64_t>(std::clamp<int64_t>(shown_ms, 0, 65535))) + number_16(1000);
-    return chunk("fcTL", content + std::string(2, '\0'));
+    content += number_16(std::clamp<int64_t>(shown_ms, 0, 65535)) + number_16(1000);
+    return panel::png_chunk("fcTL", content + std::string(2, '\0'));
 }
 
 std::string AnimatedPng::bytes(int64_t last_ms) const {
+    using panel::big_endian;
+    using panel::png_chunk;
     if (frames_.empty()) throw Error("an animation without a frame");
-    const Picture &first = frames_[0].changed;
-    std::string file = signature + header(first.width() * scale_, first.height() * scale_) +
-                       chunk("acTL", number_32(frames_.size()) + number_32(0));
+    const uint32_t count = static_cast<uint32_t>(frames_.size());
+    std::string file = panel::PNG_SIGNATURE + panel::png_header(frames_[0].changed.size(), scale_) +
+                       png_chunk("acTL", big_endian(count) + big_endian(0));
     uint32_t sequence = 0;
     for (size_t i = 0; i < frames_.size(); i++) {
         const Frame &frame = frames_[i];
         const int64_t shown_ms = i + 1 == frames_.size() ? last_ms : frame.shown_ms;
         file += frame_control(sequence++, frame.changed, frame.x, frame.y, scale_, shown_ms);
-        const std::string data = image_data(frame.changed, scale_);
-        file += i == 0 ? chunk("IDAT", data) : chunk("fdAT", number_32(sequence++) + data);
+        const std::string data = panel::png_pixels(frame.changed, scale_, compressed);
+        file += i == 0 ? png_chunk("IDAT", data) : png_chunk("fdAT", big_endian(sequence++) + data);
     }
-    return file + chunk("IEND", "");
+    return file + png_chunk("IEND", "");
 }
 
 } // namespace desk

@@ -9,7 +9,8 @@
 #include <sstream>
 #include <string_view>
 
-#include "tools/vocabulary.h"
+#include "client/did_you_mean.h"
+#include "client/vocabulary.h"
 
 namespace desk {
 
@@ -77,45 +78,23 @@ std::string quoted(const std::string &word) {
 
 /* ---- commands ---- */
 
-// How many letters must be added, dropped or changed to make `b` of `a`.
-static size_t letters_apart(const std::string &a, const std::string &b) {
-    std::vector<size_t> row(b.size() + 1);
-    for (size_t j = 0; j <= b.size(); j++) row[j] = j;
-    for (size_t i = 1; i <= a.size(); i++) {
-        size_t diagonal = row[0];
-        row[0] = i;
-        for (size_t j = 1; j <= b.size(); j++) {
-            const size_t change = diagonal + (a[i - 1] == b[j - 1] ? 0 : 1);
-            diagonal = row[j];
-            row[j] = std::min({row[j] + 1, row[j - 1] + 1, change});
-        }
-    }
-    return row[b.size()];
-}
-
 static std::string suggestion(const std::string &name) {
-    if (display_tools::acting_word(name) != nullptr) return "; did you mean 'send " + name + "'?";
-    const Command *nearest = nullptr;
-    size_t smallest = 3;
-    for (const Command &command : scenario_commands()) {
-        const size_t apart = name.size() > 40 ? smallest : letters_apart(name, command.name);
-        if (apart >= smallest || apart >= name.size()) continue;
-        smallest = apart;
-        nearest = &command;
-    }
-    if (nearest != nullptr) return std::string("; did you mean '") + nearest->name + "'?";
+    if (client::acting_word(name) != nullptr) return "did you mean 'send " + name + "'?";
+    std::vector<std::string> names;
     std::string all;
     for (const Command &command : scenario_commands()) {
+        names.push_back(command.name);
         all += std::string(all.empty() ? "" : ", ") + command.name;
     }
-    return "; there are " + all;
+    const std::vector<std::string> likely = client::likely_names(name, names);
+    return likely.empty() ? "there are " + all : "did you mean " + client::one_of(likely) + "?";
 }
 
 static const Command &command_named(const std::string &name) {
     for (const Command &command : scenario_commands()) {
         if (name == command.name) return command;
     }
-    throw ScenarioError("'" + name + "' is no command" + suggestion(name));
+    throw ScenarioError("'" + name + "' is no command; " + suggestion(name));
 }
 
 bool is(const Action &action, const char *command) { return std::strcmp(action.command->name, command) == 0; }

@@ -7,8 +7,8 @@
 
 #include "simulator/scenario/scenario.h"
 #include "simulator/scenario/stage.h"
-#include "tools/errors.h"
-#include "tools/message.h"
+#include "client/did_you_mean.h"
+#include "client/message.h"
 
 namespace desk {
 
@@ -89,25 +89,22 @@ static void take_start(Action &action) {
 }
 
 static std::string unknown_word(const std::string &word) {
-    std::string names;
-    for (const auto *likely : display_tools::likely_words(word)) {
-        names += (names.empty() ? "'" : " or '") + likely->word + "'";
-    }
-    if (names.empty()) return "'" + word + "' is no display command; 'displayctl words' lists them";
-    return "'" + word + "' is no display command; did you mean " + names + "?";
+    const std::vector<std::string> likely = client::likely_words(word);
+    return "'" + word + "' is no display command; " +
+           (likely.empty() ? "'displayctl words' lists them" : "did you mean " + client::one_of(likely) + "?");
 }
 
 static void take_command(Action &action) {
     if (action.words.empty()) expected(action);
     action.text = action.words[0];
-    if (display_tools::acting_word(action.text) == nullptr) throw ScenarioError(unknown_word(action.text));
+    if (client::acting_word(action.text) == nullptr) throw ScenarioError(unknown_word(action.text));
     const size_t given = action.words.size() - 1;
     // The display copes with missing arguments, so a scenario may leave the last ones out.
     std::vector<std::string> arguments(action.words.begin() + 1, action.words.end());
-    arguments.resize(std::max(given, display_tools::acting_word(action.text)->arguments.size()), "0");
+    arguments.resize(std::max(given, client::acting_word(action.text)->arguments.size()), "0");
     try {
-        action.arguments = display_tools::checked_message(action.text, arguments).arguments;
-    } catch (const display_tools::UsageError &problem) {
+        action.arguments = client::checked_message(action.text, arguments).arguments;
+    } catch (const client::UsageError &problem) {
         throw ScenarioError(problem.what());
     }
     action.arguments.resize(given);

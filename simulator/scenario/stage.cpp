@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "panel/drawing.h"
 #include "simulator/scenario/stage_target.h"
 #include "simulator/scenario/stage_text.h"
 
@@ -128,7 +129,7 @@ void Stage::wait_for_mode(const std::string &text) {
         return;
     }
     throw Unmet("the mode row does not show \"" + text + "\"" + within_limit() + "; it shows:\n" +
-                mode_row(picture(View::layout)).to_half_blocks());
+                panel::drawn(mode_row(picture(View::layout)), panel::Marks::half_blocks));
 }
 
 Picture without_activity_icon(const Picture &layout) {

@@ -9,6 +9,8 @@
 #include <sstream>
 #include <vector>
 
+#include "panel/drawing.h"
+
 namespace end_to_end {
 
 namespace fs = std::filesystem;
@@ -84,7 +86,7 @@ void expect_golden(desk::Desk &desk, bool layout, const GoldenName &golden_name,
     ADD_FAILURE() << "\"" << name << "\" looks different in " << actual.count_different(wanted)
                   << " pixels; it should be: " << eye << "\ngolden: " << path.string() << "\n"
                   << leave_behind(actual, &wanted, layout, name) << "\n"
-                  << actual.to_half_blocks();
+                  << panel::drawn(actual, panel::Marks::half_blocks);
 }
 
 Picture golden(bool layout, const std::string &name) {

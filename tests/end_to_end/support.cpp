@@ -5,11 +5,13 @@
 #include <fstream>
 #include <iostream>
 
-namespace desk {
+#include "panel/drawing.h"
 
-void PrintTo(const Picture &picture, std::ostream *out) { *out << "\n" << picture.to_half_blocks(); }
+namespace panel {
 
-} // namespace desk
+void PrintTo(const Picture &picture, std::ostream *out) { *out << "\n" << drawn(picture, Marks::half_blocks); }
+
+} // namespace panel
 
 namespace end_to_end {
 

@@ -15,12 +15,12 @@
 
 #include "simulator/desk/desk.h"
 
-namespace desk {
+namespace panel {
 
 // Failed comparisons show the picture.
 void PrintTo(const Picture &picture, std::ostream *out);
 
-} // namespace desk
+} // namespace panel
 
 namespace end_to_end {
 

@@ -3,7 +3,7 @@
 
 #include "simulator/scenario/gallery.h"
 #include "simulator/desk/picture.h"
-#include "tools/vocabulary.h"
+#include "client/vocabulary.h"
 
 #include "png_reader.h"
 #include "support.h"
@@ -27,7 +27,7 @@ TEST(Gallery, IsFresh) {
 
 TEST(Gallery, ShowsEveryWord) {
     const std::string page = read_file(gallery + "/README.md");
-    for (const auto &word : display_tools::vocabulary()) {
+    for (const auto &word : client::vocabulary()) {
         EXPECT_TRUE(contains(page, "`" + word.word)) << word.word;
     }
 }

@@ -52,7 +52,7 @@ static desk::Picture played(const std::string &lines, const std::string &view) {
 // Pixel rows as the terminal draws them; by default those of the connectivity row.
 static std::vector<std::string> drawn_rows(const desk::Picture &panel, int from = 0, int count = 16,
                                            panel::Style style = panel::Style::half_blocks) {
-    return panel::fitted(panel.part(0, from, panel.width(), count).frame(), style, panel::UNLIMITED).lines;
+    return panel::fitted(panel.part(0, from, panel.width(), count), style, panel::UNLIMITED).lines;
 }
 
 // The line of the screen that makes another terminal send here.

@@ -10,28 +10,28 @@ using namespace panel;
 using Lines = std::vector<std::string>;
 
 // All pixels lit, or those of the layout's rows.
-static Frame lit_frame(Size size, int rows) {
-    Frame frame{size, std::vector<bool>(static_cast<size_t>(size.width) * static_cast<size_t>(size.height))};
-    std::fill_n(frame.lit.begin(), size.width * rows, true);
+static Picture lit_frame(Size size, int rows) {
+    Picture frame(size);
+    for (int i = 0; i < size.width * rows; i++) frame.set(i % size.width, i / size.width, true);
     return frame;
 }
 
-static Frame lit_frame(Size size) { return lit_frame(size, size.height); }
+static Picture lit_frame(Size size) { return lit_frame(size, size.height); }
 
 TEST(Drawn, HalfBlocksShowTwoRowsALine) {
-    EXPECT_EQ(drawn(frame_from_pbm("P1\n4 3\n0011\n0101\n0011\n"), Marks::half_blocks), " ▄▀█\n  ▀▀\n");
+    EXPECT_EQ(drawn(Picture::from_pbm("P1\n4 3\n0011\n0101\n0011\n"), Marks::half_blocks), " ▄▀█\n  ▀▀\n");
 }
 
 TEST(Drawn, AsciiShowsTwoRowsALine) {
-    EXPECT_EQ(drawn(frame_from_pbm("P1\n4 3\n0011\n0101\n0011\n"), Marks::ascii), " .':\n  ''\n");
+    EXPECT_EQ(drawn(Picture::from_pbm("P1\n4 3\n0011\n0101\n0011\n"), Marks::ascii), " .':\n  ''\n");
 }
 
 // Each of the eight dots has a bit of its own: 1 2 3 7 down the left column, 4 5 6 8 down the right one.
 TEST(Drawn, EachBrailleDotIsInItsPlace) {
     const char *const dots[] = {"⠁", "⠈", "⠂", "⠐", "⠄", "⠠", "⡀", "⢀"};
     for (int i = 0; i < 8; i++) {
-        Frame frame = lit_frame({2, 4}, 0);
-        frame.lit[static_cast<size_t>(i)] = true;
+        Picture frame = lit_frame({2, 4}, 0);
+        frame.set(i % 2, i / 2, true);
         EXPECT_EQ(drawn(frame, Marks::braille), std::string(dots[i]) + "\n");
     }
     EXPECT_EQ(drawn(lit_frame({3, 5}), Marks::braille), "⣿⡇\n⠉⠁\n");
@@ -40,7 +40,7 @@ TEST(Drawn, EachBrailleDotIsInItsPlace) {
 
 TEST(Drawn, CoarseLettersLookLikeTheirPixels) {
     const auto letter = [](const std::string &pixels) {
-        return drawn(frame_from_pbm("P1\n2 4\n" + pixels), Marks::coarse_ascii).substr(0, 1);
+        return drawn(Picture::from_pbm("P1\n2 4\n" + pixels), Marks::coarse_ascii).substr(0, 1);
     };
     EXPECT_EQ(letter("00 00 00 00"), " ");
     EXPECT_EQ(letter("11 11 11 11"), "#");
@@ -54,8 +54,8 @@ TEST(Drawn, CoarseLettersLookLikeTheirPixels) {
 
 TEST(Drawn, OnlyDarkCellsAreBlankInLetters) {
     for (unsigned pixels = 1; pixels < 256; pixels++) {
-        Frame frame = lit_frame({2, 4}, 0);
-        for (unsigned i = 0; i < 8; i++) frame.lit[i] = (pixels >> i & 1) != 0;
+        Picture frame = lit_frame({2, 4}, 0);
+        for (int i = 0; i < 8; i++) frame.set(i % 2, i / 2, (pixels >> i & 1) != 0);
         const std::string text = drawn(frame, Marks::coarse_ascii);
         EXPECT_EQ(text.size(), 2u);
         EXPECT_GT(text[0], ' ') << pixels;
@@ -70,13 +70,13 @@ static size_t characters(const std::string &line) {
 }
 
 TEST(Fitted, TakesTheLargestMarksThatFit) {
-    const Frame device = lit_frame(DEVICE_SIZE, 66);
+    const Picture device = lit_frame(DEVICE_SIZE, 66);
     EXPECT_EQ(fitted(device, Style::fitting, {64, 64}).lines.size(), 64u);
     EXPECT_EQ(fitted(device, Style::fitting, {33, 64}).lines.size(), 33u) << "what matters still fits in blocks";
     EXPECT_EQ(fitted(device, Style::fitting, {33, 64}).lines[0].substr(0, 3), "█");
     EXPECT_EQ(fitted(device, Style::fitting, {32, 64}).lines[0].substr(0, 3), "⣿");
     EXPECT_EQ(fitted(device, Style::fitting, {33, 63}).lines[0].substr(0, 3), "⣿");
-    const Frame layout = lit_frame(LAYOUT_SIZE);
+    const Picture layout = lit_frame(LAYOUT_SIZE);
     EXPECT_EQ(fitted(layout, Style::fitting, {24, 128}).lines.size(), 17u);
     EXPECT_EQ(fitted(layout, Style::fitting, {33, 128}).lines.size(), 33u);
     EXPECT_EQ(fitted(layout, Style::fitting, {33, 80}).lines.size(), 17u);
@@ -88,8 +88,8 @@ TEST(Fitted, RowsBelowTheLayoutMatterWhenTheyAreLit) {
     EXPECT_EQ(rows_that_matter(lit_frame(DEVICE_SIZE, 67)), 67);
     EXPECT_EQ(rows_that_matter(lit_frame(DEVICE_SIZE)), 128);
     EXPECT_EQ(rows_that_matter(lit_frame({64, 40}, 0)), 40);
-    Frame last_pixel = lit_frame(DEVICE_SIZE, 0);
-    last_pixel.lit.back() = true;
+    Picture last_pixel = lit_frame(DEVICE_SIZE, 0);
+    last_pixel.set(63, 127, true);
     EXPECT_EQ(rows_that_matter(last_pixel), 128);
     EXPECT_EQ(fitted(lit_frame(DEVICE_SIZE, 67), Style::fitting, {33, 64}).lines[0].substr(0, 3), "⣿");
 }
@@ -123,14 +123,14 @@ TEST(Fitted, TellsWhatIsSeen) {
 }
 
 TEST(Fitted, CutsOnTheRightAndBelow) {
-    const Frame frame = frame_from_pbm("P1\n4 4\n1100\n0000\n0011\n0011\n");
+    const Picture frame = Picture::from_pbm("P1\n4 4\n1100\n0000\n0011\n0011\n");
     EXPECT_EQ(fitted(frame, Style::half_blocks, {2, 4}).lines, (Lines{"▀▀  ", "  ██"}));
     EXPECT_EQ(fitted(frame, Style::half_blocks, {1, 3}).lines, (Lines{"▀▀ "}));
     EXPECT_EQ(fitted(frame, Style::braille, {1, 1}).lines, (Lines{"⠉"}));
 }
 
 TEST(Fitted, KeepsTheStyleThatWasAskedFor) {
-    const Frame layout = lit_frame(LAYOUT_SIZE);
+    const Picture layout = lit_frame(LAYOUT_SIZE);
     EXPECT_EQ(fitted(layout, Style::half_blocks, {24, 80}).lines[0].substr(0, 3), "█");
     EXPECT_EQ(fitted(layout, Style::braille, {200, 200}).lines[0].substr(0, 3), "⣿");
     EXPECT_EQ(fitted(layout, Style::ascii, {200, 200}).lines[0], std::string(128, ':'));

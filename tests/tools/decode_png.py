@@ -30,7 +30,7 @@ lines = inflater.decompress(parts[1][1])
 assert inflater.eof and not inflater.unused_data, "zlib stream"
 stride = 1 + (width + 7) // 8
 assert len(lines) == stride * height, "length"
-print(f"P1\n# 1 is a lit pixel\n{width} {height}")
+print(f"P1\n# 1 is a lit pixel of the panel\n{width} {height}")
 for row in range(height):
     line = lines[row * stride:(row + 1) * stride]
     assert line[0] == 0, "filter"

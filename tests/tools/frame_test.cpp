@@ -12,7 +12,8 @@
 #include "tools/errors.h"
 #include "tools/frame_source.h"
 
-using namespace display_tools;
+using namespace client;
+using namespace displayctl;
 using namespace panel;
 using namespace tools_test;
 
@@ -68,44 +69,44 @@ TEST(RawFrame, BitsCountFromTheLeastSignificant) {
     bytes[0] = 0x01;      // (0, 0)
     bytes[8] = char(0x80); // (7, 1)
     bytes[1023] = char(0x80); // the last one
-    const Frame frame = frame_from_raw(bytes, DEVICE_SIZE);
+    const Picture frame = Picture::from_raw(bytes, DEVICE_SIZE);
     EXPECT_TRUE(frame.at(0, 0));
     EXPECT_FALSE(frame.at(1, 0));
     EXPECT_TRUE(frame.at(7, 1));
     EXPECT_TRUE(frame.at(63, 127));
-    EXPECT_EQ(std::count(frame.lit.begin(), frame.lit.end(), true), 3);
+    EXPECT_EQ(frame.count_lit(), 3);
 }
 
 TEST(RawFrame, RowsFollowWithoutGaps) {
-    const Frame frame = pattern({10, 3});
-    EXPECT_EQ(raw_length(frame.size), 4u);
-    EXPECT_EQ(frame_from_raw(raw_of(frame), frame.size), frame);
+    const Picture frame = pattern({10, 3});
+    EXPECT_EQ(raw_length(frame.size()), 4u);
+    EXPECT_EQ(Picture::from_raw(raw_of(frame), frame.size()), frame);
 }
 
 TEST(RawFrame, TooShortIsAFailure) {
-    EXPECT_SAYS("there are only 1023", frame_from_raw(std::string(1023, '\0'), DEVICE_SIZE));
-    EXPECT_SAYS("there are only 0", frame_from_raw("", DEVICE_SIZE));
+    EXPECT_SAYS("there are only 1023", Picture::from_raw(std::string(1023, '\0'), DEVICE_SIZE));
+    EXPECT_SAYS("there are only 0", Picture::from_raw("", DEVICE_SIZE));
 }
 
 TEST(AnyFrame, TheLengthTellsTheSize) {
     for (const Size size : {Size{64, 128}, Size{128, 66}}) {
-        const Frame frame = pattern(size);
-        EXPECT_EQ(frame_from_bytes(raw_of(frame), std::nullopt), frame);
+        const Picture frame = pattern(size);
+        EXPECT_EQ(Picture::from_bytes(raw_of(frame), std::nullopt), frame);
     }
 }
 
 TEST(AnyFrame, MemoryPagesBeginWithTheDevicesFrame) {
-    const Frame frame = pattern(DEVICE_SIZE);
+    const Picture frame = pattern(DEVICE_SIZE);
     size_t unused = 0;
-    EXPECT_EQ(frame_from_bytes(raw_of(frame) + std::string(3072, 'x'), std::nullopt, &unused), frame);
+    EXPECT_EQ(Picture::from_bytes(raw_of(frame) + std::string(3072, 'x'), std::nullopt, &unused), frame);
     EXPECT_EQ(unused, 3072u);
 }
 
 TEST(AnyFrame, OtherLengthsNeedASize) {
-    const Frame frame = pattern({32, 32});
-    EXPECT_SAYS("give its size with --size", frame_from_bytes(raw_of(frame), std::nullopt));
-    EXPECT_SAYS("give its size with --size", frame_from_bytes("", std::nullopt));
-    EXPECT_EQ(frame_from_bytes(raw_of(frame), frame.size), frame);
+    const Picture frame = pattern({32, 32});
+    EXPECT_SAYS("give its size with --size", Picture::from_bytes(raw_of(frame), std::nullopt));
+    EXPECT_SAYS("give its size with --size", Picture::from_bytes("", std::nullopt));
+    EXPECT_EQ(Picture::from_bytes(raw_of(frame), frame.size()), frame);
 }
 
 // "P1" and what makes it look like a PBM are pixels as good as any.
@@ -116,8 +117,8 @@ TEST(AnyFrame, ARawFrameMayBeginLikeAPbm) {
             bytes.replace(0, beginning.size(), beginning);
             for (const bool told_by_length : {true, false}) {
                 if (told_by_length && size.width == 40) continue;
-                const Frame frame = frame_from_bytes(bytes, told_by_length ? std::nullopt : std::optional(size));
-                EXPECT_EQ(frame.size.height, size.height);
+                const Picture frame = Picture::from_bytes(bytes, told_by_length ? std::nullopt : std::optional(size));
+                EXPECT_EQ(frame.height(), size.height);
                 EXPECT_EQ(raw_of(frame), bytes);
             }
         }
@@ -127,30 +128,30 @@ TEST(AnyFrame, ARawFrameMayBeginLikeAPbm) {
 // ---- PBM ----
 
 TEST(Pbm, OneIsALitPixel) {
-    const Frame frame = frame_from_pbm("P1\n3 2\n1 0 1\n0 1 0\n");
-    EXPECT_EQ(frame.size.width, 3);
-    EXPECT_EQ(frame.lit, (std::vector<bool>{true, false, true, false, true, false}));
+    const Picture frame = Picture::from_pbm("P1\n3 2\n1 0 1\n0 1 0\n");
+    EXPECT_EQ(frame.width(), 3);
+    for (int i = 0; i < 6; i++) EXPECT_EQ(frame.at(i % 3, i / 3), i % 2 == 0) << i;
 }
 
 TEST(Pbm, CommentsAndSpacingDoNotMatter) {
-    const Frame plain = frame_from_pbm("P1\n3 2\n101010\n");
+    const Picture plain = Picture::from_pbm("P1\n3 2\n101010\n");
     for (const char *text : {"P1 3 2 1 0 1 0 1 0", "P1#x\n# 9 9\n3 # width\n2\n10\n10\n1 0",
                              "P1\r\n3 2\r\n101\r\n010\r\n", "P1\n3 2\n101\n# between\n010\n",
                              "P1\n3 2\n101010 # and more\n"}) {
-        EXPECT_EQ(frame_from_pbm(text), plain) << text;
+        EXPECT_EQ(Picture::from_pbm(text), plain) << text;
     }
 }
 
 TEST(Pbm, ComesBackAsItWent) {
     for (const Size size : {Size{64, 128}, Size{128, 66}, Size{1, 1}, Size{7, 3}}) {
-        const Frame frame = pattern(size);
-        EXPECT_EQ(frame_from_pbm(to_pbm(frame)), frame);
-        EXPECT_EQ(frame_from_bytes(to_pbm(frame), std::nullopt), frame);
+        const Picture frame = pattern(size);
+        EXPECT_EQ(Picture::from_pbm(frame.to_pbm()), frame);
+        EXPECT_EQ(Picture::from_bytes(frame.to_pbm(), std::nullopt), frame);
     }
 }
 
 TEST(Pbm, IsOnePanelRowALine) {
-    const std::string text = to_pbm(frame_from_pbm("P1\n3 2\n101010\n"));
+    const std::string text = Picture::from_pbm("P1\n3 2\n101010\n").to_pbm();
     EXPECT_NE(text.find("\n3 2\n101\n010\n"), std::string::npos) << text;
 }
 
@@ -158,28 +159,30 @@ TEST(Pbm, FlawsAreFailures) {
     for (const char *text : {"", "P4\n3 2\n\x40\x40", "P1", "P1\n", "P1\n3", "P1\n3 2\n", "P1\n3 2\n10101",
                              "P1\n3 2\n10x010", "P1\n0 2\n", "P1\n-3 2\n101010", "P1\n4097 1\n1",
                              "P1\n99999999999999999999 2\n10", "P1\n3 2\n101# cut"}) {
-        EXPECT_THROW(frame_from_pbm(text), Failure) << text;
+        EXPECT_THROW(Picture::from_pbm(text), Failure) << text;
     }
 }
 
 // ---- Devices ----
 
 TEST_F(Device, TellsItsOwnSize) {
-    const Frame frame = pattern({40, 30});
-    set_resolution(frame.size);
+    const Picture frame = pattern({40, 30});
+    set_resolution(frame.size());
     const std::string path = folder.write("fb", raw_of(frame) + std::string(100, 'x'));
     EXPECT_EQ(read_frame(path, std::nullopt), frame);
     EXPECT_EQ(read_frame(path, Size{64, 128}), frame);
 }
 
 TEST_F(Device, OffsetsAreCountedInVisibleRows) {
-    const Frame frame = pattern({64, 128});
-    set_resolution(frame.size);
+    const Picture frame = pattern({64, 128});
+    set_resolution(frame.size());
     info.xoffset = 3;
     info.yoffset = 2;
-    Frame memory{{64, 140}, std::vector<bool>(3 + 2 * 64)};
-    memory.lit.insert(memory.lit.end(), frame.lit.begin(), frame.lit.end());
-    memory.lit.resize(64 * 140);
+    Picture memory(64, 140);
+    for (int i = 0; i < 64 * 128; i++) {
+        const int place = 3 + 2 * 64 + i;
+        memory.set(place % 64, place / 64, frame.at(i % 64, i / 64));
+    }
     EXPECT_EQ(read_frame(folder.write("fb", raw_of(memory)), std::nullopt), frame);
 }
 

@@ -2,9 +2,9 @@
 #include <gtest/gtest.h>
 
 #include "support.h"
-#include "tools/vocabulary.h"
+#include "client/vocabulary.h"
 
-using namespace display_tools;
+using namespace client;
 using namespace tools_test;
 
 // A received signal as text: "s:cd_update i:120 s:M4".

@@ -304,27 +304,22 @@ void LeavingBus::serve() {
 
 // ---- Pictures ----
 
-panel::Frame pattern(panel::Size size, unsigned seed) {
-    panel::Frame frame{size, {}};
+panel::Picture pattern(panel::Size size, unsigned seed) {
+    panel::Picture frame(size);
     unsigned state = seed * 2654435761u + 1;
     for (int i = 0; i < size.width * size.height; i++) {
         state = state * 1664525u + 1013904223u;
-        frame.lit.push_back((state >> 24 & 1u) != 0);
+        frame.set(i % size.width, i / size.width, (state >> 24 & 1u) != 0);
     }
     return frame;
 }
 
-std::string raw_of(const panel::Frame &frame) {
-    std::string bytes;
-    int bits = 0;
-    int value = 0;
-    for (const bool lit : frame.lit) {
-        value += lit ? 1 << bits : 0;
-        if (++bits < 8) continue;
-        bytes += char(value);
-        bits = value = 0;
+std::string raw_of(const panel::Picture &frame) {
+    std::string bytes(panel::raw_length(frame.size()), '\0');
+    for (int i = 0; i < frame.width() * frame.height(); i++) {
+        char &byte = bytes[size_t(i / 8)];
+        if (frame.at(i % frame.width(), i / frame.width())) byte = char(byte | 1 << i % 8);
     }
-    if (bits > 0) bytes += char(value);
     return bytes;
 }
 

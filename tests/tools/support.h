@@ -119,8 +119,8 @@ private:
 };
 
 // A picture without symmetry, different for each `seed`.
-panel::Frame pattern(panel::Size size, unsigned seed = 1);
+panel::Picture pattern(panel::Size size, unsigned seed = 1);
 // Its bytes on the panel, worked out independently of the code under test.
-std::string raw_of(const panel::Frame &frame);
+std::string raw_of(const panel::Picture &frame);
 
 } // namespace tools_test

@@ -16,13 +16,12 @@ using tools_test::Words;
 using Rows = std::vector<std::string>;
 
 // Something in the layout's rows, nothing below, as on the device.
-static Frame device_frame(unsigned seed = 1) {
-    Frame frame = tools_test::pattern(DEVICE_SIZE, seed);
-    std::fill(frame.lit.begin() + 66 * 64, frame.lit.end(), false);
-    return frame;
+static Picture device_frame(unsigned seed = 1) {
+    const std::string upper = tools_test::raw_of(tools_test::pattern({64, 66}, seed));
+    return Picture::from_raw(upper + std::string(panel::raw_length(DEVICE_SIZE) - upper.size(), '\0'), DEVICE_SIZE);
 }
 
-static Rows lines_of(const Frame &frame, Style style, Place place) { return fitted(frame, style, place).lines; }
+static Rows lines_of(const Picture &frame, Style style, Place place) { return fitted(frame, style, place).lines; }
 
 static Words view(const Words &arguments) {
     Words words{"view"};
@@ -32,7 +31,7 @@ static Words view(const Words &arguments) {
 
 class ViewInTerminal : public testing::Test {
 protected:
-    std::string write(const Frame &frame) const { return folder.write("fb0", tools_test::raw_of(frame)); }
+    std::string write(const Picture &frame) const { return folder.write("fb0", tools_test::raw_of(frame)); }
     Folder folder;
 };
 
@@ -164,8 +163,8 @@ TEST_F(ViewInTerminal, OnlyWhatHasChangedIsWritten) {
     const std::string path = write(device_frame());
     Terminal terminal(view({"--follow", path}));
     ASSERT_TRUE(terminal.shows("q ends"));
-    Frame changed = device_frame();
-    changed.lit[0] = !changed.lit[0];
+    Picture changed = device_frame();
+    changed.set(0, 0, !changed.at(0, 0));
     terminal.forget();
     write(changed);
     ASSERT_TRUE(terminal.shows_rows(lines_of(changed, Style::fitting, {23, 80})));

@@ -1,7 +1,9 @@
 // displayctl view: what it writes for frames of each kind. PNGs are read back by decode_png.py, which shares
 // nothing with the encoder.
+#include <algorithm>
 #include <atomic>
 #include <cstdio>
+#include <filesystem>
 #include <poll.h>
 #include <sys/inotify.h>
 #include <sys/stat.h>
@@ -17,17 +19,17 @@
 using namespace panel;
 using namespace tools_test;
 
-static std::string to_half_blocks(const Frame &frame) { return drawn(frame, Marks::half_blocks); }
+static std::string to_half_blocks(const Picture &frame) { return drawn(frame, Marks::half_blocks); }
 
 static std::string decoded(const std::string &path) {
     const Result result = run({PYTHON, TEST_SOURCE_DIR "/tests/tools/decode_png.py", path});
     return result.status == 0 ? result.output : result.errors;
 }
 
-static Frame enlarged(const Frame &frame, int scale) {
-    Frame large{{frame.size.width * scale, frame.size.height * scale}, {}};
-    for (int y = 0; y < large.size.height; y++) {
-        for (int x = 0; x < large.size.width; x++) large.lit.push_back(frame.at(x / scale, y / scale));
+static Picture enlarged(const Picture &frame, int scale) {
+    Picture large(frame.width() * scale, frame.height() * scale);
+    for (int y = 0; y < large.height(); y++) {
+        for (int x = 0; x < large.width(); x++) large.set(x, y, frame.at(x / scale, y / scale));
     }
     return large;
 }
@@ -35,8 +37,8 @@ static Frame enlarged(const Frame &frame, int scale) {
 TEST(Png, ShowsTheFrame) {
     const Folder folder;
     for (const Size size : {Size{64, 128}, Size{128, 66}, Size{1, 1}, Size{7, 3}, Size{9, 1}}) {
-        const Frame frame = pattern(size);
-        EXPECT_EQ(decoded(folder.write("a.png", to_png(frame))), to_pbm(frame));
+        const Picture frame = pattern(size);
+        EXPECT_EQ(decoded(folder.write("a.png", to_png(frame))), frame.to_pbm());
     }
 }
 
@@ -44,8 +46,8 @@ TEST(Png, MayBeEnlarged) {
     const Folder folder;
     // The last is longer than one stored block of 65535 bytes.
     for (const int scale : {2, 3, 32}) {
-        const Frame frame = pattern(DEVICE_SIZE);
-        EXPECT_EQ(decoded(folder.write("a.png", to_png(frame, scale))), to_pbm(enlarged(frame, scale)));
+        const Picture frame = pattern(DEVICE_SIZE);
+        EXPECT_EQ(decoded(folder.write("a.png", to_png(frame, scale))), enlarged(frame, scale).to_pbm());
     }
 }
 
@@ -54,22 +56,22 @@ TEST(Png, MayBeEnlarged) {
 TEST(View, RawAndPbmFilesToPngAndPbm) {
     const Folder folder;
     for (const Size size : {DEVICE_SIZE, LAYOUT_SIZE}) {
-        const Frame frame = pattern(size);
-        for (const std::string &content : {raw_of(frame), to_pbm(frame)}) {
+        const Picture frame = pattern(size);
+        for (const std::string &content : {raw_of(frame), frame.to_pbm()}) {
             const std::string source = folder.write("frame", content);
             const Result result = displayctl({"view", source, "--png", folder.file("a.png"), "--pbm",
                                               folder.file("a.pbm"), "--scale", "2"});
             EXPECT_EQ(result.status, 0) << result.errors;
             EXPECT_EQ(result.output + result.errors, "");
-            EXPECT_EQ(decoded(folder.file("a.png")), to_pbm(enlarged(frame, 2)));
-            EXPECT_EQ(read_file(folder.file("a.pbm")), to_pbm(frame));
+            EXPECT_EQ(decoded(folder.file("a.png")), enlarged(frame, 2).to_pbm());
+            EXPECT_EQ(read_file(folder.file("a.pbm")), frame.to_pbm());
         }
     }
 }
 
 TEST(View, StandardInputToTheTerminal) {
-    const Frame frame = pattern(DEVICE_SIZE);
-    for (const std::string &content : {raw_of(frame), to_pbm(frame)}) {
+    const Picture frame = pattern(DEVICE_SIZE);
+    for (const std::string &content : {raw_of(frame), frame.to_pbm()}) {
         const Result result = displayctl({"view", "-"}, content);
         EXPECT_EQ(result.status, 0) << result.errors;
         EXPECT_EQ(result.output, to_half_blocks(frame));
@@ -78,7 +80,7 @@ TEST(View, StandardInputToTheTerminal) {
 }
 
 TEST(View, WithoutATerminalTheWholePictureComesInTheStyleAskedFor) {
-    const Frame frame = pattern(DEVICE_SIZE);
+    const Picture frame = pattern(DEVICE_SIZE);
     const struct {
         const char *option;
         Marks marks;
@@ -91,7 +93,7 @@ TEST(View, WithoutATerminalTheWholePictureComesInTheStyleAskedFor) {
 }
 
 TEST(View, AWholeMemoryPageIsShownWithANote) {
-    const Frame frame = pattern(DEVICE_SIZE);
+    const Picture frame = pattern(DEVICE_SIZE);
     const Result result = displayctl({"view", "-"}, raw_of(frame) + std::string(3072, 'x'));
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(result.output, to_half_blocks(frame));
@@ -99,25 +101,25 @@ TEST(View, AWholeMemoryPageIsShownWithANote) {
 }
 
 TEST(View, TheSizeCanBeGiven) {
-    const Frame frame = pattern({40, 30});
+    const Picture frame = pattern({40, 30});
     const Result result = displayctl({"view", "--size", "40x30", "--pbm", "-", "-"}, raw_of(frame));
     EXPECT_EQ(result.status, 0) << result.errors;
-    EXPECT_EQ(result.output, to_pbm(frame));
+    EXPECT_EQ(result.output, frame.to_pbm());
 }
 
 TEST(View, APngGoesToStandardOutputToo) {
     const Folder folder;
-    const Frame frame = pattern(LAYOUT_SIZE);
+    const Picture frame = pattern(LAYOUT_SIZE);
     const Result result = displayctl({"view", "--png", "-", "-"}, raw_of(frame));
-    EXPECT_EQ(decoded(folder.write("a.png", result.output)), to_pbm(frame));
+    EXPECT_EQ(decoded(folder.write("a.png", result.output)), frame.to_pbm());
 }
 
 // ---- Following ----
 
 TEST(Follow, AFileIsShownAgainWhenItChanges) {
     const Folder folder;
-    const Frame first = pattern(DEVICE_SIZE, 1);
-    const Frame second = pattern(DEVICE_SIZE, 2);
+    const Picture first = pattern(DEVICE_SIZE, 1);
+    const Picture second = pattern(DEVICE_SIZE, 2);
     const std::string path = folder.write("fb0", raw_of(first));
     Running view({"view", "--follow", path});
     ASSERT_TRUE(view.wait_for(to_half_blocks(first)));
@@ -128,13 +130,22 @@ TEST(Follow, AFileIsShownAgainWhenItChanges) {
 
 TEST(Follow, APictureFileIsRenewed) {
     const Folder folder;
-    const Frame second = pattern(DEVICE_SIZE, 2);
+    const Picture second = pattern(DEVICE_SIZE, 2);
     const std::string path = folder.write("fb0", raw_of(pattern(DEVICE_SIZE, 1)));
     Running view({"view", "--follow", "--pbm", folder.file("a.pbm"), path});
     ASSERT_TRUE(wait_until([&] { return access(folder.file("a.pbm").c_str(), F_OK) == 0; }));
-    EXPECT_EQ(read_file(folder.file("a.pbm")), to_pbm(pattern(DEVICE_SIZE, 1)));
+    EXPECT_EQ(read_file(folder.file("a.pbm")), pattern(DEVICE_SIZE, 1).to_pbm());
     folder.write("fb0", raw_of(second));
-    EXPECT_TRUE(wait_until([&] { return read_file(folder.file("a.pbm")) == to_pbm(second); }));
+    EXPECT_TRUE(wait_until([&] { return read_file(folder.file("a.pbm")) == second.to_pbm(); }));
+}
+
+static std::vector<std::string> names_in(const Folder &folder) {
+    std::vector<std::string> names;
+    for (const auto &item : std::filesystem::directory_iterator(folder.file("."))) {
+        names.push_back(item.path().filename().string());
+    }
+    std::sort(names.begin(), names.end());
+    return names;
 }
 
 // Whoever has the old picture open keeps all of it.
@@ -150,17 +161,16 @@ TEST(Follow, APictureFileIsReplacedInOneStep) {
         EXPECT_STREQ(content, "old");
         fclose(old);
         EXPECT_NE(read_file(path), "old");
-        EXPECT_NE(access((path + ".part").c_str(), F_OK), 0);
+        EXPECT_EQ(names_in(folder), (std::vector<std::string>{"fb0", "picture"}));
     }
 }
 
 TEST(Follow, AnUnfinishedPictureIsNotLeft) {
     const Folder folder;
-    ASSERT_EQ(mkdir(folder.file("picture.part").c_str(), 0700), 0); // in the way of the new picture
     const std::string source = folder.write("fb0", raw_of(pattern(DEVICE_SIZE)));
-    const Result blocked = displayctl({"view", "--pbm", folder.file("picture"), source});
+    const Result blocked = displayctl({"view", "--pbm", folder.file("missing/picture"), source});
     EXPECT_EQ(blocked.status, 1);
-    EXPECT_NE(blocked.errors.find("can't write " + folder.file("picture.part")), std::string::npos) << blocked.errors;
+    EXPECT_NE(blocked.errors.find("can't write " + folder.file("missing/picture")), std::string::npos) << blocked.errors;
     // A limit on the size of files is as good as a full disk.
     Words command{"/bin/sh", "-c", "trap '' XFSZ; ulimit -f 1; exec \"$@\"", "sh"};
     for (const std::string &word : displayctl_command({"view", "--pbm", folder.file("b"), source})) {
@@ -169,17 +179,17 @@ TEST(Follow, AnUnfinishedPictureIsNotLeft) {
     const Result full = run(command);
     EXPECT_EQ(full.status, 1);
     EXPECT_NE(full.errors.find("File too large"), std::string::npos) << full.errors;
-    EXPECT_NE(access(folder.file("b.part").c_str(), F_OK), 0) << "half a picture is left";
+    EXPECT_EQ(names_in(folder), std::vector<std::string>{"fb0"}) << "half a picture is left";
     EXPECT_NE(access(folder.file("b").c_str(), F_OK), 0);
 }
 
 TEST(View, ALinkIsWrittenThrough) {
     const Folder folder;
-    const Frame frame = pattern(DEVICE_SIZE);
+    const Picture frame = pattern(DEVICE_SIZE);
     folder.write("target", "old");
     ASSERT_EQ(symlink("target", folder.file("link").c_str()), 0);
     EXPECT_EQ(displayctl({"view", "--pbm", folder.file("link"), "-"}, raw_of(frame)).status, 0);
-    EXPECT_EQ(read_file(folder.file("target")), to_pbm(frame));
+    EXPECT_EQ(read_file(folder.file("target")), frame.to_pbm());
 }
 
 // Returns when another process has read the file that is at `path` now so often.
@@ -201,8 +211,8 @@ static void wait_until_read(const std::string &path, int times = 1) {
 
 TEST(Follow, AMomentWithoutAFrameIsBridgedAndALongOneEnds) {
     const Folder folder;
-    const Frame first = pattern(DEVICE_SIZE, 1);
-    const Frame second = pattern(DEVICE_SIZE, 2);
+    const Picture first = pattern(DEVICE_SIZE, 1);
+    const Picture second = pattern(DEVICE_SIZE, 2);
     const std::string path = folder.write("fb0", raw_of(first));
     Running view({"view", "--follow", path});
     ASSERT_TRUE(view.wait_for(to_half_blocks(first)));
@@ -256,8 +266,8 @@ TEST(Follow, AReaderThatHasGoneEndsIt) {
 }
 
 TEST(Follow, StandardInputIsFrameAfterFrame) {
-    const Frame first = pattern(DEVICE_SIZE, 1);
-    const Frame second = pattern(DEVICE_SIZE, 2);
+    const Picture first = pattern(DEVICE_SIZE, 1);
+    const Picture second = pattern(DEVICE_SIZE, 2);
     Running view({"view", "--follow", "-"});
     view.write(raw_of(first).substr(0, 500));
     view.write(raw_of(first).substr(500));

@@ -3,13 +3,20 @@
 #pragma once
 
 #include <cstdint>
+#include <stdexcept>
 #include <string>
 #include <variant>
 #include <vector>
 
-#include "tools/vocabulary.h"
+#include "client/vocabulary.h"
 
-namespace display_tools {
+namespace client {
+
+/// What the person typed can't be sent; what() says why and what to do.
+class UsageError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
 
 /// One argument on the bus: STRING or INT32.
 using Value = std::variant<std::string, int32_t>;
@@ -27,4 +34,4 @@ Message checked_message(const std::string &word, const std::vector<std::string> 
 /// Any word with any arguments: "i:5" is the integer 5, "s:5" and everything else a string.
 Message forced_message(const std::string &word, const std::vector<std::string> &arguments);
 
-} // namespace display_tools
+} // namespace client

@@ -1,25 +1,12 @@
-// See bus.h.
-#include "tools/bus.h"
+#include "client/sender.h"
+
+#include <stdexcept>
 
 #include "app/signal_names.h"
-#include "tools/errors.h"
 
-namespace display_tools {
+namespace client {
 
-struct UnrefMessage {
-    void operator()(DBusMessage *message) const { dbus_message_unref(message); }
-};
-using MessageRef = std::unique_ptr<DBusMessage, UnrefMessage>;
-
-// A DBusError that frees itself.
-struct BusError {
-    BusError() { dbus_error_init(&error); }
-    ~BusError() { dbus_error_free(&error); }
-    BusError(const BusError &) = delete;
-    BusError &operator=(const BusError &) = delete;
-    std::string text() const { return error.message != nullptr ? error.message : "no reason given"; }
-    DBusError error;
-};
+void UnrefMessage::operator()(DBusMessage *message) const { dbus_message_unref(message); }
 
 void CloseConnection::operator()(DBusConnection *connection) const {
     dbus_connection_close(connection);
@@ -32,7 +19,7 @@ static Connection open_system_bus() {
     BusError error;
     Connection connection(dbus_bus_get_private(DBUS_BUS_SYSTEM, &error.error));
     if (connection) return connection;
-    throw Failure("can't reach the system bus (" + error.text() +
+    throw std::runtime_error("can't reach the system bus (" + error.text() +
                   "): start it, or name another bus with --bus ADDRESS");
 }
 
@@ -40,7 +27,7 @@ static Connection open_address(const std::string &address) {
     BusError error;
     Connection connection(dbus_connection_open_private(address.c_str(), &error.error));
     if (connection && dbus_bus_register(connection.get(), &error.error)) return connection;
-    throw Failure("can't reach a bus at '" + address + "' (" + error.text() +
+    throw std::runtime_error("can't reach a bus at '" + address + "' (" + error.text() +
                   "): give an address such as unix:path=/run/dbus/system_bus_socket");
 }
 
@@ -54,7 +41,7 @@ Connection connect_to_bus(const std::string &address) {
 // ---- Sending ----
 
 static void require_memory(dbus_bool_t granted) {
-    if (!granted) throw Failure("out of memory: shorten the arguments");
+    if (!granted) throw std::runtime_error("out of memory: shorten the arguments");
 }
 
 static void append(DBusMessageIter *end, const Value &value) {
@@ -63,22 +50,28 @@ static void append(DBusMessageIter *end, const Value &value) {
         require_memory(dbus_message_iter_append_basic(end, DBUS_TYPE_INT32, &on_bus));
     } else {
         const char *text = std::get<std::string>(value).c_str();
+        // libdbus ends the whole process over text that isn't UTF-8.
+        if (!dbus_validate_utf8(text, nullptr)) throw std::runtime_error("a string on the bus must be UTF-8");
         require_memory(dbus_message_iter_append_basic(end, DBUS_TYPE_STRING, &text));
     }
 }
 
-void emit(DBusConnection *connection, const Message &message) {
+MessageRef signal_of(const std::string &word, const std::vector<Value> &arguments) {
     MessageRef signal(dbus_message_new_signal(SIGNAL_PATH, SIGNAL_INTERFACE, SIGNAL_MEMBER));
     require_memory(signal != nullptr);
     DBusMessageIter end;
     dbus_message_iter_init_append(signal.get(), &end);
-    append(&end, message.word);
-    for (const Value &value : message.arguments) append(&end, value);
+    append(&end, word);
+    for (const Value &value : arguments) append(&end, value);
+    return signal;
+}
 
+void emit(DBusConnection *connection, const Message &message) {
+    const MessageRef signal = signal_of(message.word, message.arguments);
     require_memory(dbus_connection_send(connection, signal.get(), nullptr));
     dbus_connection_flush(connection);
     if (!dbus_connection_get_is_connected(connection)) {
-        throw Failure("the bus went away before it had the message: send it again when the bus is back");
+        throw std::runtime_error("the bus went away before it had the message: send it again when the bus is back");
     }
 }
 
@@ -122,9 +115,9 @@ Listening wait_until_taken(DBusConnection *connection) {
     BusError error;
     const bool owned = dbus_bus_name_has_owner(connection, DISPLAY_BUS_NAME, &error.error);
     if (dbus_error_is_set(&error.error)) {
-        throw Failure("the bus did not answer (" + error.text() + "): it may not have taken the message");
+        throw std::runtime_error("the bus did not answer (" + error.text() + "): it may not have taken the message");
     }
     return owned ? Listening::named : ask_for_rules(connection);
 }
 
-} // namespace display_tools
+} // namespace client

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-namespace display_tools {
+namespace client {
 
 /// One argument behind a word.
 struct Argument {
@@ -29,11 +29,10 @@ std::vector<std::string> vocabulary_groups();
 /// The word as which the display acts on `text`: the one that `text` begins with, or null.
 const Word *acting_word(const std::string &text);
 
-/// The words that somebody who wrote `text` may have meant, best first; several when they are equally near.
-/// Upper and lower case count as the same here.
-std::vector<const Word *> likely_words(const std::string &text);
+/// The words that somebody who wrote `text` may have meant; see likely_names().
+std::vector<std::string> likely_words(const std::string &text);
 
 /// "SECONDS TYPE": how the arguments of a word are shown to people. Empty when there are none.
 std::string argument_names(const Word &word);
 
-} // namespace display_tools
+} // namespace client

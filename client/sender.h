@@ -1,5 +1,5 @@
-// The road of a display command onto the bus: connect, emit the signal, and make sure that the bus has it.
-// Every function throws Failure, with advice, when it can't do its work.
+// The road of a display command onto the bus: connect, emit the signal, and make sure that the bus has it. Every
+// function throws std::runtime_error, with advice, when it can't do its work.
 #pragma once
 
 #include <memory>
@@ -7,9 +7,9 @@
 
 #include <dbus/dbus.h>
 
-#include "tools/message.h"
+#include "client/message.h"
 
-namespace display_tools {
+namespace client {
 
 /// Closes and releases a private connection.
 struct CloseConnection {
@@ -17,8 +17,27 @@ struct CloseConnection {
 };
 using Connection = std::unique_ptr<DBusConnection, CloseConnection>;
 
+struct UnrefMessage {
+    void operator()(DBusMessage *message) const;
+};
+using MessageRef = std::unique_ptr<DBusMessage, UnrefMessage>;
+
+/// A DBusError that frees itself.
+struct BusError {
+    BusError() { dbus_error_init(&error); }
+    ~BusError() { dbus_error_free(&error); }
+    BusError(const BusError &) = delete;
+    BusError &operator=(const BusError &) = delete;
+    bool is_set() const { return dbus_error_is_set(&error); }
+    std::string text() const { return error.message != nullptr ? error.message : "no reason given"; }
+    DBusError error;
+};
+
 /// A registered connection to the bus at `address`, or to the system bus when it is empty.
 Connection connect_to_bus(const std::string &address);
+
+/// The signal of a display command, not sent yet. Throws when a string is not UTF-8.
+MessageRef signal_of(const std::string &word, const std::vector<Value> &arguments);
 
 /// Emits the signal and hands it to the socket.
 void emit(DBusConnection *connection, const Message &message);
@@ -35,4 +54,4 @@ enum class Listening {
 /// learnt: the bus drops a forbidden one without a word.
 Listening wait_until_taken(DBusConnection *connection);
 
-} // namespace display_tools
+} // namespace client

@@ -1,14 +1,37 @@
-// See frame.h.
-//
-// PBM calls 1 black ink. Here 1 is a lit pixel, so that the text of the file shows the picture as the panel
-// does.
-#include "panel/frame.h"
+#include "panel/picture.h"
 
+#include <algorithm>
 #include <cctype>
 
 #include "panel/failure.h"
+#include "panel/files.h"
 
 namespace panel {
+
+// ---- Pixels ----
+
+int Picture::count_lit() const { return int(std::count(lit_.begin(), lit_.end(), true)); }
+
+Picture Picture::part(int x, int y, int width, int height) const {
+    Picture result(width, height);
+    for (int row = 0; row < height; row++) {
+        for (int column = 0; column < width; column++) result.set(column, row, at(x + column, y + row));
+    }
+    return result;
+}
+
+int Picture::count_different(const Picture &other) const {
+    if (size_ != other.size_) return int(std::max(lit_.size(), other.lit_.size()));
+    return difference(other).count_lit();
+}
+
+Picture Picture::difference(const Picture &other) const {
+    Picture result(std::max(width(), other.width()), std::max(height(), other.height()));
+    for (int y = 0; y < result.height(); y++) {
+        for (int x = 0; x < result.width(); x++) result.set(x, y, at(x, y) != other.at(x, y));
+    }
+    return result;
+}
 
 // ---- Raw ----
 
@@ -16,23 +39,23 @@ size_t raw_length(Size size) {
     return (size_t(size.width) * size_t(size.height) + 7) / 8;
 }
 
-static std::string text_of(Size size) {
+std::string text_of(Size size) {
     return std::to_string(size.width) + "x" + std::to_string(size.height);
 }
 
-Frame frame_from_raw(const std::string &bytes, Size size, size_t first_bit) {
+Picture Picture::from_raw(const std::string &bytes, Size size, size_t first_bit) {
     const size_t pixels = size_t(size.width) * size_t(size.height);
     const size_t needed = (first_bit + pixels + 7) / 8;
     if (bytes.size() < needed) {
         throw Failure("a frame of " + text_of(size) + " has " + std::to_string(needed) +
                       " bytes, but there are only " + std::to_string(bytes.size()));
     }
-    Frame frame{size, std::vector<bool>(pixels)};
+    Picture picture(size);
     for (size_t i = 0; i < pixels; i++) {
         const size_t bit = first_bit + i;
-        frame.lit[i] = (static_cast<unsigned char>(bytes[bit / 8]) >> (bit % 8)) & 1u;
+        picture.lit_[i] = (static_cast<unsigned char>(bytes[bit / 8]) >> (bit % 8)) & 1u;
     }
-    return frame;
+    return picture;
 }
 
 // ---- PBM ----
@@ -77,33 +100,44 @@ static int read_side(PbmText *pbm, const char *name) {
                   std::to_string(LARGEST_SIDE));
 }
 
-Frame frame_from_pbm(const std::string &text) {
+Picture Picture::from_pbm(const std::string &text) {
     if (!looks_like_pbm(text)) throw Failure("this is no plain PBM: it does not begin with 'P1'");
     PbmText pbm{text, 2};
     const int width = read_side(&pbm, "width");
     const int height = read_side(&pbm, "height");
-    Frame frame{{width, height}, std::vector<bool>(size_t(width) * size_t(height))};
-    for (size_t i = 0; i < frame.lit.size(); i++) {
+    Picture picture(width, height);
+    for (size_t i = 0; i < picture.lit_.size(); i++) {
         const char pixel = pbm.next();
         if (pixel != '0' && pixel != '1') {
             throw Failure("the PBM has " + std::to_string(i) + " pixels of 0 and 1 where its size " +
-                          text_of(frame.size) + " needs " + std::to_string(frame.lit.size()));
+                          text_of(picture.size_) + " needs " + std::to_string(picture.lit_.size()));
         }
-        frame.lit[i] = pixel == '1';
+        picture.lit_[i] = pixel == '1';
         pbm.position++;
     }
-    return frame;
+    return picture;
 }
 
-std::string to_pbm(const Frame &frame) {
-    std::string text = "P1\n# 1 is a lit pixel\n" + std::to_string(frame.size.width) + " " +
-                       std::to_string(frame.size.height) + "\n";
-    for (int y = 0; y < frame.size.height; y++) {
-        for (int x = 0; x < frame.size.width; x++) text += frame.at(x, y) ? '1' : '0';
+Picture Picture::load_pbm(const std::string &path) {
+    const std::string text = load_bytes(path);
+    try {
+        return from_pbm(text);
+    } catch (const Failure &problem) {
+        throw Failure(path + ": " + problem.what());
+    }
+}
+
+std::string Picture::to_pbm() const {
+    std::string text = "P1\n# 1 is a lit pixel of the panel\n" + std::to_string(width()) + " " +
+                       std::to_string(height()) + "\n";
+    for (int y = 0; y < height(); y++) {
+        for (int x = 0; x < width(); x++) text += at(x, y) ? '1' : '0';
         text += '\n';
     }
     return text;
 }
+
+void Picture::save_pbm(const std::string &path) const { save_bytes(path, to_pbm()); }
 
 // ---- Either ----
 
@@ -122,16 +156,16 @@ static Size size_by_length(size_t length) {
                   " bytes): give its size with --size WxH");
 }
 
-Frame frame_from_bytes(const std::string &bytes, std::optional<Size> size, size_t *unused) {
+Picture Picture::from_bytes(const std::string &bytes, std::optional<Size> size, size_t *unused) {
     if (unused != nullptr) *unused = 0;
     // A raw frame may begin with these two letters by chance; a PBM is never as short as a frame of its size.
     const bool exactly_a_frame = bytes.size() == raw_length(size.value_or(DEVICE_SIZE)) ||
                                  (!size && bytes.size() == raw_length(LAYOUT_SIZE));
-    if (!exactly_a_frame && looks_like_pbm(bytes)) return frame_from_pbm(bytes);
+    if (!exactly_a_frame && looks_like_pbm(bytes)) return from_pbm(bytes);
     const Size wanted = size ? *size : size_by_length(bytes.size());
-    Frame frame = frame_from_raw(bytes, wanted);
+    const Picture picture = from_raw(bytes, wanted);
     if (unused != nullptr) *unused = bytes.size() - raw_length(wanted);
-    return frame;
+    return picture;
 }
 
 } // namespace panel

@@ -1,14 +1,13 @@
-// See message.h.
-#include "tools/message.h"
+#include "client/message.h"
 
 #include <charconv>
 #include <optional>
 
 #include <dbus/dbus.h>
 
-#include "tools/errors.h"
+#include "client/did_you_mean.h"
 
-namespace display_tools {
+namespace client {
 
 static std::optional<int32_t> parse_integer(const std::string &text) {
     int32_t value = 0;
@@ -41,15 +40,10 @@ static Value checked_argument(const Word &word, const Argument &argument, const 
 }
 
 static std::string unknown_word(const std::string &word) {
-    std::string text = "unknown word '" + word + "'";
-    std::string names;
-    const auto likely = likely_words(word);
-    for (size_t i = 0; i < likely.size(); i++) {
-        if (i > 0) names += i + 1 == likely.size() ? " or " : ", ";
-        names += "'" + likely[i]->word + "'";
-    }
-    if (!names.empty()) return text + ": did you mean " + names + "?";
-    return text + ": 'displayctl words' lists what the display knows";
+    const std::vector<std::string> likely = likely_words(word);
+    return "unknown word '" + word + "': " +
+           (likely.empty() ? "'displayctl words' lists what the display knows"
+                           : "did you mean " + one_of(likely) + "?");
 }
 
 static std::string wrong_count(const Word &word, size_t given) {
@@ -90,4 +84,4 @@ Message forced_message(const std::string &word, const std::vector<std::string> &
     return message;
 }
 
-} // namespace display_tools
+} // namespace client
