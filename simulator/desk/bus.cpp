@@ -8,27 +8,15 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "simulator/desk/bus_configuration.h"
 #include "simulator/desk/error.h"
 
 namespace desk {
 
-static std::string configuration(const std::string &address) {
-    return "<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN\"\n"
-           " \"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">\n"
-           "<busconfig>\n"
-           "  <type>system</type>\n"
-           "  <listen>" + address + "</listen>\n"
-           "  <auth>EXTERNAL</auth>\n"
-           "  <policy context=\"default\">\n"
-           "    <allow user=\"*\"/>\n"
-           "    <allow own=\"*\"/>\n"
-           "    <allow send_destination=\"*\" eavesdrop=\"true\"/>\n"
-           "    <allow send_type=\"signal\"/>\n"
-           "    <allow receive_sender=\"*\" eavesdrop=\"true\"/>\n"
-           "    <allow eavesdrop=\"true\"/>\n"
-           "  </policy>\n"
-           "</busconfig>\n";
-}
+// The desk hears what others send, to show it.
+static const char *const eavesdropping = "    <allow send_destination=\"*\" eavesdrop=\"true\"/>\n"
+                                         "    <allow receive_sender=\"*\" eavesdrop=\"true\"/>\n"
+                                         "    <allow eavesdrop=\"true\"/>\n";
 
 static std::string content_of(const std::string &path) {
     std::ifstream file(path);
@@ -54,7 +42,7 @@ static void start_and_wait(Process &process, const std::string &folder) {
 }
 
 Bus::Bus(const std::string &folder) : address_("unix:path=" + folder + "/system") {
-    std::ofstream(folder + "/bus.conf") << configuration(address_);
+    std::ofstream(folder + "/bus.conf") << bus_configuration(address_, eavesdropping);
     start_and_wait(process_, folder);
     connect();
 }

@@ -3,20 +3,10 @@
 
 #include <fstream>
 
+#include "simulator/desk/bus_configuration.h"
 #include "simulator/desk/error.h"
 
 namespace end_to_end {
-
-static std::string configuration(const std::string &address, const std::string &policy,
-                                 const std::string &limits) {
-    return "<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN\"\n"
-           " \"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">\n"
-           "<busconfig><type>system</type><auth>EXTERNAL</auth>\n"
-           "<policy context=\"default\"><allow user=\"*\"/><allow own=\"*\"/>\n"
-           "<allow send_destination=\"*\"/>\n"
-           "<allow send_type=\"signal\"/><allow receive_sender=\"*\"/>" +
-           policy + "</policy>\n<listen>" + address + "</listen>" + limits + "</busconfig>\n";
-}
 
 // NULL as long as nobody listens: the socket's file is there a moment before its listener.
 static DBusConnection *try_to_connect(const std::string &address) {
@@ -30,7 +20,7 @@ static DBusConnection *try_to_connect(const std::string &address) {
 OtherBus::OtherBus(desk::Box &box, const std::string &policy, const std::string &limits) {
     const std::string config = box.host_path("/tmp/other-bus.conf");
     address_ = "unix:path=" + box.host_path("/tmp/other-bus");
-    std::ofstream(config) << configuration(address_, policy, limits);
+    std::ofstream(config) << desk::bus_configuration(address_, policy, limits);
     process_.start({"dbus-daemon", "--nofork", "--nopidfile", "--config-file=" + config}, desk::Streams{});
     const auto connected = [&] {
         connection_ = try_to_connect(address_);

@@ -10,10 +10,10 @@
 #include "simulator/desk/picture.h"
 
 #include "support.h"
-#include "terminal/terminal.h"
+#include "support/terminal.h"
 
 using namespace simulator_test;
-using terminal_test::same_settings;
+using test_support::same_settings;
 
 static const std::vector<std::string> nothing;
 
@@ -21,9 +21,9 @@ static const std::vector<std::string> nothing;
 static const char *const legend_end = "q ends";
 
 // display-sim with these words.
-class Simulator : public terminal_test::Terminal {
+class Simulator : public test_support::Terminal {
 public:
-    explicit Simulator(const std::vector<std::string> &words, const terminal_test::Setting &setting = {90, 150})
+    explicit Simulator(const std::vector<std::string> &words, const test_support::Setting &setting = {90, 150})
         : Terminal(command_of(words), setting) {}
 
 private:

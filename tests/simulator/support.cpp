@@ -11,40 +11,6 @@
 
 namespace simulator_test {
 
-namespace fs = std::filesystem;
-
-Folder::Folder() {
-    std::string name = (fs::temp_directory_path() / "simulator-test-XXXXXX").string();
-    path_ = mkdtemp(name.data()) != nullptr ? name : "";
-}
-
-Folder::~Folder() { fs::remove_all(path_); }
-
-std::string Folder::write(const std::string &name, const std::string &content) const {
-    const std::string path = path_ + "/" + name;
-    fs::create_directories(fs::path(path).parent_path());
-    std::ofstream(path, std::ios::binary) << content;
-    return path;
-}
-
-std::string Folder::read(const std::string &name) const { return read_file(path_ + "/" + name); }
-
-bool Folder::has(const std::string &name) const { return fs::exists(path_ + "/" + name); }
-
-std::vector<std::string> Folder::names() const {
-    std::vector<std::string> names;
-    for (const auto &item : fs::recursive_directory_iterator(path_)) {
-        if (item.is_regular_file()) names.push_back(fs::relative(item.path(), path_).string());
-    }
-    std::sort(names.begin(), names.end());
-    return names;
-}
-
-std::string read_file(const std::string &path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
-
 Outcome display_sim(const std::vector<std::string> &words, const std::string &before, const std::string &input) {
     const Folder streams;
     // In the folder of the streams, so that what lands in the current folder does not land among the sources.
@@ -57,10 +23,6 @@ Outcome display_sim(const std::vector<std::string> &words, const std::string &be
     outcome.output = streams.read("output");
     outcome.errors = streams.read("errors");
     return outcome;
-}
-
-bool contains(const std::string &text, const std::string &part) {
-    return text.find(part) != std::string::npos;
 }
 
 } // namespace simulator_test

@@ -4,93 +4,23 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
-#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <poll.h>
 #include <sstream>
 #include <stdexcept>
-#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/un.h>
-#include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 
+#include "simulator/desk/bus_configuration.h"
+
 namespace tools_test {
 
-using Clock = std::chrono::steady_clock;
-constexpr std::chrono::seconds deadline{30};
-
-bool wait_until(const std::function<bool()> &condition) {
-    const auto end = Clock::now() + deadline;
-    while (!condition()) {
-        if (Clock::now() > end) return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
-    return true;
-}
-
-// ---- Programs ----
-
-// Starts a program with the given descriptors as its standard ones.
-static pid_t start(const Words &command, int input, int output, int errors) {
-    std::vector<char *> argv;
-    for (const std::string &word : command) argv.push_back(const_cast<char *>(word.c_str()));
-    argv.push_back(nullptr);
-    const pid_t pid = fork();
-    if (pid < 0) throw std::runtime_error("fork failed");
-    if (pid > 0) return pid;
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
-    // What the tests expect is for UTF-8; whoever runs them may have another locale.
-    setenv("LC_ALL", "C.UTF-8", 1);
-    setenv("TERM", "xterm", 1);
-    dup2(input, STDIN_FILENO);
-    dup2(output, STDOUT_FILENO);
-    dup2(errors, STDERR_FILENO);
-    execvp(argv[0], argv.data());
-    _exit(127);
-}
-
-static int wait_for_exit(pid_t pid) {
-    int status = 0;
-    while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {}
-    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-}
-
-// An unnamed file that holds `content`, read from its beginning.
-static FILE *scratch_file(const std::string &content = "") {
-    FILE *file = tmpfile();
-    if (file == nullptr) throw std::runtime_error("tmpfile failed");
-    fwrite(content.data(), 1, content.size(), file);
-    fflush(file);
-    rewind(file);
-    return file;
-}
-
-static std::string content_of(FILE *file) {
-    std::string content;
-    char part[4096];
-    rewind(file);
-    while (const size_t count = fread(part, 1, sizeof part, file)) content.append(part, count);
-    fclose(file);
-    return content;
-}
-
-Result run(const Words &command, const std::string &input) {
-    FILE *in = scratch_file(input);
-    FILE *out = scratch_file();
-    FILE *err = scratch_file();
-    Result result;
-    result.status = wait_for_exit(start(command, fileno(in), fileno(out), fileno(err)));
-    fclose(in);
-    result.output = content_of(out);
-    result.errors = content_of(err);
-    return result;
-}
+using test_support::deadline;
+using test_support::start;
+using test_support::wait_for_exit;
 
 Words displayctl_command(const Words &arguments) {
     Words command;
@@ -139,9 +69,10 @@ void Running::close_input() {
 }
 
 bool Running::wait_for(const std::string &part) {
-    const auto end = Clock::now() + deadline;
+    const auto end = deadline();
     while (output_.find(part) == std::string::npos) {
-        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - Clock::now()).count();
+        using namespace std::chrono;
+        const auto left = duration_cast<milliseconds>(end - steady_clock::now()).count();
         pollfd waiting{output_descriptor_, POLLIN, 0};
         if (left <= 0 || poll(&waiting, 1, int(left)) <= 0) return false;
         char bytes[4096];
@@ -158,95 +89,59 @@ int Running::wait() {
     return status;
 }
 
-// ---- Files ----
-
-Folder::Folder() {
-    std::string name = (std::filesystem::temp_directory_path() / "tools-test-XXXXXX").string();
-    if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("mkdtemp failed");
-    path_ = name;
-}
-
-Folder::~Folder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-}
-
-std::string Folder::write(const std::string &name, const std::string &content) const {
-    const std::string unfinished = file(name + ".unfinished");
-    std::ofstream(unfinished, std::ios::binary) << content;
-    std::filesystem::rename(unfinished, file(name));
-    return file(name);
-}
-
-std::string read_file(const std::string &path) {
-    std::ifstream file(path, std::ios::binary);
-    if (!file) throw std::runtime_error("can't read " + path);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
 // ---- Bus ----
-
-static std::string bus_configuration(const std::string &address, const std::string &policy) {
-    return "<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN\" "
-           "\"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">\n"
-           "<busconfig><type>system</type><listen>" + address + "</listen><auth>EXTERNAL</auth>"
-           "<policy context=\"default\"><allow user=\"*\"/><allow own=\"*\"/>"
-           "<allow send_destination=\"*\"/><allow send_type=\"signal\"/><allow receive_sender=\"*\"/>" + policy +
-           "</policy></busconfig>\n";
-}
 
 // As the display's own.
 static const char *const display_rule = "type='signal',interface='zor.signal.Type'";
 
 PrivateBus::PrivateBus(const std::string &policy) {
     address_ = "unix:path=" + folder_.file("socket");
-    const std::string configuration = folder_.write("bus.conf", bus_configuration(address_, policy));
-    FILE *log = scratch_file();
-    const int all = fileno(log);
-    pid_ = start({"dbus-daemon", "--nofork", "--config-file=" + configuration}, all, all, all);
+    const std::string configuration = folder_.write("bus.conf", desk::bus_configuration(address_, policy));
+    const int log = open(folder_.file("log").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    pid_ = start({"dbus-daemon", "--nofork", "--config-file=" + configuration}, log, log, log);
+    close(log);
     wait_until([this] {
-        ear_ = dbus_connection_open_private(address_.c_str(), nullptr);
-        return ear_ != nullptr;
+        listener_ = dbus_connection_open_private(address_.c_str(), nullptr);
+        return listener_ != nullptr;
     });
-    const std::string said = content_of(log);
-    if (ear_ == nullptr || !dbus_bus_register(ear_, nullptr)) {
-        throw std::runtime_error("no private bus: " + said);
+    if (listener_ == nullptr || !dbus_bus_register(listener_, nullptr)) {
+        throw std::runtime_error("no private bus: " + folder_.read("log"));
     }
-    dbus_connection_set_exit_on_disconnect(ear_, FALSE);
-    dbus_bus_add_match(ear_, display_rule, nullptr);
-    dbus_connection_flush(ear_);
+    dbus_connection_set_exit_on_disconnect(listener_, FALSE);
+    dbus_bus_add_match(listener_, display_rule, nullptr);
+    dbus_connection_flush(listener_);
     // The bus has the rule once it has answered something that came behind it.
-    dbus_bus_name_has_owner(ear_, "org.freedesktop.DBus", nullptr);
+    dbus_bus_name_has_owner(listener_, "org.freedesktop.DBus", nullptr);
 }
 
 PrivateBus::~PrivateBus() {
-    if (ear_ != nullptr) {
-        dbus_connection_close(ear_);
-        dbus_connection_unref(ear_);
+    if (listener_ != nullptr) {
+        dbus_connection_close(listener_);
+        dbus_connection_unref(listener_);
     }
     kill(pid_, SIGKILL);
     wait_for_exit(pid_);
 }
 
 void PrivateBus::own_display_name() {
-    dbus_bus_request_name(ear_, "zor.signal.sink", 0, nullptr);
+    dbus_bus_request_name(listener_, "zor.signal.sink", 0, nullptr);
 }
 
 void PrivateBus::stop_listening() {
     DBusError problem;
     dbus_error_init(&problem); // with it the call waits for the bus's answer
-    dbus_bus_remove_match(ear_, display_rule, &problem);
+    dbus_bus_remove_match(listener_, display_rule, &problem);
     if (dbus_error_is_set(&problem)) throw std::runtime_error(problem.message);
 }
 
 DBusMessage *PrivateBus::next_signal() {
-    const auto end = Clock::now() + deadline;
-    while (Clock::now() < end) {
-        while (DBusMessage *message = dbus_connection_pop_message(ear_)) {
+    const auto end = deadline();
+    while (std::chrono::steady_clock::now() < end) {
+        while (DBusMessage *message = dbus_connection_pop_message(listener_)) {
             if (dbus_message_has_interface(message, "zor.signal.Type")) return message;
             dbus_message_unref(message);
         }
-        if (!dbus_connection_read_write(ear_, 100)) break;
+        if (!dbus_connection_read_write(listener_, 100)) break;
     }
     return nullptr;
 }

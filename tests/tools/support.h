@@ -1,8 +1,7 @@
-// What the tests of the tools share: running displayctl as a person would, a private bus with an ear on it,
+// What the tests of the tools share: running displayctl as a person would, a private bus that is listened to,
 // temporary folders, and pictures with something to recognise in them.
 #pragma once
 
-#include <functional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -11,19 +10,17 @@
 #include <sys/types.h>
 
 #include "panel/drawing.h"
+#include "support/programs.h"
 
 namespace tools_test {
 
-struct Result {
-    int status = -1; // exit status, or 128 + the signal
-    std::string output;
-    std::string errors;
-};
+using test_support::Folder;
+using test_support::Result;
+using test_support::Words;
+using test_support::read_file;
+using test_support::run;
+using test_support::wait_until;
 
-using Words = std::vector<std::string>;
-
-// Runs a program to its end.
-Result run(const Words &command, const std::string &input = "");
 // displayctl with these arguments as a command; through the emulator in a cross build.
 Words displayctl_command(const Words &arguments);
 // Runs displayctl with these arguments.
@@ -52,25 +49,6 @@ private:
     std::string output_;
 };
 
-// A folder that goes with the object.
-class Folder {
-public:
-    Folder();
-    ~Folder();
-    Folder(const Folder &) = delete;
-    Folder &operator=(const Folder &) = delete;
-
-    std::string file(const std::string &name) const { return path_ + "/" + name; }
-    // Writes in one step, so that a reader never sees half of it.
-    std::string write(const std::string &name, const std::string &content) const;
-
-private:
-    std::string path_;
-};
-
-std::string read_file(const std::string &path);
-bool wait_until(const std::function<bool()> &condition);
-
 // A private dbus-daemon that allows everything but what `policy` forbids, in the words of its configuration.
 class PrivateBus {
 public:
@@ -90,7 +68,7 @@ private:
     Folder folder_;
     std::string address_;
     pid_t pid_ = -1;
-    DBusConnection *ear_ = nullptr;
+    DBusConnection *listener_ = nullptr;
 };
 
 // A bus that goes away: stands before another one and passes on what is said, up to a moment.

@@ -5,10 +5,10 @@
 #include <gtest/gtest.h>
 
 #include "support.h"
-#include "terminal/terminal.h"
+#include "support/terminal.h"
 
 using namespace panel;
-using namespace terminal_test;
+using namespace test_support;
 using tools_test::displayctl_command;
 using tools_test::Folder;
 using tools_test::Words;

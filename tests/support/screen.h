@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-namespace terminal_test {
+namespace test_support {
 
 class EmulatedScreen {
 public:
@@ -55,4 +55,4 @@ private:
     std::string character_; // a UTF-8 character that is not complete
 };
 
-} // namespace terminal_test
+} // namespace test_support

@@ -1,11 +1,11 @@
 // See screen.h.
-#include "screen.h"
+#include "support/screen.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <stdexcept>
 
-namespace terminal_test {
+namespace test_support {
 
 EmulatedScreen::EmulatedScreen(int rows, int columns) : columns_(columns) { resize(rows, columns); }
 
@@ -156,4 +156,4 @@ bool EmulatedScreen::shows_rows(const std::vector<std::string> &lines) const {
     return std::search(all.begin(), all.end(), wanted.begin(), wanted.end()) != all.end();
 }
 
-} // namespace terminal_test
+} // namespace test_support

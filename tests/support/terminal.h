@@ -2,7 +2,6 @@
 // typed, and what is left behind when it has ended.
 #pragma once
 
-#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -10,9 +9,10 @@
 #include <sys/types.h>
 #include <termios.h>
 
-#include "screen.h"
+#include "support/programs.h"
+#include "support/screen.h"
 
-namespace terminal_test {
+namespace test_support {
 
 struct Setting {
     int rows = 24;
@@ -60,13 +60,13 @@ public:
     // None of its processes outlives it; waits for those that are about to end.
     bool left_no_process();
     std::vector<std::string> left_files() const; // and folders
-    const std::string &folder() const { return folder_; }
+    const std::string &folder() const { return folder_.path(); }
 
 private:
     bool read_some(int milliseconds);
     bool has_ended() const;
 
-    std::string folder_;
+    Folder folder_;
     EmulatedScreen screen_;
     pid_t pid_ = -1;
     int master_ = -1;
@@ -78,4 +78,4 @@ private:
 // Both as tcgetattr() tells them.
 bool same_settings(const termios &one, const termios &other);
 
-} // namespace terminal_test
+} // namespace test_support

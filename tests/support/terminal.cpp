@@ -1,5 +1,5 @@
 // A pseudo terminal with a program in it. The test process takes over orphans of the program, so that none can hide.
-#include "terminal.h"
+#include "support/terminal.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -19,15 +19,9 @@
 #include <unistd.h>
 #include <utmp.h>
 
-namespace terminal_test {
+namespace test_support {
 
 using std::chrono::steady_clock;
-
-static steady_clock::time_point deadline() {
-    const char *patience = std::getenv("DESK_PATIENCE");
-    const double factor = patience != nullptr ? std::max(1.0, std::atof(patience)) : 1.0;
-    return steady_clock::now() + std::chrono::milliseconds(static_cast<int>(30000 * factor));
-}
 
 static winsize size_of(int rows, int columns) {
     winsize size = {};
@@ -36,19 +30,14 @@ static winsize size_of(int rows, int columns) {
     return size;
 }
 
-static std::string new_folder() {
-    std::string name = (std::filesystem::temp_directory_path() / "terminal-test-XXXXXX").string();
-    return mkdtemp(name.data()) != nullptr ? name : "";
-}
-
 // A shell with jobs tells when one has stopped, waits for a line and has it go on.
 static const char *const job_shell = "set -m; \"$@\"; status=$?; "
                                      "while [ $status -gt 128 ]; do echo STOPPED; read line; fg >/dev/null; status=$?; "
                                      "done; exit $status";
 
 // In the child between fork and exec.
-[[noreturn]] static void become(int slave, const std::string &folder, const std::vector<std::string> &command,
-                                const Setting &setting) {
+[[noreturn]] static void start_in_terminal(int slave, const std::string &folder,
+                                           const std::vector<std::string> &command, const Setting &setting) {
     login_tty(slave);
     setenv("TMPDIR", folder.c_str(), 1);
     setenv("LC_ALL", "C.UTF-8", 1);
@@ -66,7 +55,7 @@ static const char *const job_shell = "set -m; \"$@\"; status=$?; "
 }
 
 Terminal::Terminal(const std::vector<std::string> &command, const Setting &setting)
-    : folder_(new_folder()), screen_(setting.rows, setting.columns) {
+    : screen_(setting.rows, setting.columns) {
     prctl(PR_SET_CHILD_SUBREAPER, 1);
     const winsize size = size_of(setting.rows, setting.columns);
     if (openpty(&master_, &slave_, nullptr, nullptr, &size) != 0) return;
@@ -74,7 +63,7 @@ Terminal::Terminal(const std::vector<std::string> &command, const Setting &setti
     fcntl(slave_, F_SETFD, FD_CLOEXEC);
     settings_before_ = settings();
     pid_ = fork();
-    if (pid_ == 0) become(slave_, folder_, command, setting);
+    if (pid_ == 0) start_in_terminal(slave_, folder_.path(), command, setting);
 }
 
 Terminal::~Terminal() {
@@ -84,8 +73,6 @@ Terminal::~Terminal() {
     }
     close(master_);
     close(slave_);
-    std::error_code ignored;
-    std::filesystem::remove_all(folder_, ignored);
 }
 
 void Terminal::type(const std::string &keys) const {
@@ -151,10 +138,10 @@ int Terminal::wait_for_end() {
 }
 
 int Terminal::wait_for_end_unread() {
-    const auto end_of_patience = deadline();
+    const auto last_moment = deadline();
     int end = 0;
     while (waitpid(pid_, &end, WNOHANG) != pid_) {
-        if (steady_clock::now() >= end_of_patience) return -1;
+        if (steady_clock::now() >= last_moment) return -1;
         poll(nullptr, 0, 5);
     }
     pid_ = -1;
@@ -189,10 +176,10 @@ bool same_settings(const termios &one, const termios &other) {
 
 std::vector<std::string> Terminal::left_files() const {
     std::vector<std::string> names;
-    for (const auto &entry : std::filesystem::directory_iterator(folder_)) {
+    for (const auto &entry : std::filesystem::directory_iterator(folder_.path())) {
         names.push_back(entry.path().filename().string());
     }
     return names;
 }
 
-} // namespace terminal_test
+} // namespace test_support

@@ -1,9 +1,9 @@
 // The emulated screen is what other tests believe, so it must be able to say no.
 #include <gtest/gtest.h>
 
-#include "screen.h"
+#include "support/screen.h"
 
-using terminal_test::EmulatedScreen;
+using test_support::EmulatedScreen;
 
 using Rows = std::vector<std::string>;
 
