@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-#include "simulator/scenario/scenario.h"
+#include "simulator/scenario/expected_picture.h"
 
 #include "png_reader.h"
 #include "support.h"
@@ -41,7 +41,7 @@ TEST_P(Story, PlaysAsExpected) {
 TEST_P(Story, UsesAllItsPictures) {
     std::set<std::string> wanted;
     for (const desk::ScenarioLine &line : desk::load_scenario(scenarios + "/" + GetParam() + ".scenario")) {
-        if (desk::is(line.action, "expect")) wanted.insert(line.action.text);
+        for (const desk::ExpectedFile &file : desk::expected_files(line.action)) wanted.insert(file.name);
     }
     EXPECT_GE(wanted.size(), 5u);
     std::set<std::string> there;
