@@ -48,7 +48,7 @@ TEST(Play, ShowsTheSameViewAsTheGoldenPanel) {
     const Folder folder;
     EXPECT_EQ(play(folder, "send chan_usb\nwait 2500ms\npicture usb\n").status, 0);
     const auto shown = desk::Picture::from_pbm(folder.read("out/usb-device.pbm"));
-    const auto golden = desk::Picture::load_pbm(TEST_SOURCE_DIR "/tests/goldens/device/view_usb.pbm");
+    const auto golden = desk::Picture::load_pbm(TEST_SOURCE_DIR "/simulator/scenarios/views/view_usb-device.pbm");
     EXPECT_EQ(shown, golden);
 }
 
