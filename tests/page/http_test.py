@@ -82,7 +82,7 @@ class Served(PageTest):
         for path, name, kind in (("/", "index.html", "text/html"), ("/page.js", "page.js", "text/javascript"),
                                  ("/style.css", "style.css", "text/css")):
             status, headers, data = self.simulator.request(path)
-            with open(os.path.join(SOURCE, "simulator", "web", name), "rb") as file:
+            with open(os.path.join(SOURCE, "simulator", "page", "web", name), "rb") as file:
                 self.assertEqual((status, data), (200, file.read()), path)
             self.assertEqual(headers["Content-Type"], kind + "; charset=utf-8")
             self.assertIn("default-src 'self'", headers["Content-Security-Policy"])
