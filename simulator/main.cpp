@@ -7,24 +7,12 @@
 
 #include <unistd.h>
 
-#include "simulator/desk/desk.h"
 #include "simulator/live/demo.h"
 #include "simulator/live/display_sim_options.h"
 #include "simulator/live/ending.h"
 #include "simulator/live/live_stage.h"
 #include "simulator/scenario/gallery.h"
 #include "simulator/scenario/play.h"
-#include "simulator/scenario/stage_target.h"
-
-static int show_demo(const display_sim::LiveOptions &chosen) {
-    desk::Options options;
-    options.layout = chosen.view == desk::View::layout;
-    if (chosen.target == desk::Target::armhf) desk::choose_armhf(options);
-    desk::Desk desk(options);
-    desk.start();
-    display_sim::play_demo(desk, chosen.style);
-    return 0;
-}
 
 static int show(const std::vector<std::string> &words) {
     const bool terminal = panel::look_for(STDOUT_FILENO, std::nullopt).in_place;
@@ -34,8 +22,7 @@ static int show(const std::vector<std::string> &words) {
         display_sim::print(display_sim::usage);
         return 0;
     }
-    if (choice.demo) return show_demo(choice.live);
-    display_sim::run_live(choice.live);
+    choice.demo ? display_sim::play_demo(choice.live) : display_sim::run_live(choice.live);
     return 0;
 }
 

@@ -1,17 +1,18 @@
-// A short scenario that shows what the panel can do. It is a table of steps: what happens to the box, which
-// command is sent, how long the panel gets to follow, and where the picture must have changed.
+// A tour of what the panel can do: simulator/scenarios/demo.scenario, which is built into the program. The panel is
+// printed after each note's lines.
 #pragma once
 
-#include <optional>
+#include <string>
 
-#include "panel/drawing.h"
-#include "simulator/desk/desk.h"
+#include "simulator/live/live_stage.h"
 
 namespace display_sim {
 
-// Plays the scenario on a desk in stepped time and prints the panel after each step, in that style or in what the
-// terminal can show. Throws desk::Error when
-// a command is not received or the picture does not follow.
-void play_demo(desk::Desk &desk, std::optional<panel::Style> style);
+extern const std::string demo_scenario;
+
+// Plays the tour, or another scenario, in stepped time up to its end or until the end is wanted; of the options view,
+// style and target count. Throws desk::Error when a line can't be carried out, or the panel looks the same after a
+// note's lines as before.
+void play_demo(const LiveOptions &options, const std::string &scenario = demo_scenario);
 
 } // namespace display_sim

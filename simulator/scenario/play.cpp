@@ -10,6 +10,7 @@
 #include <map>
 #include <optional>
 
+#include "simulator/scenario/expected_picture.h"
 #include "simulator/scenario/play_film.h"
 
 namespace desk {
@@ -40,8 +41,9 @@ struct Run {
     std::string name; // of the scenario, without folder and ending
     Stage &stage;
     Film &film;
-    std::map<std::string, Expected> expected; // by the words of their lines
+    std::map<std::string, Expected> expected; // by their names in the scenario
     std::map<std::string, Picture> updated{};
+    std::string note{}; // the last one
     int pictures = 0;
     int failures = 0;
     bool broken = false;
@@ -72,40 +74,40 @@ static void take_picture(Run &run, const std::string &name) {
 
 /* ---- expectations ---- */
 
-static fs::path expected_path(const PlayOptions &options, const Action &action) {
-    return fs::path(options.scenario).parent_path() / action.text;
+static fs::path expected_path(const PlayOptions &options, const ExpectedFile &file) {
+    return fs::path(options.scenario).parent_path() / file.name;
 }
 
 static std::map<std::string, Expected> load_expected(const PlayOptions &options,
                                                      const std::vector<ScenarioLine> &lines) {
     std::map<std::string, Expected> all;
     for (const ScenarioLine &line : lines) {
-        if (!is(line.action, "expect")) continue;
-        Expected &expected = all[line.action.text];
-        expected.path = expected_path(options, line.action);
-        try {
-            if (fs::exists(expected.path)) expected.picture = Picture::load_pbm(expected.path.string());
-        } catch (const Error &problem) {
-            expected.problem = problem.what();
+        for (const ExpectedFile &file : expected_files(line.action)) {
+            Expected &expected = all[file.name];
+            expected.path = expected_path(options, file);
+            try {
+                if (fs::exists(expected.path)) expected.picture = Picture::load_pbm(expected.path.string());
+            } catch (const Error &problem) {
+                expected.problem = problem.what();
+            }
         }
     }
     return all;
 }
 
-static View view_of(const std::string &file) {
-    return file.find("-layout.pbm") != std::string::npos ? View::layout : View::device;
-}
-
-// A link stays one: what it leads to is written.
-static void update_expected(Run &run, const ScenarioLine &line, const Expected &expected, const Picture &actual) {
-    const auto [written, first] = run.updated.emplace(line.action.text, actual);
+// A link stays one: what it leads to is written. What the file says to people stays too; a new one says what the note
+// says.
+static void update_expected(Run &run, const ScenarioLine &line, const std::string &name, const Picture &actual) {
+    const Expected &expected = run.expected.at(name);
+    const auto [written, first] = run.updated.emplace(name, actual);
     if (!first) {
         if (written->second == actual) return;
         return complain(run, line, "an earlier line expects another picture in " + expected.path.string());
     }
     if (expected.picture == actual) return;
     fs::create_directories(expected.path.parent_path());
-    actual.save_pbm(fs::weakly_canonical(expected.path).string());
+    const std::string comment = fs::exists(expected.path) ? picture_comment(expected.path.string()) : run.note;
+    save_expected(fs::weakly_canonical(expected.path).string(), actual, comment);
     std::printf("            wrote %s\n", expected.path.c_str());
 }
 
@@ -127,10 +129,14 @@ static void compare(Run &run, const ScenarioLine &line, const Expected &expected
 }
 
 static void expect(Run &run, const ScenarioLine &line) {
-    const Expected &expected = run.expected.at(line.action.text);
-    const Picture actual = run.stage.picture(view_of(line.action.text));
-    if (run.options.update) return update_expected(run, line, expected, actual);
-    compare(run, line, expected, actual);
+    for (const ExpectedFile &file : expected_files(line.action)) {
+        const Picture actual = run.stage.picture(file.view);
+        if (run.options.update) {
+            update_expected(run, line, file.name, actual);
+        } else {
+            compare(run, line, run.expected.at(file.name), actual);
+        }
+    }
 }
 
 /* ---- the folder of the pictures ---- */
@@ -143,8 +149,10 @@ static std::vector<std::string> names_written(const std::string &name, const std
         if (is(line.action, "picture")) {
             for (View view : both_views) stems.push_back(text + "-" + name_of(view));
         }
-        if (is(line.action, "expect")) {
-            for (const char *kind : {".actual", ".difference"}) stems.push_back(fs::path(text).stem().string() + kind);
+        for (const ExpectedFile &file : expected_files(line.action)) {
+            for (const char *kind : {".actual", ".difference"}) {
+                stems.push_back(fs::path(file.name).stem().string() + kind);
+            }
         }
     }
     std::vector<std::string> names;
@@ -168,7 +176,7 @@ static void spare_expected(const PlayOptions &options, const std::string &name,
                            const std::vector<ScenarioLine> &lines) {
     std::vector<fs::path> spared = {options.scenario};
     for (const ScenarioLine &line : lines) {
-        if (is(line.action, "expect")) spared.push_back(expected_path(options, line.action));
+        for (const ExpectedFile &file : expected_files(line.action)) spared.push_back(expected_path(options, file));
     }
     for (const std::string &written : names_written(name, lines)) {
         for (const fs::path &path : spared) {
@@ -195,7 +203,10 @@ static void play_line(Run &run, const ScenarioLine &line) {
     std::fflush(stdout);
     run.stage.perform(action);
     run.film.look();
-    if (is(action, "note")) run.film.set_caption(action.text);
+    if (is(action, "note")) {
+        run.note = action.text;
+        run.film.set_caption(action.text);
+    }
     if (is(action, "picture")) take_picture(run, action.text);
     if (is(action, "expect")) expect(run, line);
 }

@@ -152,23 +152,27 @@ static void wait(Stage &stage, const Action &action) {
 
 /* ---- the player's ---- */
 
+static bool is_picture_name(const std::string &text) {
+    static const char *const allowed = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-_";
+    return !text.empty() && text.find_first_not_of(allowed) == std::string::npos;
+}
+
 static void take_picture_name(Action &action) {
     take_text(action);
-    static const char *const allowed = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-_";
-    if (action.text.empty() || action.text.find_first_not_of(allowed) != std::string::npos) {
-        throw ScenarioError("a picture's name is made of letters, digits, '-' and '_', not " +
-                            quoted(action.text));
-    }
+    if (is_picture_name(action.text)) return;
+    throw ScenarioError("a picture's name is made of letters, digits, '-' and '_', not " + quoted(action.text));
 }
 
 static bool ends_with(const std::string &text, const std::string &end) {
     return text.size() > end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
 }
 
+// A name of both panels' pictures may have folders before it, as a file's has.
 static void take_expected_file(Action &action) {
     take_text(action);
     if (ends_with(action.text, "-device.pbm") || ends_with(action.text, "-layout.pbm")) return;
-    throw ScenarioError("'expect' takes a file NAME-device.pbm or NAME-layout.pbm, not " +
+    if (is_picture_name(action.text.substr(action.text.rfind('/') + 1))) return;
+    throw ScenarioError("'expect' takes a NAME, or a file NAME-device.pbm or NAME-layout.pbm, not " +
                         quoted(action.text));
 }
 
@@ -272,9 +276,10 @@ static const Command command_table[] = {
      false, true, take_wait, wait},
     {"picture", "NAME", "Take a picture of both panels under that name", false, false, take_picture_name,
      nullptr},
-    {"expect", "FILE",
-     "Compare a panel with a picture beside the scenario, NAME-device.pbm or NAME-layout.pbm", false,
-     false, take_expected_file, nullptr},
+    {"expect", "NAME|FILE",
+     "Compare both panels with the pictures NAME-device.pbm and NAME-layout.pbm beside the scenario, or one "
+     "panel with one of these files",
+     false, false, take_expected_file, nullptr},
     {"note", "[TEXT]", "A caption for what follows, in the film and the report", true, true, take_note,
      nullptr},
 };

@@ -72,7 +72,7 @@ TEST_F(FlagFiles, ProductionScriptDisappearing) {
     start();
     box().set_production(false);
     command("chan_usb");
-    EXPECT_EQ(desk().picture(), golden(true, "production"));
+    EXPECT_EQ(desk().picture(), golden(true, "start/production"));
     EXPECT_EQ(box().count_calls("zor-destroy-hwtest.sh"), 0);
 }
 
@@ -87,7 +87,7 @@ TEST_F(FlagFiles, DebugFileAppearingLater) {
     start();
     box().set_wifi_debug();
     run_until(2600);
-    EXPECT_EQ(desk().picture(), golden(true, "icon_row"));
+    EXPECT_EQ(desk().picture(), golden(true, "start/icon_row"));
     EXPECT_EQ(box().count_calls("wl noise"), 0);
 }
 
@@ -104,12 +104,12 @@ TEST_F(FlagFiles, DebugFileDisappearing) {
 TEST_F(FlagFiles, RestartChoosesAnew) {
     start();
     run_until(50);
-    EXPECT_EQ(desk().picture(), golden(true, "start_screen"));
+    EXPECT_EQ(desk().picture(), golden(true, "start/start_screen"));
     desk().stop();
     box().set_production();
     start();
     run_until(50);
-    EXPECT_EQ(desk().picture(), golden(true, "production"));
+    EXPECT_EQ(desk().picture(), golden(true, "start/production"));
 }
 
 // ---- Files that count while running
@@ -170,7 +170,7 @@ TEST_F(FlagFiles, AlternativeActivityIcon) {
     const desk::Picture normal = desk().picture();
     box().set_alternative_icon(true);
     run_until(360);
-    EXPECT_EQ(desk().picture(), golden(true, "activity_alternative_frame_1")) << "within 100 ms";
+    EXPECT_EQ(desk().picture(), golden(true, "edges/activity_alternative_frame_1")) << "within 100 ms";
     box().set_alternative_icon(false);
     run_until(460);
     EXPECT_EQ(desk().picture(), normal);

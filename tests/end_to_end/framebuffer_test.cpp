@@ -59,7 +59,7 @@ TEST_F(Framebuffer, OtherSizesAreReported) {
 TEST_F(Framebuffer, EightBitsHoldOnePixelAByte) {
     start_on({64, 128, 8, 0, 0, 0});
     run_until(50);
-    const desk::Picture wanted = golden(false, "start_screen");
+    const desk::Picture wanted = golden(false, "start/start_screen");
     const std::vector<unsigned char> content = bytes();
     for (int y = 0; y < 128; y++) {
         for (int x = 0; x < 64; x++) {
@@ -72,7 +72,7 @@ TEST_F(Framebuffer, EightBitsHoldOnePixelAByte) {
 TEST_F(Framebuffer, SixteenBitsAreCopiedAsBlocks) {
     start_on({64, 128, 16, 0, 0, 0});
     run_until(50);
-    const desk::Picture wanted = golden(false, "start_screen");
+    const desk::Picture wanted = golden(false, "start/start_screen");
     const std::vector<unsigned char> content = bytes();
     for (int y = 0; y < 128; y++) {
         for (int x = 0; x < 64; x++) {
@@ -85,7 +85,7 @@ TEST_F(Framebuffer, SixteenBitsAreCopiedAsBlocks) {
 // The same with four of them. A line of 24 bits a pixel is shorter than such a block, so the next row goes
 // over its end, and of the last row's block there is as much as fits in. Of 50 rows the last one is a rule.
 TEST_F(Framebuffer, ThirtyTwoAndTwentyFourBitsAreCopiedAsBlocksOfFour) {
-    const desk::Picture wanted = golden(false, "start_screen");
+    const desk::Picture wanted = golden(false, "start/start_screen");
     ASSERT_GT(wanted.part(0, 49, 64, 1).count_lit(), 0);
     for (const auto &[depth, rows] : {std::pair{32, 128}, std::pair{24, 128}, std::pair{24, 50}}) {
         start_on({64, rows, depth, 0, 0, 0});
@@ -106,7 +106,7 @@ TEST_F(Framebuffer, ThirtyTwoAndTwentyFourBitsAreCopiedAsBlocksOfFour) {
 TEST_F(Framebuffer, LinesOfBrokenPixels) {
     start_on({65, 128, 24, 195, 0, 0});
     run_until(50);
-    const desk::Picture wanted = golden(false, "start_screen");
+    const desk::Picture wanted = golden(false, "start/start_screen");
     const std::vector<unsigned char> content = bytes();
     for (int y = 0; y < 128; y++) {
         for (int x = 0; x < 64; x++) {
@@ -125,21 +125,21 @@ TEST_F(Framebuffer, UnknownDepthCopiesNothing) {
 TEST_F(Framebuffer, SmallerPanelClips) {
     start_on({40, 30, 1, 0, 0, 0});
     run_until(2600);
-    EXPECT_EQ(desk().picture(), golden(false, "icon_row").part(0, 0, 40, 30));
+    EXPECT_EQ(desk().picture(), golden(false, "start/icon_row").part(0, 0, 40, 30));
 }
 
 TEST_F(Framebuffer, LargerPanelStaysDarkBeside) {
     start_on({200, 150, 1, 0, 0, 0}, true);
     run_until(2600);
-    EXPECT_EQ(desk().picture().part(0, 0, 128, 66), golden(true, "icon_row"));
-    EXPECT_EQ(desk().picture().count_lit(), golden(true, "icon_row").count_lit());
+    EXPECT_EQ(desk().picture().part(0, 0, 128, 66), golden(true, "start/icon_row"));
+    EXPECT_EQ(desk().picture().count_lit(), golden(true, "start/icon_row").count_lit());
 }
 
 // Bits are counted by the resolution and not by the line length, and from the device's offset on.
 TEST_F(Framebuffer, OffsetsMoveThePicture) {
     start_on({64, 128, 1, 16, 3, 2});
     run_until(50);
-    const desk::Picture wanted = golden(false, "start_screen");
+    const desk::Picture wanted = golden(false, "start/start_screen");
     const std::vector<unsigned char> content = bytes();
     for (int y = 0; y < 128; y++) {
         for (int x = 0; x < 64; x++) {

@@ -120,7 +120,7 @@ TEST_F(HostileFiles, ProductionScreenStartsOnThem) {
         run_until(4600);
         EXPECT_TRUE(desk().alive());
         const desk::Picture fixed_rows = desk().picture().part(0, 26, 128, 40);
-        EXPECT_EQ(fixed_rows, golden(true, "production").part(0, 26, 128, 40)) << "HW and FW rows";
+        EXPECT_EQ(fixed_rows, golden(true, "start/production").part(0, 26, 128, 40)) << "HW and FW rows";
     }
 }
 
@@ -188,7 +188,7 @@ TEST_F(HostileFiles, StartFlagsMayBeFolders) {
     make_folder(box(), "/usr/local/bin/zor-destroy-hwtest.sh");
     start();
     run_until(50);
-    EXPECT_EQ(desk().picture(), golden(true, "production"));
+    EXPECT_EQ(desk().picture(), golden(true, "start/production"));
     prepare_layout();
     make_pipe(box(), "/userdata/debug_wlan0");
     start();
@@ -201,7 +201,7 @@ TEST_F(HostileFiles, SerialNumberIsCutAtItsFirstNewline) {
     box().write("/rodata/serial_number", "QB418T-000123\nSECOND LINE\n");
     start();
     command("p_off");
-    EXPECT_EQ(desk().picture(), golden(true, "mode_power_down"));
+    EXPECT_EQ(desk().picture(), golden(true, "modes/mode_power_down"));
 }
 
 TEST_F(HostileFiles, EmptyBox) {

@@ -93,7 +93,7 @@ TEST_F(HostileTools, ProductionStart) {
         misbehave(behaviour);
         start();
         run_until(50);
-        EXPECT_EQ(desk().picture(), golden(true, "production"));
+        EXPECT_EQ(desk().picture(), golden(true, "start/production"));
         EXPECT_TRUE(desk().alive());
     }
 }
@@ -106,7 +106,7 @@ TEST_F(HostileTools, MissingAndForbiddenTools) {
     for (const char *tool : {"iw", "wl", "vcicp"}) box().write(std::string("/usr/local/bin/") + tool, "text");
     run_until(8100);
     EXPECT_EQ(shown_view(desk()), "nothing") << "a link without a name is no station";
-    EXPECT_EQ(desk().picture().part(0, 15, 128, 34), golden(true, "voltage_none").part(0, 15, 128, 34));
+    EXPECT_EQ(desk().picture().part(0, 15, 128, 34), golden(true, "voltage/voltage_none").part(0, 15, 128, 34));
     expect_still_answers();
 }
 
@@ -164,7 +164,7 @@ TEST_F(HostileTools, LastLineWins) {
     start();
     run_until(2600);
     EXPECT_EQ(shown_view(desk()), "station, signal 4");
-    EXPECT_EQ(desk().picture().part(0, 15, 128, 34), golden(true, "voltage_from_jack").part(0, 15, 128, 34));
+    EXPECT_EQ(desk().picture().part(0, 15, 128, 34), golden(true, "voltage/voltage_from_jack").part(0, 15, 128, 34));
 }
 
 } // namespace end_to_end

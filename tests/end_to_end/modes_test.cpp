@@ -106,7 +106,7 @@ TEST_F(Modes, PowerDownShowsNoVoltage) {
     const desk::Picture measured = desk().picture().part(0, 16, 73, 33);
     command("p_off");
     const desk::Picture hidden = desk().picture().part(0, 16, 73, 33);
-    EXPECT_EQ(hidden, golden(true, "start_screen").part(0, 16, 73, 33)) << "-.-v";
+    EXPECT_EQ(hidden, golden(true, "start/start_screen").part(0, 16, 73, 33)) << "-.-v";
     command("M4_J2534");
     EXPECT_EQ(desk().picture().part(0, 16, 73, 33), measured);
 }

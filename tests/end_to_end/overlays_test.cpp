@@ -180,8 +180,9 @@ TEST_F(Overlays, CodesAreCutAt128Bytes) {
 // On 64 columns the device shows the layout's left half, except for the USB box, which centres itself.
 TEST(Goldens, DeviceShowsTheLeftHalf) {
     for (const char *name :
-         {"start_screen", "icon_row", "view_vpn", "view_usb", "mode_power_down", "mode_rec_on", "production",
-          "overlay_reboot", "overlay_error_short", "firmware_bar_half", "wifi_debug"}) {
+         {"start/start_screen", "start/icon_row", "views/view_vpn", "views/view_usb", "modes/mode_power_down",
+          "modes/mode_rec_on", "start/production", "messages/overlay_reboot", "messages/overlay_error_short",
+          "firmware/firmware_bar_half", "start/wifi_debug"}) {
         const desk::Picture device = golden(false, name);
         EXPECT_EQ(device.part(0, 0, 64, 66), golden(true, name).part(0, 0, 64, 66)) << name;
         EXPECT_EQ(device.part(0, 66, 64, 62).count_lit(), 0) << name << ": nothing lies below the layout";

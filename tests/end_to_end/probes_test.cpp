@@ -43,7 +43,7 @@ TEST_F(Probes, JackIsNeverAskedWithoutTheReadyFile) {
     start();
     run_until(10000);
     EXPECT_EQ(jack_calls(), 0);
-    EXPECT_EQ(measurement(), golden_measurement("voltage_none"));
+    EXPECT_EQ(measurement(), golden_measurement("voltage/voltage_none"));
 }
 
 TEST_F(Probes, JackIsAskedOnceARun) {
@@ -55,8 +55,8 @@ TEST_F(Probes, JackIsAskedOnceARun) {
     EXPECT_EQ(jack_calls(), 1);
     run_until(2050);
     EXPECT_EQ(jack_calls(), 4);
-    EXPECT_EQ(measurement(), golden_measurement("voltage_from_jack"));
-    EXPECT_EQ(source(), golden_source("voltage_from_jack"));
+    EXPECT_EQ(measurement(), golden_measurement("voltage/voltage_from_jack"));
+    EXPECT_EQ(source(), golden_source("voltage/voltage_from_jack"));
 }
 
 TEST_F(Probes, ReadyFileIsLookedAtEachRun) {
@@ -70,7 +70,7 @@ TEST_F(Probes, ReadyFileIsLookedAtEachRun) {
     box().set_jack_ready(false);
     run_until(3600);
     EXPECT_EQ(jack_calls(), 2);
-    EXPECT_EQ(measurement(), golden_measurement("voltage_from_jack")) << "the labels keep what they showed";
+    EXPECT_EQ(measurement(), golden_measurement("voltage/voltage_from_jack")) << "the labels keep what they showed";
 }
 
 TEST_F(Probes, TooHighAReadingIsAskedForOnceMore) {
@@ -78,7 +78,7 @@ TEST_F(Probes, TooHighAReadingIsAskedForOnceMore) {
     start();
     run_until(600);
     EXPECT_EQ(jack_calls(), 2);
-    EXPECT_EQ(measurement(), golden_measurement("voltage_from_jack"));
+    EXPECT_EQ(measurement(), golden_measurement("voltage/voltage_from_jack"));
     run_until(1100);
     EXPECT_EQ(jack_calls(), 3);
 }
@@ -88,7 +88,7 @@ TEST_F(Probes, SecondHighReadingIsTaken) {
     start();
     run_until(600);
     EXPECT_EQ(jack_calls(), 2);
-    EXPECT_EQ(measurement(), golden_measurement("voltage_three_digits"));
+    EXPECT_EQ(measurement(), golden_measurement("edges/voltage_three_digits"));
 }
 
 TEST_F(Probes, NinetyNineIsNotTooHigh) {
@@ -110,7 +110,7 @@ TEST_F(Probes, ProductionAsksTheJackOnceAtTheStart) {
     command("clear_msg");
     run_until(13000);
     EXPECT_GT(jack_calls(), 1) << "closing a box has resumed it";
-    EXPECT_EQ(desk().picture(), golden(true, "production"));
+    EXPECT_EQ(desk().picture(), golden(true, "start/production"));
 }
 
 TEST_F(Probes, ProductionStartsWithoutTheTool) {
@@ -118,7 +118,7 @@ TEST_F(Probes, ProductionStartsWithoutTheTool) {
     box().remove("/usr/local/bin/vcicp");
     start();
     run_until(50);
-    EXPECT_EQ(desk().picture(), golden(true, "production"));
+    EXPECT_EQ(desk().picture(), golden(true, "start/production"));
 }
 
 // ---- The voltage shown
@@ -128,13 +128,13 @@ TEST_F(Probes, EachSourceHasItsIcon) {
     box().set_jack_millivolts(11500);
     start();
     run_until(600);
-    EXPECT_EQ(source(), golden_source("icon_row"));
+    EXPECT_EQ(source(), golden_source("start/icon_row"));
     box().set_supply_volts(3.0);
     run_until(1100);
-    EXPECT_EQ(source(), golden_source("voltage_from_jack"));
+    EXPECT_EQ(source(), golden_source("voltage/voltage_from_jack"));
     box().set_supply_volts(12.4);
     run_until(1600);
-    EXPECT_EQ(source(), golden_source("icon_row"));
+    EXPECT_EQ(source(), golden_source("start/icon_row"));
 }
 
 // 12.0 after 12.x equals the whole volts written last; they stay the memory while nothing is written.
@@ -146,7 +146,7 @@ TEST_F(Probes, WholeVoltsHideForAsLongAsTheyLast) {
     box().set_supply_volts(12.0);
     for (int64_t moment : {1100, 1600, 2100}) {
         run_until(moment);
-        EXPECT_EQ(measurement().part(0, 0, 73, 34), golden_measurement("voltage_none").part(0, 0, 73, 34))
+        EXPECT_EQ(measurement().part(0, 0, 73, 34), golden_measurement("voltage/voltage_none").part(0, 0, 73, 34))
             << moment;
     }
     box().set_supply_volts(12.4);
@@ -160,11 +160,11 @@ TEST_F(Probes, HalfAConverterFallsBackToTheJack) {
     box().remove("/sys/bus/iio/devices/iio:device0/in_voltage_scale");
     start();
     run_until(600);
-    EXPECT_EQ(measurement(), golden_measurement("voltage_from_jack"));
+    EXPECT_EQ(measurement(), golden_measurement("voltage/voltage_from_jack"));
     box().set_supply_volts(12.4);
     box().remove("/sys/bus/iio/devices/iio:device0/in_voltage0_raw");
     run_until(1100);
-    EXPECT_EQ(measurement(), golden_measurement("voltage_from_jack"));
+    EXPECT_EQ(measurement(), golden_measurement("voltage/voltage_from_jack"));
 }
 
 TEST_F(Probes, FirmwareUpdatePausesTheMeter) {
@@ -226,7 +226,7 @@ TEST_F(ShellCommands, DebugPanel) {
     run_until(2050);
     EXPECT_EQ(box().count_calls("iw dev wlan0 link"), 4);
     EXPECT_EQ(box().count_calls("wl noise"), 4);
-    EXPECT_EQ(measurement(), golden_measurement("wifi_debug"));
+    EXPECT_EQ(measurement(), golden_measurement("start/wifi_debug"));
 }
 
 TEST_F(ShellCommands, DebugPanelMeasuresNoVoltage) {

@@ -14,7 +14,7 @@ from simulator import (PROGRAM, SOURCE, VIEWS, Simulator, decode_png, load_pbm, 
 
 
 def golden(view, name):
-    return load_pbm(os.path.join(SOURCE, "tests", "goldens", view, name + ".pbm"))
+    return load_pbm(os.path.join(SOURCE, "simulator", "scenarios", f"{name}-{view}.pbm"))
 
 
 def tearDownModule():
@@ -25,15 +25,18 @@ def tearDownModule():
 
 # Each word alone after a start: the golden picture that it leads to, and after how many milliseconds.
 WORDS = {
-    "chan_usb": ("view_usb", 601), "chan_bt": ("view_bluetooth", 601), "chan_ap": ("view_hotspot", 601),
-    "chan_vpn": ("view_vpn", 601),
-    "M4_COMM": ("mode_diagnosis", 601), "M4_ready": ("mode_ready", 601), "M4_J2534": ("mode_passthru", 601),
-    "M4_none": ("mode_ready", 601), "REC_ON": ("mode_rec_waiting", 601), "REC_OFF": ("mode_ready", 601),
-    "rj45_pt_enable": ("mode_doip_ethernet", 601), "DoIP_on": ("mode_doip", 601), "DoIP_off": ("mode_ready", 601),
-    "rj45_pt_disable": ("mode_ready", 601), "p_off": ("mode_power_down", 601), "p_on": ("mode_restarting", 601),
-    "Reboot": ("overlay_reboot", 601), "Req_reboot": ("overlay_reboot", 601), "Check_Igni": ("overlay_ignition", 601),
-    "USB_update": ("usb_box", 601), "USB_done": ("overlay_reboot", 601), "M4_error": ("overlay_m4_error", 601),
-    "M4_update": ("firmware_without_type", 51), "M4_done": ("mode_ready", 601),
+    "chan_usb": ("views/view_usb", 601), "chan_bt": ("views/view_bluetooth", 601),
+    "chan_ap": ("views/view_hotspot", 601), "chan_vpn": ("views/view_vpn", 601),
+    "M4_COMM": ("modes/mode_diagnosis", 601), "M4_ready": ("modes/mode_ready", 601),
+    "M4_J2534": ("modes/mode_passthru", 601), "M4_none": ("modes/mode_ready", 601),
+    "REC_ON": ("modes/mode_rec_waiting", 601), "REC_OFF": ("modes/mode_ready", 601),
+    "rj45_pt_enable": ("modes/mode_doip_ethernet", 601), "DoIP_on": ("modes/mode_doip", 601),
+    "DoIP_off": ("modes/mode_ready", 601), "rj45_pt_disable": ("modes/mode_ready", 601),
+    "p_off": ("modes/mode_power_down", 601), "p_on": ("modes/mode_restarting", 601),
+    "Reboot": ("messages/overlay_reboot", 601), "Req_reboot": ("messages/overlay_reboot", 601),
+    "Check_Igni": ("messages/overlay_ignition", 601), "USB_update": ("messages/usb_box", 601),
+    "USB_done": ("messages/overlay_reboot", 601), "M4_error": ("messages/overlay_m4_error", 601),
+    "M4_update": ("firmware/firmware_without_type", 51), "M4_done": ("modes/mode_ready", 601),
 }
 # These need something before them, or fields beside them; each has a test of its own.
 OTHER_WORDS = {"chan_sta", "chan_timeout", "clear_msg", "Error_Code", "cd_update"}
@@ -114,37 +117,37 @@ class Words(BrowserTest):
     def test_station_and_timeout(self):
         row = slice(0, 16)
         self.simulator.do("wifi up", "ssid HomeNet", "signal -60", "wait 2600ms")
-        self.assert_shows("view_station_signal_3", part=row)
+        self.assert_shows("views/view_station_signal_3", part=row)
         self.press_word("chan_bt")
         self.simulator.do("wait 100ms")
-        self.assert_shows("view_bluetooth", part=row)
+        self.assert_shows("views/view_bluetooth", part=row)
         self.press_word("chan_sta")
         self.simulator.do("wait 100ms")
-        self.assert_shows("view_station_signal_3", part=row)
+        self.assert_shows("views/view_station_signal_3", part=row)
         self.simulator.do("wifi down")
         self.restart()
         self.press_word("chan_bt")
         self.press_word("chan_timeout")
         self.simulator.do("wait 2600ms")
-        self.assert_shows("icon_row", part=row)
+        self.assert_shows("start/icon_row", part=row)
 
     def test_clear_msg(self):
         for word in ("chan_usb", "Reboot", "clear_msg"):
             self.press_word(word)
             self.simulator.do("wait 601ms")
-        self.assert_shows("view_usb", part=slice(0, 16))
+        self.assert_shows("views/view_usb", part=slice(0, 16))
 
     def test_error_code_with_its_field(self):
         self.browser.type("form[data-word=Error_Code] input", "A12")
         self.press_word("Error_Code")
         self.simulator.do("wait 601ms")
-        self.assert_shows("overlay_error_short")
+        self.assert_shows("messages/overlay_error_short")
         self.browser.type("form[data-word=Error_Code] input", "WIFI42")
         self.browser.press("Enter")
         wait_for(lambda: self.simulator.log().count("Got Signal with value Error_Code") == 2 or
                  self.simulator.do("wait 10ms"), "the second code")
         self.simulator.do("wait 601ms")
-        self.assert_shows("overlay_wifi_error")
+        self.assert_shows("messages/overlay_wifi_error")
 
     def test_codes_arrive_as_they_were_typed(self):
         self.simulator.request("/api/record", "start")
@@ -161,11 +164,11 @@ class Words(BrowserTest):
         self.browser.type("form[data-word=cd_update] input[name=type]", "FT_MAINAPP_J2534")
         self.press_word("cd_update")
         self.simulator.do("wait 51ms")
-        self.assert_shows("firmware_bar_empty")
+        self.assert_shows("firmware/firmware_bar_empty")
         self.simulator.do("wait 5300ms")
-        self.assert_shows("firmware_bar_half", part=slice(8, 46))
+        self.assert_shows("firmware/firmware_bar_half", part=slice(8, 46))
         self.simulator.do("wait 5000ms")
-        self.assert_shows("firmware_bar_full", part=slice(8, 46))
+        self.assert_shows("firmware/firmware_bar_full", part=slice(8, 46))
 
     def test_the_meaning_is_told(self):
         self.browser.script("arguments[0].focus()", self.browser.find(self.button("chan_vpn")))
@@ -179,7 +182,7 @@ class Keys(BrowserTest):
         self.browser.wait("document.activeElement.dataset.word === 'chan_bt'")
         self.browser.wait("document.getElementById('meaning').classList.contains('good')")
         self.simulator.do("wait 601ms")
-        self.assert_shows("view_bluetooth")
+        self.assert_shows("views/view_bluetooth")
         self.browser.press("Tab")
         self.browser.wait("document.activeElement.dataset.word === 'M4_COMM'", "one stop of the Tab key a group")
 
@@ -224,7 +227,7 @@ class Line(BrowserTest):
         self.browser.press("Enter")
         self.browser.wait("document.getElementById('line').value === ''")
         self.simulator.do("wait 601ms")
-        self.assert_shows("view_hotspot")
+        self.assert_shows("views/view_hotspot")
 
     def test_a_bad_line_is_explained_and_kept(self):
         self.browser.type("#line", "singal -50")
@@ -334,7 +337,7 @@ class Box(BrowserTest):
         self.set_field("signal", "-60")
         self.wait_for_box("signal", "-60")
         self.simulator.do("wait 2600ms")
-        self.assert_shows("view_station_signal_3", part=slice(0, 16))
+        self.assert_shows("views/view_station_signal_3", part=slice(0, 16))
 
 
 class Starts(BrowserTest):
@@ -346,13 +349,13 @@ class Starts(BrowserTest):
     def test_production_screen(self):
         self.restart_as("production")
         self.simulator.do("wait 600ms")
-        self.assert_shows("production")
+        self.assert_shows("start/production")
 
     def test_debug_panel(self):
         self.simulator.do("ssid HomeNet", "signal -55", "noise -92")
         self.restart_as("debug")
         self.simulator.do("wait 2600ms")
-        self.assert_shows("wifi_debug")
+        self.assert_shows("start/wifi_debug")
         self.assertEqual(self.simulator.state()["variant"], "debug")
         self.browser.wait("document.querySelector('input[name=variant]:checked').value === 'debug'")
 
@@ -404,7 +407,7 @@ class Time(BrowserTest):
     def test_it_runs_live(self):
         self.browser.script("document.querySelector('input[name=speed][value=\"1\"]').click()")
         self.press_word("M4_ready")
-        self.assert_shows("mode_ready", part=slice(50, 66))
+        self.assert_shows("modes/mode_ready", part=slice(50, 66))
 
 
 class Saving(BrowserTest):
@@ -419,7 +422,7 @@ class Saving(BrowserTest):
 
     def test_pictures(self):
         self.simulator.do("send chan_usb", "wait 601ms")
-        self.assert_shows("view_usb")
+        self.assert_shows("views/view_usb")
         for view in VIEWS:
             saved = shrunk(decode_png(self.download(f"#png-{view}", f"{view}.png")), 4)
             self.assertEqual(saved, self.browser.panel(view))
@@ -482,11 +485,11 @@ class Several(BrowserTest):
         self.press_word("chan_usb")
         self.simulator.do("wait 601ms")
         for browser in (self.browser, other):
-            self.assert_shows("view_usb", browser)
+            self.assert_shows("views/view_usb", browser)
         self.press_word("chan_ap", other)
         self.simulator.do("wait 100ms")
         for browser in (self.browser, other):
-            self.assert_shows("view_hotspot", browser, slice(0, 16))
+            self.assert_shows("views/view_hotspot", browser, slice(0, 16))
             browser.wait("document.getElementById('log').textContent.includes('chan_ap')")
         other.script("const box = document.querySelector('input[data-command=hotspot]'); box.click()")
         self.browser.wait("!document.querySelector('input[data-command=hotspot]').checked")

@@ -27,7 +27,7 @@ def vocabulary_of_the_daemon():
 
 
 def golden(view, name):
-    return load_pbm(os.path.join(SOURCE, "tests", "goldens", view, name + ".pbm"))
+    return load_pbm(os.path.join(SOURCE, "simulator", "scenarios", f"{name}-{view}.pbm"))
 
 
 class PageTest(unittest.TestCase):
@@ -114,7 +114,7 @@ class Served(PageTest):
 
     def test_pictures_at_every_scale(self):
         self.simulator.do("send chan_bt", "wait 601ms")
-        self.assert_shows("view_bluetooth")
+        self.assert_shows("views/view_bluetooth")
         for view in VIEWS:
             for scale in (2, 4, 16):
                 self.assertEqual(self.picture(view, scale), self.picture(view))
@@ -265,11 +265,11 @@ class Lines(PageTest):
 
     def test_a_word_reaches_both_daemons(self):
         self.simulator.do("send chan_usb", "wait 601ms")
-        self.assert_shows("view_usb")
+        self.assert_shows("views/view_usb")
 
     def test_words_with_arguments(self):
         self.simulator.do("send Error_Code A12", "wait 601ms")
-        self.assert_shows("overlay_error_short")
+        self.assert_shows("messages/overlay_error_short")
 
     def test_errors_help(self):
         self.assertIn("chan_bt", self.error("send chan_b"))
@@ -317,7 +317,7 @@ class Lines(PageTest):
             state = self.simulator.state()
             self.assertEqual((state["variant"], state["bare"]), (variant, bare))
             if name == "production":
-                self.assert_shows("production")
+                self.assert_shows("start/production")
 
     def test_speed(self):
         def now():
@@ -409,7 +409,7 @@ class Streams(PageTest):
         self.assertGreaterEqual(len(streams), 16)
         self.assertLess(len(streams), 40)
         self.simulator.do("send chan_bt", "wait 601ms")
-        self.assert_shows("view_bluetooth")
+        self.assert_shows("views/view_bluetooth")
         for stream in streams:
             stream.close()
 

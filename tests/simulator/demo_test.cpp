@@ -3,9 +3,11 @@
 
 #include <gtest/gtest.h>
 
+#include "simulator/live/demo.h"
+
 #include "support.h"
 
-using namespace simulator_test;
+namespace simulator_test {
 
 static const std::vector<std::string> captions = {
     "Start-up",
@@ -89,6 +91,22 @@ TEST(Demo, PlaysTheTargetThatWasAskedFor) {
     EXPECT_EQ(display_sim({"--demo", "--target", "native"}).status, 0);
 }
 
+// Each step is printed before it is judged, so that people see what is wrong.
+TEST(Demo, EndsWhereThePanelDoesNotFollow) {
+    testing::internal::CaptureStdout();
+    std::string problem;
+    try {
+        ::display_sim::play_demo({}, "note One\nwait 1s\nnote Two\nwait 1s\nnote Three\nsend chan_usb\n");
+    } catch (const desk::Error &error) {
+        problem = error.what();
+    }
+    const std::string output = testing::internal::GetCapturedStdout();
+    EXPECT_EQ(problem, "the panel does not follow the step \"Two\"") << "the activity icon alone is no answer";
+    EXPECT_TRUE(contains(output, "\n2. Two\n")) << output;
+    EXPECT_FALSE(contains(output, "Three")) << output;
+    EXPECT_FALSE(contains(output, "export PATH")) << output;
+}
+
 // The words, and what the message must say.
 struct Refusal {
     std::vector<std::string> words;
@@ -145,3 +163,5 @@ TEST(CommandLine, ExplainsItself) {
         }
     }
 }
+
+} // namespace simulator_test

@@ -1,4 +1,6 @@
-// The gallery in docs/gallery is what the golden panels make of it today, whole and unembellished.
+// The gallery in docs/gallery is what the scenarios and their pictures make of it today, whole and unembellished.
+#include <filesystem>
+
 #include <gtest/gtest.h>
 
 #include "simulator/scenario/gallery.h"
@@ -10,7 +12,7 @@
 
 using namespace simulator_test;
 
-static const std::string goldens = TEST_SOURCE_DIR "/tests/goldens";
+static const std::string scenarios = TEST_SOURCE_DIR "/simulator/scenarios";
 static const std::string gallery = TEST_SOURCE_DIR "/docs/gallery";
 
 TEST(Gallery, IsFresh) {
@@ -32,18 +34,21 @@ TEST(Gallery, ShowsEveryWord) {
     }
 }
 
-TEST(Gallery, ShowsEveryGoldenAsItIs) {
+// All pictures that lie beside its scenarios.
+TEST(Gallery, ShowsEveryPictureAsItIs) {
     const std::string page = read_file(gallery + "/README.md");
-    const Folder copy;
-    ASSERT_EQ(std::system(("cp -r '" + goldens + "' '" + copy.path() + "'").c_str()), 0);
     int pictures = 0;
-    for (const std::string &name : copy.names()) { // "goldens/device/icon_row.pbm"
-        const std::string view_and_name = name.substr(8, name.size() - 12);
-        const Png png = read_png(read_file(gallery + "/" + view_and_name + ".png"));
-        ASSERT_EQ(png.problem, "") << name;
-        EXPECT_EQ(reduced(png.frames[0].shown, 4), desk::Picture::from_pbm(copy.read(name))) << name;
-        EXPECT_TRUE(contains(page, "src=\"" + view_and_name + ".png\"")) << name;
-        pictures++;
+    for (const std::string &section : desk::gallery_sections()) {
+        for (const auto &item : std::filesystem::directory_iterator(scenarios + "/" + section)) {
+            const std::string stem = item.path().stem().string(); // "icon_row-device"
+            const size_t dash = stem.rfind('-');
+            const std::string shown = stem.substr(dash + 1) + "/" + stem.substr(0, dash) + ".png";
+            const Png png = read_png(read_file(gallery + "/" + shown));
+            ASSERT_EQ(png.problem, "") << shown;
+            EXPECT_EQ(reduced(png.frames[0].shown, 4), desk::Picture::load_pbm(item.path().string())) << shown;
+            EXPECT_TRUE(contains(page, "src=\"" + shown + "\"")) << shown;
+            pictures++;
+        }
     }
     EXPECT_GT(pictures, 100);
 }
@@ -52,28 +57,77 @@ TEST(Gallery, RemovesWhatIsNoLongerShown) {
     const Folder out;
     out.write("layout/gone.png", "old");
     out.write("layout/note.txt", "somebody else's");
-    desk::make_gallery(goldens, out.path());
+    desk::make_gallery(scenarios, out.path());
     EXPECT_FALSE(out.has("layout/gone.png"));
     EXPECT_TRUE(out.has("layout/note.txt"));
 }
 
-// What stands in a golden's first line is text for a table's cell.
+/* ---- made from a folder of scenarios of its own ---- */
+
+// A section of no rows for each of the gallery, but for the first one.
+static void write_sections(const Folder &folder, const std::string &first) {
+    for (const std::string &section : desk::gallery_sections()) {
+        const bool is_first = section == desk::gallery_sections().front();
+        folder.write(section + ".scenario", is_first ? first : "# Nothing: here.\n");
+    }
+}
+
+static void write_picture(const Folder &folder, const std::string &name, const std::string &comments) {
+    for (const char *view : {"-device.pbm", "-layout.pbm"}) folder.write(name + view, "P1\n" + comments + "2 1\n10\n");
+}
+
+static std::string page_of(const Folder &folder) {
+    desk::make_gallery(folder.path(), folder.path() + "/out");
+    return folder.read("out/README.md");
+}
+
+TEST(Gallery, MakesASectionOfAScenario) {
+    const Folder folder;
+    write_sections(folder, "# A title: with words: and `code`.\n# More.\nnote by `a` | b\nstart\nexpect x/one\n"
+                           "expect x/checked\nnote over here\nexpect x/one-layout.pbm\nexpect y/two\n"
+                           "note again\nexpect x/one\n");
+    write_picture(folder, "x/one", "# the first\n# 1 is a lit pixel of the panel\n");
+    write_picture(folder, "y/two", "# 1 is a lit pixel of the panel\n");
+    const std::string one = "<img src=\"layout/one.png\" width=\"4\" alt=\"one\"> | "
+                            "<img src=\"device/one.png\" width=\"4\" alt=\"one\"> | the first |\n";
+    const std::string two = "<img src=\"layout/two.png\" width=\"4\" alt=\"two\"> | "
+                            "<img src=\"device/two.png\" width=\"4\" alt=\"two\"> |  |\n";
+    EXPECT_TRUE(contains(page_of(folder), "\n## A title\n\nwith words: and `code`.\n\n"
+                                          "| how | layout | device | to be seen |\n|---|---|---|---|\n"
+                                          "| by `a` | b | " + one + "| over here | " + two + "| again | " + one + "\n"))
+        << folder.read("out/README.md");
+    EXPECT_TRUE(folder.has("out/device/two.png"));
+    EXPECT_FALSE(folder.has("out/device/checked.png")) << "without a note there is no row";
+}
+
+// What stands in a picture's comment is text for a table's cell.
 TEST(Gallery, WritesWhatTheEyeSeesAsText) {
     const Folder folder;
-    ASSERT_EQ(std::system(("cp -r '" + goldens + "' '" + folder.path() + "'").c_str()), 0);
-    for (const char *view : {"device", "layout"}) {
-        folder.write(std::string("goldens/") + view + "/odd_one.pbm", "P1\n# a <b> | c\n2 1\n10\n");
-    }
-    desk::make_gallery(folder.path() + "/goldens", folder.path() + "/out");
-    EXPECT_TRUE(contains(folder.read("out/README.md"), " | a &lt;b> \\| c |\n"));
+    write_sections(folder, "# A: b\nnote n\nexpect x/odd_one\n");
+    write_picture(folder, "x/odd_one", "# a <b> | c\n");
+    EXPECT_TRUE(contains(page_of(folder), " | a &lt;b> \\| c |\n")) << folder.read("out/README.md");
 }
 
 TEST(Gallery, SaysWhatItMisses) {
-    const Folder empty;
-    empty.write("layout/readme.txt", "");
-    const Outcome outcome = display_sim(
-        {"gallery", "--goldens", empty.path(), "--out", empty.path() + "/out"});
-    EXPECT_EQ(outcome.status, 1);
-    EXPECT_TRUE(contains(outcome.errors, "no golden panels in " + empty.path())) << outcome.errors;
+    const Folder folder;
+    const std::string first = folder.path() + "/" + desk::gallery_sections().front() + ".scenario";
+    const auto problem = [&] {
+        const Outcome outcome = display_sim({"gallery", "--scenarios", folder.path(), "--out", folder.path() + "/out"});
+        EXPECT_EQ(outcome.status, 1);
+        EXPECT_FALSE(folder.has("out/README.md"));
+        return outcome.errors;
+    };
+    EXPECT_EQ(problem(), "display-sim: " + first + ": can't read it, or it is empty\n");
+    write_sections(folder, "# No title\nstart\n");
+    EXPECT_EQ(problem(), "display-sim: " + first + ":1: a section of the gallery begins with "
+                                                   "'# TITLE: INTRODUCTION'\n");
+    write_sections(folder, "# A: b\nnote n\nexpect x/one\n");
+    EXPECT_TRUE(contains(problem(), "the picture " + folder.path() + "/x/one-"));
+    // Two files of one name would be written to one.
+    write_sections(folder, "# A: b\nnote n\nexpect x/one\nnote n\nexpect y/one\n");
+    write_picture(folder, "x/one", "");
+    folder.write("y/one-device.pbm", "P1\n2 1\n10\n");
+    folder.write("y/one-layout.pbm", "P1\n2 1\n11\n");
+    EXPECT_EQ(problem(), "display-sim: the gallery shows two pictures of the name one\n");
     EXPECT_EQ(display_sim({"gallery", "--frame"}).status, 2);
 }

@@ -23,6 +23,9 @@ static Outcome play(const Folder &folder, const std::string &lines, std::vector<
     return display_sim(words);
 }
 
+// What no panel shows.
+static std::string wrong_picture() { return desk::Picture(64, 128).to_pbm(); }
+
 TEST(Play, WritesPicturesOfBothPanels) {
     const Folder folder;
     const Outcome outcome = play(folder, "send chan_bt\nwait 2500ms\npicture phone\n");
@@ -45,7 +48,7 @@ TEST(Play, ShowsTheSameViewAsTheGoldenPanel) {
     const Folder folder;
     EXPECT_EQ(play(folder, "send chan_usb\nwait 2500ms\npicture usb\n").status, 0);
     const auto shown = desk::Picture::from_pbm(folder.read("out/usb-device.pbm"));
-    const auto golden = desk::Picture::load_pbm(TEST_SOURCE_DIR "/tests/goldens/device/view_usb.pbm");
+    const auto golden = desk::Picture::load_pbm(TEST_SOURCE_DIR "/simulator/scenarios/views/view_usb-device.pbm");
     EXPECT_EQ(shown, golden);
 }
 
@@ -177,10 +180,61 @@ TEST(Play, ComparesWithExpectedPictures) {
         << "what is right is left alone";
 }
 
+TEST(Play, ComparesBothPanelsWithAName) {
+    const Folder folder;
+    const std::string story = "wait 3s\nexpect seen/start\n";
+    const Outcome missing = play(folder, story);
+    EXPECT_EQ(missing.status, 1);
+    EXPECT_TRUE(contains(missing.output, ": 2 NOT as expected\n")) << missing.output;
+    for (const char *file : {"start-device", "start-layout"}) {
+        const std::string problem = "story.scenario:2: there is no picture " + folder.path() + "/seen/" + file + ".pbm";
+        EXPECT_TRUE(contains(missing.errors, problem)) << missing.errors;
+        EXPECT_TRUE(folder.has(std::string("out/") + file + ".actual.png"));
+    }
+    EXPECT_EQ(play(folder, story, {"--update"}).status, 0);
+    EXPECT_EQ(desk::Picture::from_pbm(folder.read("seen/start-device.pbm")).width(), 64);
+    EXPECT_EQ(desk::Picture::from_pbm(folder.read("seen/start-layout.pbm")).width(), 128);
+    EXPECT_EQ(play(folder, story).status, 0);
+    // Each panel counts; and the two ways to say it mean the same file.
+    folder.write("seen/start-layout.pbm", wrong_picture());
+    const Outcome wrong = play(folder, story + "expect seen/start-device.pbm\n");
+    EXPECT_EQ(wrong.status, 1);
+    EXPECT_TRUE(contains(wrong.output, ": 1 NOT as expected\n")) << wrong.output;
+    EXPECT_TRUE(contains(wrong.errors, "does not show " + folder.path() + "/seen/start-layout.pbm")) << wrong.errors;
+    const Outcome refused = display_sim({"play", folder.path() + "/story.scenario", "--out", folder.path() + "/out"},
+                                        "cd '" + folder.path() + "' && mkdir -p out && ln -f seen/start-layout.pbm "
+                                        "out/start-layout.actual.pbm &&");
+    EXPECT_EQ(refused.status, 2) << "neither may be written over: " << refused.errors;
+}
+
+/* ---- what a picture's file says to people ---- */
+
+TEST(Play, KeepsTheCommentOfAPictureThatItUpdates) {
+    const Folder folder;
+    const std::string story = "note All new\nwait 3s\nexpect a-device.pbm\nexpect b\n";
+    folder.write("a-device.pbm", "P1\n# seen by an eye\n# 1 is a lit pixel of the panel\n#and more\n2 1\n10\n");
+    EXPECT_EQ(play(folder, story, {"--update"}).status, 0);
+    const std::string own = "# 1 is a lit pixel of the panel\n64 128\n";
+    const std::string updated = folder.read("a-device.pbm");
+    EXPECT_EQ(updated.rfind("P1\n# seen by an eye\n# and more\n" + own, 0), 0u) << updated.substr(0, 100);
+    EXPECT_EQ(folder.read("b-device.pbm").rfind("P1\n# All new\n" + own, 0), 0u) << "the note of a new one";
+    EXPECT_EQ(play(folder, story).status, 0);
+    EXPECT_EQ(play(folder, "note Other words\n" + story.substr(13), {"--update"}).status, 0);
+    EXPECT_EQ(folder.read("a-device.pbm"), updated) << "what is right is left alone";
+}
+
+TEST(Play, InventsNoComment) {
+    const Folder folder;
+    folder.write("a-device.pbm", wrong_picture());
+    EXPECT_EQ(play(folder, "wait 3s\nexpect b-device.pbm\nnote New\nexpect a-device.pbm\n", {"--update"}).status, 0);
+    const std::string head = "P1\n# 1 is a lit pixel of the panel\n";
+    EXPECT_EQ(folder.read("a-device.pbm").rfind(head, 0), 0u) << "it had none";
+    EXPECT_EQ(folder.read("b-device.pbm").rfind(head, 0), 0u) << "there was no note yet";
+}
+
 /* ---- expected pictures outlive the story that is compared with them ---- */
 
-// A picture that no panel shows, where a story expects another one.
-static std::string wrong_picture() { return desk::Picture(64, 128).to_pbm(); }
+// A wrong picture lies where it expects one.
 static const char *const careless = "wait 3s\npicture down\nexpect careless/down-device.pbm\n";
 
 // In its own folder, as people play it: nothing there may change, and nothing is equal to itself.

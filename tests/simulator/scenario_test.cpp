@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include "simulator/scenario/expected_picture.h"
 #include "simulator/scenario/scenario.h"
 #include "simulator/scenario/stage.h"
 #include "client/vocabulary.h"
@@ -135,7 +136,9 @@ TEST(Scenario, SaysWhatWasMeant) {
         {"wait settled now", "'wait' takes TIME | log TEXT | mode TEXT | settled, not settled now"},
         {"picture ../etc", "a picture's name is made of letters, digits, '-' and '_', not ../etc"},
         {"picture \"\"", "a picture's name is made of letters, digits, '-' and '_', not \"\""},
-        {"expect a.pbm", "'expect' takes a file NAME-device.pbm or NAME-layout.pbm, not a.pbm"},
+        {"expect a.pbm", "'expect' takes a NAME, or a file NAME-device.pbm or NAME-layout.pbm, not a.pbm"},
+        {"expect a/", "'expect' takes a NAME, or a file NAME-device.pbm or NAME-layout.pbm, not a/"},
+        {"expect a b", "'expect' takes NAME|FILE, not a b"},
         {"ssid \"open", "a quote is opened and not closed"},
         {"ssid \"a\"b", "a blank is missing after the closing quote"},
         {"ssid \"\\t\"", "'\\t' means nothing inside quotes; there are \\\", \\\\ and \\n"},
@@ -191,12 +194,27 @@ TEST(Scenario, RefusesTwoPicturesOfOneName) {
 }
 
 TEST(Scenario, KnowsWhatTestsSomething) {
-    for (const char *line : {"expect a-device.pbm", "wait log on", "wait mode 5m", "wait settled"}) {
+    for (const char *line : {"expect a-device.pbm", "expect b/a", "wait log on", "wait mode 5m", "wait settled"}) {
         EXPECT_TRUE(desk::tests_something(parsed(line))) << line;
     }
     for (const char *line : {"wait 5m", "picture a", "note expect", "send chan_bt", "start", "supply 12"}) {
         EXPECT_FALSE(desk::tests_something(parsed(line))) << line;
     }
+}
+
+TEST(Scenario, ExpectsOnePanelOrBoth) {
+    const auto files = [](const char *line) {
+        std::vector<std::string> names;
+        for (const desk::ExpectedFile &file : desk::expected_files(parsed(line))) {
+            names.push_back(std::string(desk::name_of(file.view)) + " " + file.name);
+        }
+        return names;
+    };
+    using Names = std::vector<std::string>;
+    EXPECT_EQ(files("expect a/b-c"), (Names{"device a/b-c-device.pbm", "layout a/b-c-layout.pbm"}));
+    EXPECT_EQ(files("expect ../a/b-layout.pbm"), Names{"layout ../a/b-layout.pbm"});
+    EXPECT_EQ(files("expect layout-device.pbm"), Names{"device layout-device.pbm"});
+    EXPECT_EQ(files("picture a"), Names{});
 }
 
 TEST(Scenario, SurvivesAnyBytes) {

@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-#include "simulator/scenario/scenario.h"
+#include "simulator/scenario/expected_picture.h"
 
 #include "png_reader.h"
 #include "support.h"
@@ -37,21 +37,33 @@ TEST_P(Story, PlaysAsExpected) {
     EXPECT_GT(film.frames.size(), 5u);
 }
 
-// A picture that no line looks at any more would pass for ever.
-TEST_P(Story, UsesAllItsPictures) {
-    std::set<std::string> wanted;
-    for (const desk::ScenarioLine &line : desk::load_scenario(scenarios + "/" + GetParam() + ".scenario")) {
-        if (desk::is(line.action, "expect")) wanted.insert(line.action.text);
+static std::set<std::string> expected_by(const std::string &story) {
+    std::set<std::string> files;
+    for (const desk::ScenarioLine &line : desk::load_scenario(scenarios + "/" + story + ".scenario")) {
+        for (const desk::ExpectedFile &file : desk::expected_files(line.action)) files.insert(file.name);
     }
+    return files;
+}
+
+TEST_P(Story, HasAllItsPictures) {
+    const std::set<std::string> wanted = expected_by(GetParam());
     EXPECT_GE(wanted.size(), 5u);
-    std::set<std::string> there;
-    for (const auto &item : fs::directory_iterator(scenarios + "/" + GetParam())) {
-        there.insert(GetParam() + "/" + item.path().filename().string());
-    }
-    EXPECT_EQ(there, wanted);
+    for (const std::string &file : wanted) EXPECT_TRUE(fs::exists(scenarios + "/" + file)) << file;
 }
 
 INSTANTIATE_TEST_SUITE_P(Of, Story, testing::ValuesIn(stories()),
                          [](const auto &information) { return information.param; });
+
+// A picture that no line looks at any more would pass for ever.
+TEST(Stories, UseAllPictures) {
+    std::set<std::string> wanted;
+    for (const std::string &story : stories()) wanted.merge(expected_by(story));
+    std::set<std::string> there;
+    for (const auto &item : fs::recursive_directory_iterator(scenarios)) {
+        if (item.is_directory() || item.path().extension() == ".scenario") continue;
+        there.insert(fs::relative(item.path(), scenarios).string());
+    }
+    EXPECT_EQ(there, wanted);
+}
 
 TEST(Stories, AreAtLeastTen) { EXPECT_GE(stories().size(), 10u); }
