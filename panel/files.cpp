@@ -12,9 +12,9 @@ namespace panel {
 
 static Failure failure(const std::string &doing) { return Failure(doing + ": " + strerror(errno)); }
 
-std::string load_bytes(const std::string &path) {
+std::string load_bytes(const std::string &path, const std::string &kind) {
     FILE *file = fopen(path.c_str(), "rbe");
-    if (file == nullptr) throw failure("can't read " + path);
+    if (file == nullptr) throw failure("can't read " + kind + path);
     std::string bytes;
     char part[4096];
     for (size_t count; (count = fread(part, 1, sizeof part, file)) > 0;) bytes.append(part, count);
@@ -22,7 +22,7 @@ std::string load_bytes(const std::string &path) {
     const int reason = errno;
     fclose(file);
     errno = reason;
-    if (!read) throw failure("can't read " + path);
+    if (!read) throw failure("can't read " + kind + path);
     return bytes;
 }
 

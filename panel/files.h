@@ -5,8 +5,8 @@
 
 namespace panel {
 
-/// What the file holds.
-std::string load_bytes(const std::string &path);
+/// What the file holds; `kind` goes before its name in the message, as "the picture ".
+std::string load_bytes(const std::string &path, const std::string &kind = "");
 
 /// Writes a file whole or not at all: a full disk leaves the one before, a reader never sees half of it, and a link is
 /// replaced and not written through.

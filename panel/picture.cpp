@@ -119,7 +119,7 @@ Picture Picture::from_pbm(const std::string &text) {
 }
 
 Picture Picture::load_pbm(const std::string &path) {
-    const std::string text = load_bytes(path);
+    const std::string text = load_bytes(path, "the picture ");
     try {
         return from_pbm(text);
     } catch (const Failure &problem) {

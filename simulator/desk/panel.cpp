@@ -4,6 +4,7 @@
 #include <fstream>
 #include <iterator>
 
+#include "panel/files.h"
 #include "simulator/desk/error.h"
 
 namespace desk {

@@ -5,9 +5,11 @@
 #include <string>
 #include <vector>
 
-#include "simulator/desk/picture.h"
+#include "panel/picture.h"
 
 namespace desk {
+
+using panel::Picture;
 
 struct Geometry {
     int xres = 64;

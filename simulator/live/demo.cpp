@@ -9,11 +9,11 @@
 namespace display_sim {
 
 // The rows that matter, in a terminal as large as the caption leaves room for.
-static std::string drawn(const desk::Picture &picture, std::optional<panel::Style> style) {
+static std::string drawn(const panel::Picture &picture, std::optional<panel::Style> style) {
     const panel::Look look = panel::look_for(STDOUT_FILENO, style);
     panel::Place place = panel::place_of(STDOUT_FILENO);
     place.lines -= 4;
-    const desk::Picture upper = picture.part(0, 0, picture.width(), panel::rows_that_matter(picture));
+    const panel::Picture upper = picture.part(0, 0, picture.width(), panel::rows_that_matter(picture));
     std::string text;
     for (const std::string &line : panel::fitted(upper, look.style, place).lines) {
         text += panel::dressed(line, look) + "\n";
@@ -28,7 +28,7 @@ void play_demo(const LiveOptions &options, const std::string &scenario) {
     desk::Stage stage(stage_options);
     // The activity icon moves by itself.
     const auto seen = [&] { return desk::without_activity_icon(stage.picture(options.view)); };
-    desk::Picture before = seen();
+    panel::Picture before = seen();
     std::string caption;
     int number = 0;
     for (size_t i = 0; i < lines.size(); i++) {

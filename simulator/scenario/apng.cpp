@@ -23,14 +23,14 @@ static std::string compressed(const std::string &bytes) {
     return stream;
 }
 
-std::string to_png(const Picture &picture, int scale) { return panel::to_png(picture, scale, compressed); }
+std::string to_png(const panel::Picture &picture, int scale) { return panel::to_png(picture, scale, compressed); }
 
 /* ---- moving ---- */
 
 // The rectangle in which two pictures of one size differ; one pixel when they don't, because a frame can't be
 // empty.
-static void changed_part(const Picture &before, const Picture &now, int &x, int &y, Picture &part) {
-    const Picture difference = now.difference(before);
+static void changed_part(const panel::Picture &before, const panel::Picture &now, int &x, int &y, panel::Picture &part) {
+    const panel::Picture difference = now.difference(before);
     int right = 0;
     int bottom = 0;
     x = now.width() - 1;
@@ -47,7 +47,7 @@ static void changed_part(const Picture &before, const Picture &now, int &x, int 
     part = now.part(x, y, std::max(1, right - x + 1), std::max(1, bottom - y + 1));
 }
 
-void AnimatedPng::add(const Picture &picture, int64_t shown_before_ms) {
+void AnimatedPng::add(const panel::Picture &picture, int64_t shown_before_ms) {
     Frame frame;
     if (frames_.empty()) {
         frame.changed = picture;
@@ -60,7 +60,7 @@ void AnimatedPng::add(const Picture &picture, int64_t shown_before_ms) {
 }
 
 // Where a frame goes and how long it stays; it is drawn over what is there.
-static std::string frame_control(uint32_t sequence, const Picture &part, int x, int y, int scale,
+static std::string frame_control(uint32_t sequence, const panel::Picture &part, int x, int y, int scale,
                                  int64_t shown_ms) {
     std::string content = panel::big_endian(sequence);
     for (int value : {part.width(), part.height(), x, y}) {

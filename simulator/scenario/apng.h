@@ -6,12 +6,12 @@
 #include <string>
 #include <vector>
 
-#include "simulator/desk/picture.h"
+#include "panel/picture.h"
 
 namespace desk {
 
 // The bytes of a PNG file, 1-bit greyscale, lit pixels white, each pixel `scale` by `scale`.
-std::string to_png(const Picture &picture, int scale = 1);
+std::string to_png(const panel::Picture &picture, int scale = 1);
 
 // Frames are added one by one, all of one size; each stores only the rectangle that changed.
 class AnimatedPng {
@@ -19,7 +19,7 @@ public:
     explicit AnimatedPng(int scale) : scale_(scale) {}
 
     // `picture` follows. The one before was shown for `shown_before_ms`.
-    void add(const Picture &picture, int64_t shown_before_ms);
+    void add(const panel::Picture &picture, int64_t shown_before_ms);
     size_t frames() const { return frames_.size(); }
 
     // The whole file; the last frame is shown for `last_ms`. There must be a frame.
@@ -29,12 +29,12 @@ private:
     struct Frame {
         int x = 0;
         int y = 0;
-        Picture changed;
+        panel::Picture changed;
         int64_t shown_ms = 0;
     };
 
     int scale_;
-    Picture latest_;
+    panel::Picture latest_;
     std::vector<Frame> frames_;
 };
 

@@ -4,6 +4,8 @@
 #include <fstream>
 #include <sstream>
 
+#include "panel/files.h"
+
 namespace desk {
 
 std::vector<ExpectedFile> expected_files(const Action &action) {
@@ -29,7 +31,7 @@ static std::vector<std::string> head_comments(std::istream &pbm) {
 }
 
 std::string picture_comment(const std::string &path) {
-    std::istringstream any_picture(Picture(1, 1).to_pbm());
+    std::istringstream any_picture(panel::Picture(1, 1).to_pbm());
     const std::vector<std::string> of_every_picture = head_comments(any_picture);
     std::ifstream file(path);
     std::string comment;
@@ -41,13 +43,13 @@ std::string picture_comment(const std::string &path) {
     return comment;
 }
 
-void save_expected(const std::string &path, const Picture &picture, const std::string &comment) {
+void save_expected(const std::string &path, const panel::Picture &picture, const std::string &comment) {
     std::istringstream lines(comment);
     std::string comments;
     for (std::string line; std::getline(lines, line);) comments += "# " + line + "\n";
     std::string text = picture.to_pbm();
     text.insert(text.find('\n') + 1, comments);
-    save_bytes(path, text);
+    panel::save_bytes(path, text);
 }
 
 } // namespace desk

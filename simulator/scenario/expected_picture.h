@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "simulator/desk/picture.h"
+#include "panel/picture.h"
 #include "simulator/scenario/scenario.h"
 #include "simulator/scenario/stage.h"
 
@@ -22,6 +22,6 @@ std::vector<ExpectedFile> expected_files(const Action &action);
 // line ends. One sentence of what the eye should see. "" for a file that is not there.
 std::string picture_comment(const std::string &path);
 // Writes the picture with that comment, whole or not at all. Throws Error.
-void save_expected(const std::string &path, const Picture &picture, const std::string &comment);
+void save_expected(const std::string &path, const panel::Picture &picture, const std::string &comment);
 
 } // namespace desk

@@ -6,6 +6,7 @@
 #include <fstream>
 #include <map>
 
+#include "panel/files.h"
 #include "simulator/desk/error.h"
 #include "simulator/scenario/apng.h"
 #include "simulator/scenario/expected_picture.h"
@@ -39,8 +40,8 @@ struct Row {
     std::string how;
     std::string name; // of the picture, without folder and ending
     std::string eye;
-    Picture device;
-    Picture layout;
+    panel::Picture device;
+    panel::Picture layout;
 };
 
 struct Section {
@@ -72,7 +73,7 @@ static Section load_section(const fs::path &folder, const std::string &scenario)
         const std::string device = (folder / files[0].name).string();
         const std::string layout = (folder / files[1].name).string();
         section.rows.push_back({note, fs::path(line.action.text).filename().string(), picture_comment(layout),
-                                Picture::load_pbm(device), Picture::load_pbm(layout)});
+                                panel::Picture::load_pbm(device), panel::Picture::load_pbm(layout)});
         note.clear();
     }
     return section;
@@ -90,7 +91,7 @@ static std::string as_cell(const std::string &text) {
     return cell;
 }
 
-static std::string image(View view, const std::string &name, const Picture &picture) {
+static std::string image(View view, const std::string &name, const panel::Picture &picture) {
     return std::string("<img src=\"") + name_of(view) + "/" + name + ".png\" width=\"" +
            std::to_string(picture.width() * 2) + "\" alt=\"" + name + "\">";
 }
@@ -141,11 +142,11 @@ void make_gallery(const std::string &scenarios, const std::string &out) {
         fs::create_directories(folder);
         remove_others(folder, pictures);
         for (const auto &[name, row] : pictures) {
-            const Picture &picture = view == View::device ? row->device : row->layout;
-            save_bytes((folder / (name + ".png")).string(), to_png(picture, gallery_scale));
+            const panel::Picture &picture = view == View::device ? row->device : row->layout;
+            panel::save_bytes((folder / (name + ".png")).string(), to_png(picture, gallery_scale));
         }
     }
-    save_bytes(out + "/README.md", page);
+    panel::save_bytes(out + "/README.md", page);
     std::printf("%s: %zu pictures in two registrations and README.md\n", out.c_str(), pictures.size());
 }
 

@@ -10,6 +10,7 @@
 #include <map>
 #include <optional>
 
+#include "panel/files.h"
 #include "simulator/scenario/expected_picture.h"
 #include "simulator/scenario/play_film.h"
 
@@ -31,7 +32,7 @@ static const char *const usage =
 // A file that an "expect" names, as it was before anything was written.
 struct Expected {
     fs::path path;
-    std::optional<Picture> picture;
+    std::optional<panel::Picture> picture;
     std::string problem; // why there is none
 };
 
@@ -42,7 +43,7 @@ struct Run {
     Stage &stage;
     Film &film;
     std::map<std::string, Expected> expected; // by their names in the scenario
-    std::map<std::string, Picture> updated{};
+    std::map<std::string, panel::Picture> updated{};
     std::string note{}; // the last one
     int pictures = 0;
     int failures = 0;
@@ -60,9 +61,9 @@ static void complain(Run &run, const ScenarioLine &line, const std::string &prob
     say(run, line, problem);
 }
 
-static void save_picture(const Picture &picture, const std::string &path_without_ending) {
+static void save_picture(const panel::Picture &picture, const std::string &path_without_ending) {
     picture.save_pbm(path_without_ending + ".pbm");
-    save_bytes(path_without_ending + ".png", to_png(picture, picture_scale));
+    panel::save_bytes(path_without_ending + ".png", to_png(picture, picture_scale));
 }
 
 static void take_picture(Run &run, const std::string &name) {
@@ -86,7 +87,7 @@ static std::map<std::string, Expected> load_expected(const PlayOptions &options,
             Expected &expected = all[file.name];
             expected.path = expected_path(options, file);
             try {
-                if (fs::exists(expected.path)) expected.picture = Picture::load_pbm(expected.path.string());
+                if (fs::exists(expected.path)) expected.picture = panel::Picture::load_pbm(expected.path.string());
             } catch (const Error &problem) {
                 expected.problem = problem.what();
             }
@@ -97,7 +98,7 @@ static std::map<std::string, Expected> load_expected(const PlayOptions &options,
 
 // A link stays one: what it leads to is written. What the file says to people stays too; a new one says what the note
 // says.
-static void update_expected(Run &run, const ScenarioLine &line, const std::string &name, const Picture &actual) {
+static void update_expected(Run &run, const ScenarioLine &line, const std::string &name, const panel::Picture &actual) {
     const Expected &expected = run.expected.at(name);
     const auto [written, first] = run.updated.emplace(name, actual);
     if (!first) {
@@ -111,7 +112,7 @@ static void update_expected(Run &run, const ScenarioLine &line, const std::strin
     std::printf("            wrote %s\n", expected.path.c_str());
 }
 
-static void compare(Run &run, const ScenarioLine &line, const Expected &expected, const Picture &actual) {
+static void compare(Run &run, const ScenarioLine &line, const Expected &expected, const panel::Picture &actual) {
     const std::string file = expected.path.string();
     const std::string left_behind = run.options.out + "/" + expected.path.stem().string();
     if (!expected.picture) {
@@ -130,7 +131,7 @@ static void compare(Run &run, const ScenarioLine &line, const Expected &expected
 
 static void expect(Run &run, const ScenarioLine &line) {
     for (const ExpectedFile &file : expected_files(line.action)) {
-        const Picture actual = run.stage.picture(file.view);
+        const panel::Picture actual = run.stage.picture(file.view);
         if (run.options.update) {
             update_expected(run, line, file.name, actual);
         } else {

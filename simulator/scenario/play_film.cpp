@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <sstream>
 
+#include "panel/files.h"
 #include "simulator/scenario/stage_text.h"
 
 namespace desk {
@@ -24,7 +25,7 @@ static constexpr int device_width = 64;
 static constexpr int device_height = 128;
 static constexpr int device_x = margin + layout_width + 2 * margin;
 
-static void draw_frame(Picture &canvas, int x, int y, int width, int height) {
+static void draw_frame(panel::Picture &canvas, int x, int y, int width, int height) {
     for (int i = x - 3; i < x + width + 3; i++) {
         canvas.set(i, y - 3, true);
         canvas.set(i, y + height + 2, true);
@@ -50,8 +51,8 @@ static std::vector<std::string> wrapped(const std::string &text) {
     return lines;
 }
 
-Picture side_by_side(const Picture &layout, const Picture &device, const std::string &caption) {
-    Picture canvas(device_x + device_width + margin, device_height + 2 * margin);
+panel::Picture side_by_side(const panel::Picture &layout, const panel::Picture &device, const std::string &caption) {
+    panel::Picture canvas(device_x + device_width + margin, device_height + 2 * margin);
     draw_frame(canvas, margin, margin, layout_width, layout_height);
     draw_frame(canvas, device_x, margin, device_width, device_height);
     copy_lit(layout, canvas, margin, margin);
@@ -94,6 +95,6 @@ void Film::set_caption(const std::string &text) {
     shoot();
 }
 
-void Film::save(const std::string &path) const { save_bytes(path, pictures_.bytes(last_frame_ms)); }
+void Film::save(const std::string &path) const { panel::save_bytes(path, pictures_.bytes(last_frame_ms)); }
 
 } // namespace desk

@@ -37,6 +37,6 @@ private:
 };
 
 // The two panels and the caption as one picture.
-Picture side_by_side(const Picture &layout, const Picture &device, const std::string &caption);
+panel::Picture side_by_side(const panel::Picture &layout, const panel::Picture &device, const std::string &caption);
 
 } // namespace desk

@@ -8,7 +8,7 @@
 namespace desk {
 
 // A glyph's rows follow one another without padding, most significant bit first.
-static void draw_glyph(Picture &picture, const lv_font_glyph_dsc_t &glyph, const uint8_t *bitmap, int x) {
+static void draw_glyph(panel::Picture &picture, const lv_font_glyph_dsc_t &glyph, const uint8_t *bitmap, int x) {
     const int top = font_16.line_height - font_16.base_line - glyph.box_h - glyph.ofs_y;
     for (int row = 0; row < glyph.box_h; row++) {
         for (int column = 0; column < glyph.box_w; column++) {
@@ -20,8 +20,8 @@ static void draw_glyph(Picture &picture, const lv_font_glyph_dsc_t &glyph, const
     }
 }
 
-Picture text_picture(const std::string &text) {
-    Picture wide(static_cast<int>(text.size()) * text_height + 1, text_height);
+panel::Picture text_picture(const std::string &text) {
+    panel::Picture wide(static_cast<int>(text.size()) * text_height + 1, text_height);
     int x = 0;
     for (char character : text) {
         const auto letter = static_cast<uint32_t>(static_cast<unsigned char>(character));
@@ -35,7 +35,7 @@ Picture text_picture(const std::string &text) {
 }
 
 // The smallest part that holds all lit pixels.
-static Picture lit_part(const Picture &picture) {
+static panel::Picture lit_part(const panel::Picture &picture) {
     int left = picture.width();
     int right = -1;
     int top = picture.height();
@@ -53,11 +53,11 @@ static Picture lit_part(const Picture &picture) {
     return picture.part(left, top, right - left + 1, bottom - top + 1);
 }
 
-bool shows_exactly(const Picture &picture, const std::string &text) {
+bool shows_exactly(const panel::Picture &picture, const std::string &text) {
     return lit_part(picture) == lit_part(text_picture(text));
 }
 
-void copy_lit(const Picture &from, Picture &to, int x, int y) {
+void copy_lit(const panel::Picture &from, panel::Picture &to, int x, int y) {
     for (int row = 0; row < from.height(); row++) {
         for (int column = 0; column < from.width(); column++) {
             if (from.at(column, row)) to.set(x + column, y + row, true);

@@ -135,7 +135,7 @@ TEST_F(BusSetup, BusLost) {
     ASSERT_TRUE(desk().alive());
     EXPECT_EQ(log_size(), lines);
     EXPECT_EQ(shown_view(desk()), "usb");
-    const desk::Picture before = desk().picture();
+    const panel::Picture before = desk().picture();
     box().set_supply_volts(13.7);
     box().set_firmware_type("FT_MAINAPP_J2534");
     desk().advance(1000);

@@ -272,7 +272,7 @@ TEST_F(Connectivity, FirmwareBoxOutlivesClearing) {
     command("clear_msg");
     desk().send_and_settle("cd_update", {1000, "TYPE"}, 20);
     box().clear_calls();
-    const desk::Picture before = desk().picture();
+    const panel::Picture before = desk().picture();
     desk().send_and_settle("Error_Code", {"CWIFI"}, 20);
     EXPECT_EQ(desk().picture(), before);
     EXPECT_TRUE(box().calls().empty());

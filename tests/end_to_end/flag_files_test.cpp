@@ -167,7 +167,7 @@ TEST_F(FlagFiles, PassthruStaysUpUntilAnotherModeComes) {
 TEST_F(FlagFiles, AlternativeActivityIcon) {
     start();
     run_until(250);
-    const desk::Picture normal = desk().picture();
+    const panel::Picture normal = desk().picture();
     box().set_alternative_icon(true);
     run_until(360);
     EXPECT_EQ(desk().picture(), golden(true, "edges/activity_alternative_frame_1")) << "within 100 ms";
@@ -182,18 +182,18 @@ TEST_F(FlagFiles, ActivityIconCycle) {
     start();
     const auto icon = [&] { return desk().picture().part(109, 48, 16, 18); };
     run_until(150);
-    const desk::Picture frame_1 = icon();
+    const panel::Picture frame_1 = icon();
     run_until(1650);
-    const desk::Picture frame_2 = icon();
+    const panel::Picture frame_2 = icon();
     run_until(3150);
-    const desk::Picture frame_3 = icon();
+    const panel::Picture frame_3 = icon();
     EXPECT_NE(frame_1, frame_2);
     EXPECT_NE(frame_2, frame_3);
     EXPECT_NE(frame_1, frame_3);
     for (int step = 32; step <= 136; step++) {
         run_until(step * 100 + 50);
         const int s = step % 60;
-        const desk::Picture &wanted = s <= 15 ? frame_1 : s > 30 && s <= 45 ? frame_3 : frame_2;
+        const panel::Picture &wanted = s <= 15 ? frame_1 : s > 30 && s <= 45 ? frame_3 : frame_2;
         EXPECT_EQ(icon(), wanted) << "step " << step;
     }
 }
@@ -202,7 +202,7 @@ TEST_F(FlagFiles, StepThatKeepsItsFrameIgnoresTheFile) {
     start();
     run_until(1450);
     box().set_alternative_icon(true);
-    const desk::Picture before = desk().picture();
+    const panel::Picture before = desk().picture();
     run_until(1550);
     EXPECT_EQ(desk().picture().part(105, 48, 23, 18), before.part(105, 48, 23, 18)) << "step 15";
     run_until(1650);

@@ -59,7 +59,7 @@ TEST_F(Framebuffer, OtherSizesAreReported) {
 TEST_F(Framebuffer, EightBitsHoldOnePixelAByte) {
     start_on({64, 128, 8, 0, 0, 0});
     run_until(50);
-    const desk::Picture wanted = golden(false, "start/start_screen");
+    const panel::Picture wanted = golden(false, "start/start_screen");
     const std::vector<unsigned char> content = bytes();
     for (int y = 0; y < 128; y++) {
         for (int x = 0; x < 64; x++) {
@@ -72,7 +72,7 @@ TEST_F(Framebuffer, EightBitsHoldOnePixelAByte) {
 TEST_F(Framebuffer, SixteenBitsAreCopiedAsBlocks) {
     start_on({64, 128, 16, 0, 0, 0});
     run_until(50);
-    const desk::Picture wanted = golden(false, "start/start_screen");
+    const panel::Picture wanted = golden(false, "start/start_screen");
     const std::vector<unsigned char> content = bytes();
     for (int y = 0; y < 128; y++) {
         for (int x = 0; x < 64; x++) {
@@ -85,7 +85,7 @@ TEST_F(Framebuffer, SixteenBitsAreCopiedAsBlocks) {
 // The same with four of them. A line of 24 bits a pixel is shorter than such a block, so the next row goes
 // over its end, and of the last row's block there is as much as fits in. Of 50 rows the last one is a rule.
 TEST_F(Framebuffer, ThirtyTwoAndTwentyFourBitsAreCopiedAsBlocksOfFour) {
-    const desk::Picture wanted = golden(false, "start/start_screen");
+    const panel::Picture wanted = golden(false, "start/start_screen");
     ASSERT_GT(wanted.part(0, 49, 64, 1).count_lit(), 0);
     for (const auto &[depth, rows] : {std::pair{32, 128}, std::pair{24, 128}, std::pair{24, 50}}) {
         start_on({64, rows, depth, 0, 0, 0});
@@ -106,7 +106,7 @@ TEST_F(Framebuffer, ThirtyTwoAndTwentyFourBitsAreCopiedAsBlocksOfFour) {
 TEST_F(Framebuffer, LinesOfBrokenPixels) {
     start_on({65, 128, 24, 195, 0, 0});
     run_until(50);
-    const desk::Picture wanted = golden(false, "start/start_screen");
+    const panel::Picture wanted = golden(false, "start/start_screen");
     const std::vector<unsigned char> content = bytes();
     for (int y = 0; y < 128; y++) {
         for (int x = 0; x < 64; x++) {
@@ -139,7 +139,7 @@ TEST_F(Framebuffer, LargerPanelStaysDarkBeside) {
 TEST_F(Framebuffer, OffsetsMoveThePicture) {
     start_on({64, 128, 1, 16, 3, 2});
     run_until(50);
-    const desk::Picture wanted = golden(false, "start/start_screen");
+    const panel::Picture wanted = golden(false, "start/start_screen");
     const std::vector<unsigned char> content = bytes();
     for (int y = 0; y < 128; y++) {
         for (int x = 0; x < 64; x++) {
@@ -162,7 +162,7 @@ TEST_F(Framebuffer, NeighboursInAByteStayUntouched) {
     start_on({200, 150, 1, 0, 0, 0}, true);
     desk().panel().fill(0xff);
     run_until(2600);
-    const desk::Picture picture = desk().picture();
+    const panel::Picture picture = desk().picture();
     for (int y = 0; y < 150; y++) {
         for (int x = 0; x < 200; x++) {
             if (x < 128 && y < 66) continue;
@@ -222,7 +222,7 @@ TEST_F(Framebuffer, ClockWrapIsOneIrregularStep) {
     prepare(options);
     start();
     run_until(4900);
-    const desk::Picture before = desk().picture();
+    const panel::Picture before = desk().picture();
     run_until(5100);
     EXPECT_EQ(desk().picture().part(0, 0, 105, 66), before.part(0, 0, 105, 66));
     command("chan_usb");

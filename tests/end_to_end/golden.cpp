@@ -7,7 +7,7 @@
 
 namespace end_to_end {
 
-using desk::Picture;
+using panel::Picture;
 
 Picture golden(bool layout, const std::string &name) {
     const std::string path = TEST_SOURCE_DIR "/simulator/scenarios/" + name + (layout ? "-layout.pbm" : "-device.pbm");

@@ -11,7 +11,7 @@
 namespace end_to_end {
 
 // The picture `name` of this panel, such as "start/icon_row"; a dark one and a failure when it is missing.
-desk::Picture golden(bool layout, const std::string &name);
+panel::Picture golden(bool layout, const std::string &name);
 
 // Reading the layout's panel back in words, with the golden pictures as the dictionary. "?" is a row that no
 // golden shows.

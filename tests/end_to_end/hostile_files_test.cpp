@@ -119,7 +119,7 @@ TEST_F(HostileFiles, ProductionScreenStartsOnThem) {
         command("clear_msg");
         run_until(4600);
         EXPECT_TRUE(desk().alive());
-        const desk::Picture fixed_rows = desk().picture().part(0, 26, 128, 40);
+        const panel::Picture fixed_rows = desk().picture().part(0, 26, 128, 40);
         EXPECT_EQ(fixed_rows, golden(true, "start/production").part(0, 26, 128, 40)) << "HW and FW rows";
     }
 }

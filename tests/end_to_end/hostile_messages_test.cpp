@@ -83,7 +83,7 @@ TEST_F(HostileMessages, EveryTypeAsFirstArgument) {
 }
 
 TEST_F(HostileMessages, EveryTypeAsErrorCode) {
-    const desk::Picture before = desk().picture();
+    const panel::Picture before = desk().picture();
     for (const Value &value : every_value()) {
         SCOPED_TRACE(value.name);
         if (value.is_string) continue;
@@ -232,7 +232,7 @@ TEST_F(HostileMessages, StationNamesCutInsideLetters) {
             box().set_ssid(std::string(filler, 'i') + letter + letter);
             desk().send_and_settle("chan_sta", {}, 2100);
             desk().send_and_settle("chan_sta", {}, 20);
-            const desk::Picture with_letters = desk().picture().part(0, 0, 128, 14);
+            const panel::Picture with_letters = desk().picture().part(0, 0, 128, 14);
             box().set_ssid(std::string(std::min<size_t>(filler, 11), 'i'));
             desk().send_and_settle("chan_sta", {}, 2100);
             desk().send_and_settle("chan_sta", {}, 20);

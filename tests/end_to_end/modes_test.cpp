@@ -103,9 +103,9 @@ TEST_F(Modes, NoWarrantyBeatsReady) {
 TEST_F(Modes, PowerDownShowsNoVoltage) {
     start();
     command("M4_ready");
-    const desk::Picture measured = desk().picture().part(0, 16, 73, 33);
+    const panel::Picture measured = desk().picture().part(0, 16, 73, 33);
     command("p_off");
-    const desk::Picture hidden = desk().picture().part(0, 16, 73, 33);
+    const panel::Picture hidden = desk().picture().part(0, 16, 73, 33);
     EXPECT_EQ(hidden, golden(true, "start/start_screen").part(0, 16, 73, 33)) << "-.-v";
     command("M4_J2534");
     EXPECT_EQ(desk().picture().part(0, 16, 73, 33), measured);

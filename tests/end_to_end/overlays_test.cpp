@@ -12,7 +12,7 @@ protected:
     // Lit pixels in the middle row of the firmware bar, 100 pixels wide with its two border pixels.
     int bar() { return desk().picture().part(13, 44, 100, 1).count_lit(); }
     // The firmware box's small text.
-    desk::Picture type_text() { return desk().picture().part(8, 26, 112, 10); }
+    panel::Picture type_text() { return desk().picture().part(8, 26, 112, 10); }
 
     void update(int32_t seconds, const std::string &type) {
         desk().send_and_settle("cd_update", {seconds, type}, 200);
@@ -55,7 +55,7 @@ TEST_F(Overlays, SecondUpdateRestartsTheBar) {
     update(10, "FIRST");
     desk().advance(20000);
     EXPECT_EQ(bar(), 100);
-    const desk::Picture first = type_text();
+    const panel::Picture first = type_text();
     update(60, "OTHER");
     EXPECT_EQ(bar(), 2);
     EXPECT_NE(type_text(), first);
@@ -129,7 +129,7 @@ TEST_F(Overlays, DoneAndErrorCloseTheFirmwareBox) {
 TEST_F(Overlays, ClearWithNothingUp) {
     start();
     run_until(2600);
-    const desk::Picture before = desk().picture();
+    const panel::Picture before = desk().picture();
     for (int i = 0; i < 3; i++) desk().send_and_settle("clear_msg", {}, 20);
     EXPECT_EQ(desk().picture(), before);
 }
@@ -148,7 +148,7 @@ TEST_F(Overlays, RowsLiveOnUnderTheBox) {
 TEST_F(Overlays, FirmwareOverErrorLeavesTheErrorBehind) {
     start();
     error_code("A12");
-    const desk::Picture error = desk().picture().part(8, 8, 92, 46);
+    const panel::Picture error = desk().picture().part(8, 8, 92, 46);
     update(10, "TYPE");
     EXPECT_NE(desk().picture().part(8, 8, 92, 46), error);
     command("clear_msg");
@@ -171,7 +171,7 @@ TEST_F(Overlays, CodesAreCutAt128Bytes) {
     start();
     // 7 bytes of heading, so 120 bytes of the code fit.
     error_code(std::string(60, '\n') + std::string(60, 'M'));
-    const desk::Picture cut = desk().picture();
+    const panel::Picture cut = desk().picture();
     desk().send_and_settle("clear_msg");
     error_code(std::string(60, '\n') + std::string(60, 'M') + "OVERFLOWING");
     EXPECT_EQ(desk().picture().part(8, 8, 92, 46), cut.part(8, 8, 92, 46));
@@ -183,7 +183,7 @@ TEST(Goldens, DeviceShowsTheLeftHalf) {
          {"start/start_screen", "start/icon_row", "views/view_vpn", "views/view_usb", "modes/mode_power_down",
           "modes/mode_rec_on", "start/production", "messages/overlay_reboot", "messages/overlay_error_short",
           "firmware/firmware_bar_half", "start/wifi_debug"}) {
-        const desk::Picture device = golden(false, name);
+        const panel::Picture device = golden(false, name);
         EXPECT_EQ(device.part(0, 0, 64, 66), golden(true, name).part(0, 0, 64, 66)) << name;
         EXPECT_EQ(device.part(0, 66, 64, 62).count_lit(), 0) << name << ": nothing lies below the layout";
     }

@@ -17,7 +17,7 @@ protected:
 INSTANTIATE_TEST_SUITE_P(, Pictures, ::testing::Bool(), panel_name);
 
 // What lies inside a box's frame; beside it the screen below lives on.
-static desk::Picture inside(const desk::Picture &picture) { return picture.part(8, 8, 92, 46); }
+static panel::Picture inside(const panel::Picture &picture) { return picture.part(8, 8, 92, 46); }
 
 TEST_P(Pictures, BarOfNoLengthStaysEmpty) {
     prepare_and_start();

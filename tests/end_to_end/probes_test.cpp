@@ -14,13 +14,13 @@ protected:
     int jack_calls() { return box().count_calls(jack_command); }
 
     // The measurement area, without the rules.
-    desk::Picture measurement() { return desk().picture().part(0, 15, 128, 34); }
-    desk::Picture golden_measurement(const std::string &name) {
+    panel::Picture measurement() { return desk().picture().part(0, 15, 128, 34); }
+    panel::Picture golden_measurement(const std::string &name) {
         return golden(true, name).part(0, 15, 128, 34);
     }
     // The source icon's place.
-    desk::Picture source() { return desk().picture().part(0, 50, 18, 16); }
-    desk::Picture golden_source(const std::string &name) { return golden(true, name).part(0, 50, 18, 16); }
+    panel::Picture source() { return desk().picture().part(0, 50, 18, 16); }
+    panel::Picture golden_source(const std::string &name) { return golden(true, name).part(0, 50, 18, 16); }
 
     void show_from_jack(const std::vector<std::string> &replies) {
         box().remove_converter();
@@ -142,7 +142,7 @@ TEST_F(Probes, WholeVoltsHideForAsLongAsTheyLast) {
     box().set_supply_volts(12.4);
     start();
     run_until(600);
-    const desk::Picture shown = measurement();
+    const panel::Picture shown = measurement();
     box().set_supply_volts(12.0);
     for (int64_t moment : {1100, 1600, 2100}) {
         run_until(moment);

@@ -18,7 +18,7 @@ protected:
     int64_t drawn_again(unsigned char paint, int64_t ms, int x, int width) {
         desk().panel().fill(paint);
         desk().advance(ms);
-        const desk::Picture now = desk().picture().part(x, 0, width, 66);
+        const panel::Picture now = desk().picture().part(x, 0, width, 66);
         return paint == 0 ? now.count_lit() : now.width() * now.height() - now.count_lit();
     }
 };

@@ -12,8 +12,9 @@
 #include <syslog.h>
 #include <unistd.h>
 
+#include "panel/files.h"
 #include "simulator/desk/log_socket.h"
-#include "simulator/desk/picture.h"
+#include "panel/picture.h"
 #include "simulator/desk/process.h"
 
 #include "support.h"
@@ -219,15 +220,15 @@ TEST(LogSocket, ReplacesAStaleOneAndRemovesIt) {
 /* ---- pictures as files ---- */
 
 TEST(Picture, IsReadFromWhatIsOneAndFromNothingElse) {
-    const desk::Picture picture = desk::Picture::from_pbm("P1 # a comment with 0 1\n3\n2\n# 0 0 0\n10 1\n0 01\n");
+    const panel::Picture picture = panel::Picture::from_pbm("P1 # a comment with 0 1\n3\n2\n# 0 0 0\n10 1\n0 01\n");
     ASSERT_EQ(picture.width(), 3);
     ASSERT_EQ(picture.height(), 2);
     EXPECT_EQ(picture.count_lit(), 3);
     EXPECT_TRUE(picture.at(0, 0) && picture.at(2, 0) && picture.at(2, 1));
-    EXPECT_EQ(desk::Picture::from_pbm(picture.to_pbm()), picture);
+    EXPECT_EQ(panel::Picture::from_pbm(picture.to_pbm()), picture);
     for (const char *text : {"", "P1", "P4 1 1 1", "P1 0 1", "P1 2 -1 00", "P1 2 1 1", "P1 2 1 12", "P1 2 1 1x",
                              "P1 2000000000 2000000000 1", "P1 99999999999 1 1", "P1 a b 1"}) {
-        EXPECT_THROW(desk::Picture::from_pbm(text), desk::Error) << text;
+        EXPECT_THROW(panel::Picture::from_pbm(text), desk::Error) << text;
     }
 }
 
@@ -236,11 +237,11 @@ TEST(SaveBytes, WritesAFileWholeOrNotAtAll) {
     const std::string path = folder.write("a", "before");
     const std::string other = folder.path() + "/b";
     ASSERT_EQ(link(path.c_str(), other.c_str()), 0);
-    desk::save_bytes(path, std::string("new\0\n", 5));
+    panel::save_bytes(path, std::string("new\0\n", 5));
     EXPECT_EQ(folder.read("a"), std::string("new\0\n", 5));
     EXPECT_EQ(folder.read("b"), "before") << "not written in place";
-    EXPECT_THROW(desk::save_bytes(folder.path() + "/none/a", "x"), desk::Error);
+    EXPECT_THROW(panel::save_bytes(folder.path() + "/none/a", "x"), desk::Error);
     folder.write("folder/c", "");
-    EXPECT_THROW(desk::save_bytes(folder.path() + "/folder", "x"), desk::Error);
+    EXPECT_THROW(panel::save_bytes(folder.path() + "/folder", "x"), desk::Error);
     EXPECT_EQ(folder.names(), (std::vector<std::string>{"a", "b", "folder/c"})) << "nothing half-done is left";
 }

@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "simulator/scenario/gallery.h"
-#include "simulator/desk/picture.h"
+#include "panel/picture.h"
 #include "client/vocabulary.h"
 
 #include "png_reader.h"
@@ -45,7 +45,7 @@ TEST(Gallery, ShowsEveryPictureAsItIs) {
             const std::string shown = stem.substr(dash + 1) + "/" + stem.substr(0, dash) + ".png";
             const Png png = read_png(read_file(gallery + "/" + shown));
             ASSERT_EQ(png.problem, "") << shown;
-            EXPECT_EQ(reduced(png.frames[0].shown, 4), desk::Picture::load_pbm(item.path().string())) << shown;
+            EXPECT_EQ(reduced(png.frames[0].shown, 4), panel::Picture::load_pbm(item.path().string())) << shown;
             EXPECT_TRUE(contains(page, "src=\"" + shown + "\"")) << shown;
             pictures++;
         }

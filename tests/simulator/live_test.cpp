@@ -7,7 +7,7 @@
 #include <poll.h>
 
 #include "panel/drawing.h"
-#include "simulator/desk/picture.h"
+#include "panel/picture.h"
 
 #include "support.h"
 #include "support/terminal.h"
@@ -42,15 +42,15 @@ static void expect_nothing_left(Simulator &terminal, const termios &before) {
 }
 
 // The panel of that view as a scenario plays it, some seconds after these lines.
-static desk::Picture played(const std::string &lines, const std::string &view) {
+static panel::Picture played(const std::string &lines, const std::string &view) {
     const Folder folder;
     const std::string story = folder.write("story.scenario", lines + "wait 2500ms\npicture a\n");
     EXPECT_EQ(display_sim({"play", story, "--out", folder.path()}).status, 0);
-    return desk::Picture::from_pbm(folder.read("a-" + view + ".pbm"));
+    return panel::Picture::from_pbm(folder.read("a-" + view + ".pbm"));
 }
 
 // Pixel rows as the terminal draws them; by default those of the connectivity row.
-static std::vector<std::string> drawn_rows(const desk::Picture &panel, int from = 0, int count = 16,
+static std::vector<std::string> drawn_rows(const panel::Picture &panel, int from = 0, int count = 16,
                                            panel::Style style = panel::Style::half_blocks) {
     return panel::fitted(panel.part(0, from, panel.width(), count), style, panel::UNLIMITED).lines;
 }
@@ -69,7 +69,7 @@ static int paste(const std::string &line) { return std::system(("PATH=/usr/bin:/
 static std::string settings_in(const std::string &line) { return line.substr(0, line.find("; ") + 2); }
 
 TEST(Live, ShowsThePageAndALineThatSends) {
-    const desk::Picture panel = played("send chan_bt\n", "device");
+    const panel::Picture panel = played("send chan_bt\n", "device");
     Simulator terminal({});
     const termios before = terminal.settings_before();
     ASSERT_TRUE(terminal.shows(legend_end)) << terminal.screen().text();
@@ -99,7 +99,7 @@ TEST(Live, TheManualsLinesWorkInATerminalWithThatLine) {
 }
 
 TEST(Live, KeySendsACommandAndThePanelFollows) {
-    const desk::Picture panel = played("send chan_bt\n", "device");
+    const panel::Picture panel = played("send chan_bt\n", "device");
     Simulator terminal({"--no-page"});
     ASSERT_TRUE(terminal.shows(legend_end));
     EXPECT_FALSE(terminal.screen().shows("The page:"));
@@ -112,7 +112,7 @@ TEST(Live, KeySendsACommandAndThePanelFollows) {
 }
 
 TEST(Live, LayoutFollowsAKeyToo) {
-    const desk::Picture panel = played("send chan_usb\n", "layout");
+    const panel::Picture panel = played("send chan_usb\n", "layout");
     Simulator terminal({"--layout", "--no-page"});
     ASSERT_TRUE(terminal.shows(legend_end));
     terminal.type("u");
@@ -120,7 +120,7 @@ TEST(Live, LayoutFollowsAKeyToo) {
 }
 
 TEST(Live, CommandWithArgumentsArrives) {
-    const desk::Picture panel = played("send Error_Code E12\n", "device");
+    const panel::Picture panel = played("send Error_Code E12\n", "device");
     Simulator terminal({"--no-page", "--speed", "10"});
     ASSERT_TRUE(terminal.shows(legend_end));
     EXPECT_FALSE(terminal.screen().shows_rows(drawn_rows(panel, 16, 34)));
@@ -149,7 +149,7 @@ TEST(Live, QuestionMarkListsAllKeys) {
 
 // What matters stays in view at any size: all of the panel if there is room, no line too many.
 TEST(Live, FitsIntoEachTerminal) {
-    const desk::Picture panel = played("", "device");
+    const panel::Picture panel = played("", "device");
     const struct {
         int rows;
         int columns;
@@ -180,7 +180,7 @@ TEST(Live, FitsIntoEachTerminal) {
 }
 
 TEST(Live, ANewSizeIsNoticed) {
-    const desk::Picture panel = played("", "device");
+    const panel::Picture panel = played("", "device");
     Simulator terminal({"--no-page"}, {60, 200});
     ASSERT_TRUE(terminal.shows_rows(drawn_rows(panel, 0, 48)));
     ASSERT_TRUE(terminal.shows(legend_end));
@@ -192,7 +192,7 @@ TEST(Live, ANewSizeIsNoticed) {
 }
 
 TEST(Live, IsDrawnInTheStyleAskedFor) {
-    const desk::Picture panel = played("", "layout");
+    const panel::Picture panel = played("", "layout");
     const std::pair<const char *, panel::Style> styles[] = {{"--blocks", panel::Style::half_blocks},
                                                             {"--braille", panel::Style::braille},
                                                             {"--ascii", panel::Style::ascii}};
@@ -228,7 +228,7 @@ TEST(Live, NothingIsDrawnAgainThatStandsThere) {
 
 // At speed 0 the panel waits for a person.
 TEST(Live, KeysDriveTheTime) {
-    const desk::Picture panel = played("send chan_bt\n", "device");
+    const panel::Picture panel = played("send chan_bt\n", "device");
     Simulator terminal({"--no-page", "--speed", "0"});
     ASSERT_TRUE(terminal.shows(legend_end));
     ASSERT_TRUE(terminal.shows("Stands still at 0.000 s"));
@@ -356,7 +356,7 @@ TEST(Live, EachWayOutRestoresTheTerminal) {
 }
 
 TEST(Live, CtrlZGivesTheTerminalBackUntilItGoesOn) {
-    const desk::Picture panel = played("", "device");
+    const panel::Picture panel = played("", "device");
     Simulator terminal({}, {60, 150, {}, true});
     const termios before = terminal.settings_before();
     for (int round = 0; round < 2; round++) {
@@ -429,7 +429,7 @@ TEST(Live, PageAloneLeavesTheTerminalAlone) {
 
 // A line that wraps would show as a row that is full to the end and goes on in the next.
 TEST(DemoInTerminal, LayoutFitsIntoTheColumns) {
-    const desk::Picture panel = played("", "layout");
+    const panel::Picture panel = played("", "layout");
     const std::pair<int, panel::Style> cases[] = {{80, panel::Style::braille}, {140, panel::Style::half_blocks}};
     for (const auto &[columns, style] : cases) {
         Simulator terminal({"--demo", "--layout"}, {600, columns});

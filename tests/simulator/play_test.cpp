@@ -6,7 +6,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "simulator/desk/picture.h"
+#include "panel/picture.h"
 #include "simulator/scenario/play_film.h"
 #include "simulator/scenario/stage_text.h"
 
@@ -24,15 +24,15 @@ static Outcome play(const Folder &folder, const std::string &lines, std::vector<
 }
 
 // What no panel shows.
-static std::string wrong_picture() { return desk::Picture(64, 128).to_pbm(); }
+static std::string wrong_picture() { return panel::Picture(64, 128).to_pbm(); }
 
 TEST(Play, WritesPicturesOfBothPanels) {
     const Folder folder;
     const Outcome outcome = play(folder, "send chan_bt\nwait 2500ms\npicture phone\n");
     EXPECT_EQ(outcome.status, 0) << outcome.errors;
     EXPECT_EQ(outcome.errors, "");
-    const auto device = desk::Picture::from_pbm(folder.read("out/phone-device.pbm"));
-    const auto layout = desk::Picture::from_pbm(folder.read("out/phone-layout.pbm"));
+    const auto device = panel::Picture::from_pbm(folder.read("out/phone-device.pbm"));
+    const auto layout = panel::Picture::from_pbm(folder.read("out/phone-layout.pbm"));
     EXPECT_EQ(device.width(), 64);
     EXPECT_EQ(device.height(), 128);
     EXPECT_EQ(layout.width(), 128);
@@ -47,8 +47,8 @@ TEST(Play, WritesPicturesOfBothPanels) {
 TEST(Play, ShowsTheSameViewAsTheGoldenPanel) {
     const Folder folder;
     EXPECT_EQ(play(folder, "send chan_usb\nwait 2500ms\npicture usb\n").status, 0);
-    const auto shown = desk::Picture::from_pbm(folder.read("out/usb-device.pbm"));
-    const auto golden = desk::Picture::load_pbm(TEST_SOURCE_DIR "/simulator/scenarios/views/view_usb-device.pbm");
+    const auto shown = panel::Picture::from_pbm(folder.read("out/usb-device.pbm"));
+    const auto golden = panel::Picture::load_pbm(TEST_SOURCE_DIR "/simulator/scenarios/views/view_usb-device.pbm");
     EXPECT_EQ(shown, golden);
 }
 
@@ -94,8 +94,8 @@ TEST(Play, MakesAFilmOfWhatChanged) {
     }
     EXPECT_LT(bytes.size(), 20000u);
     // The last frame shows both panels whole.
-    const desk::Picture end = reduced(film.frames.back().shown, 4);
-    const auto device = desk::Picture::from_pbm(folder.read("out/end-device.pbm"));
+    const panel::Picture end = reduced(film.frames.back().shown, 4);
+    const auto device = panel::Picture::from_pbm(folder.read("out/end-device.pbm"));
     bool found = false;
     for (int x = 0; x < end.width() && !found; x++) {
         for (int y = 0; y < 20 && !found; y++) found = end.part(x, y, 64, 128) == device;
@@ -112,8 +112,8 @@ static Png saved(const Folder &folder, const desk::Film &film) {
 
 TEST(Film, ShowsTheWholeCaption) {
     const std::string caption = "one two three four five six seven nine ten eleven twelve";
-    const desk::Picture dark = desk::side_by_side(desk::Picture(128, 66), desk::Picture(64, 128), "");
-    const desk::Picture picture = desk::side_by_side(desk::Picture(128, 66), desk::Picture(64, 128), caption);
+    const panel::Picture dark = desk::side_by_side(panel::Picture(128, 66), panel::Picture(64, 128), "");
+    const panel::Picture picture = desk::side_by_side(panel::Picture(128, 66), panel::Picture(64, 128), caption);
     EXPECT_EQ(picture.width(), dark.width()) << "all frames are of one size";
     EXPECT_EQ(picture.height(), dark.height());
     EXPECT_EQ(picture.count_lit() - dark.count_lit(), desk::text_picture(caption).count_lit()) << "each word of it";
@@ -192,8 +192,8 @@ TEST(Play, ComparesBothPanelsWithAName) {
         EXPECT_TRUE(folder.has(std::string("out/") + file + ".actual.png"));
     }
     EXPECT_EQ(play(folder, story, {"--update"}).status, 0);
-    EXPECT_EQ(desk::Picture::from_pbm(folder.read("seen/start-device.pbm")).width(), 64);
-    EXPECT_EQ(desk::Picture::from_pbm(folder.read("seen/start-layout.pbm")).width(), 128);
+    EXPECT_EQ(panel::Picture::from_pbm(folder.read("seen/start-device.pbm")).width(), 64);
+    EXPECT_EQ(panel::Picture::from_pbm(folder.read("seen/start-layout.pbm")).width(), 128);
     EXPECT_EQ(play(folder, story).status, 0);
     // Each panel counts; and the two ways to say it mean the same file.
     folder.write("seen/start-layout.pbm", wrong_picture());
@@ -441,7 +441,7 @@ TEST(Play, LeavesTheDifferenceBehind) {
     const std::string story =
         "wait 3s\nexpect a-device.pbm\nsend M4_ready\nwait 1s\nexpect a-layout.pbm\npicture end\n";
     ASSERT_EQ(play(folder, story, {"--update"}).status, 0);
-    auto wrong = desk::Picture::from_pbm(folder.read("a-device.pbm"));
+    auto wrong = panel::Picture::from_pbm(folder.read("a-device.pbm"));
     wrong.set(10, 20, !wrong.at(10, 20));
     wrong.set(11, 90, !wrong.at(11, 90));
     wrong.save_pbm(folder.path() + "/a-device.pbm");
@@ -451,7 +451,7 @@ TEST(Play, LeavesTheDifferenceBehind) {
     EXPECT_TRUE(contains(outcome.errors, "story.scenario:2: the panel does not show ")) << outcome.errors;
     EXPECT_TRUE(contains(outcome.errors, "2 pixels differ")) << outcome.errors;
     EXPECT_TRUE(contains(outcome.errors, folder.path() + "/out/a-device.difference.png")) << outcome.errors;
-    const auto difference = desk::Picture::from_pbm(folder.read("out/a-device.difference.pbm"));
+    const auto difference = panel::Picture::from_pbm(folder.read("out/a-device.difference.pbm"));
     EXPECT_EQ(difference.count_lit(), 2);
     EXPECT_TRUE(difference.at(10, 20) && difference.at(11, 90));
     EXPECT_EQ(read_png(folder.read("out/a-device.actual.png")).problem, "");

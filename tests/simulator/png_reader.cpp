@@ -46,7 +46,7 @@ static std::vector<Chunk> chunks_of(const std::string &bytes) {
 }
 
 // One-bit rows without filters.
-static desk::Picture inflated(const std::string &data, int width, int height) {
+static panel::Picture inflated(const std::string &data, int width, int height) {
     const size_t row_length = static_cast<size_t>(1 + (width + 7) / 8);
     std::string rows(row_length * static_cast<size_t>(height) + 1, '\0');
     uLongf length = static_cast<uLongf>(rows.size());
@@ -54,7 +54,7 @@ static desk::Picture inflated(const std::string &data, int width, int height) {
                                   reinterpret_cast<const Bytef *>(data.data()),
                                   static_cast<uLong>(data.size()));
     if (result != Z_OK || length != rows.size() - 1) throw Problem{"the pixels do not fill the frame"};
-    desk::Picture picture(width, height);
+    panel::Picture picture(width, height);
     for (int y = 0; y < height; y++) {
         const size_t row = static_cast<size_t>(y) * row_length;
         if (rows[row] != 0) throw Problem{"an unexpected filter"};
@@ -113,9 +113,9 @@ static void take_image(Reading &reading, const std::string &data) {
     if (first && (control.width != reading.png.width || control.height != reading.png.height)) {
         throw Problem{"the first frame is not the whole picture"};
     }
-    desk::Picture shown = first ? desk::Picture(control.width, control.height)
+    panel::Picture shown = first ? panel::Picture(control.width, control.height)
                                 : reading.png.frames.back().shown;
-    const desk::Picture part = inflated(data, control.width, control.height);
+    const panel::Picture part = inflated(data, control.width, control.height);
     for (int y = 0; y < part.height(); y++) {
         for (int x = 0; x < part.width(); x++) shown.set(control.x + x, control.y + y, part.at(x, y));
     }
@@ -155,8 +155,8 @@ Png read_png(const std::string &bytes) {
     return reading.png;
 }
 
-desk::Picture reduced(const desk::Picture &large, int scale) {
-    desk::Picture small(large.width() / scale, large.height() / scale);
+panel::Picture reduced(const panel::Picture &large, int scale) {
+    panel::Picture small(large.width() / scale, large.height() / scale);
     for (int y = 0; y < large.height(); y++) {
         for (int x = 0; x < large.width(); x++) {
             const bool lit = large.at(x, y);

@@ -6,12 +6,12 @@
 #include <string>
 #include <vector>
 
-#include "simulator/desk/picture.h"
+#include "panel/picture.h"
 
 namespace simulator_test {
 
 struct PngFrame {
-    desk::Picture shown; // the whole picture after this frame
+    panel::Picture shown; // the whole picture after this frame
     int delay_ms = 0;
 };
 
@@ -26,6 +26,6 @@ struct Png {
 Png read_png(const std::string &bytes);
 
 // Each pixel once: the picture that was enlarged by `scale`. Empty when the pixels of a block differ.
-desk::Picture reduced(const desk::Picture &large, int scale);
+panel::Picture reduced(const panel::Picture &large, int scale);
 
 } // namespace simulator_test

@@ -30,7 +30,7 @@ TEST(Stage, SharesOneBox) {
     desk::Stage stage;
     perform(stage, "supply 13.4");
     perform(stage, "wait 1s");
-    const desk::Picture before = stage.picture(View::layout);
+    const panel::Picture before = stage.picture(View::layout);
     EXPECT_TRUE(desk::shows_exactly(before.part(73, 18, 55, 15), "Max. 13.4"));
     EXPECT_EQ(stage.picture(View::device).part(9, 18, 55, 30), before.part(9, 18, 55, 30));
 }
@@ -68,12 +68,12 @@ TEST(Stage, ReadsEveryModeText) {
 }
 
 TEST(Stage, TakesNoTextForAnother) {
-    const desk::Picture row = desk::text_picture("READY");
+    const panel::Picture row = desk::text_picture("READY");
     EXPECT_TRUE(desk::shows_exactly(row, "READY"));
     for (const char *other : {"READ", "READY.", "REC ON", "", "ready"}) {
         EXPECT_FALSE(desk::shows_exactly(row, other)) << other;
     }
-    EXPECT_FALSE(desk::shows_exactly(desk::Picture(50, 16), "READY"));
+    EXPECT_FALSE(desk::shows_exactly(panel::Picture(50, 16), "READY"));
 }
 
 TEST(Stage, GivesUpWaitingAfterTenSecondsOfTheDaemonsTime) {
@@ -109,7 +109,7 @@ TEST(Stage, SettlesWhileTheActivityIconMoves) {
     perform(stage, "send cd_update 4 FAST");
     perform(stage, "wait settled");
     perform(stage, "wait 5s");
-    const desk::Picture full = stage.picture(View::device);
+    const panel::Picture full = stage.picture(View::device);
     perform(stage, "wait settled");
     EXPECT_EQ(stage.picture(View::device), full);
 }

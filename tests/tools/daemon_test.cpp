@@ -44,6 +44,6 @@ TEST(Daemon, PanelIsShownAsDrawn) {
     const Result result = displayctl({"view", "--pbm", folder.file("panel.pbm"), desk.panel().host_path()});
     EXPECT_EQ(result.status, 0) << result.errors;
     EXPECT_GT(desk.picture().count_lit(), 0);
-    EXPECT_EQ(desk::Picture::load_pbm(folder.file("panel.pbm")), desk.picture());
+    EXPECT_EQ(panel::Picture::load_pbm(folder.file("panel.pbm")), desk.picture());
     EXPECT_TRUE(desk.alive());
 }
