@@ -69,7 +69,7 @@ void Page::carry_out(const Action &action) {
     const bool needs_daemon = !starts && !action.command->prepares_box;
     if (needs_daemon && !trouble_.empty()) throw Error("the daemon has ended; start it again first");
     try {
-        stage_.perform(action);
+        desk::perform(stage_, action);
         if (starts) trouble_.clear();
     } catch (const Unmet &) {
         throw;

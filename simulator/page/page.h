@@ -18,7 +18,7 @@
 #include "simulator/page/web_server.h"
 #include "simulator/scenario/pace.h"
 #include "simulator/scenario/recorder.h"
-#include "simulator/scenario/stage.h"
+#include "simulator/scenario/scenario.h"
 
 namespace desk {
 

@@ -11,6 +11,7 @@
 #include <optional>
 
 #include "simulator/scenario/play_film.h"
+#include "simulator/scenario/scenario.h"
 
 namespace desk {
 
@@ -193,7 +194,7 @@ static void play_line(Run &run, const ScenarioLine &line) {
     const Action &action = line.action;
     std::printf("%8.3f s  %s\n", static_cast<double>(run.stage.now_us()) / 1e6, line.text.c_str());
     std::fflush(stdout);
-    run.stage.perform(action);
+    perform(run.stage, action);
     run.film.look();
     if (is(action, "note")) run.film.set_caption(action.text);
     if (is(action, "picture")) take_picture(run, action.text);

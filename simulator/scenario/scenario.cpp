@@ -141,6 +141,12 @@ std::optional<Action> parse_action(const std::string &line) {
     return action;
 }
 
+void perform(Stage &stage, const Action &action) {
+    const Command &command = *action.command;
+    if (!stage.started() && !command.prepares_box && !is(action, "start")) stage.start();
+    if (command.perform != nullptr) command.perform(stage, action);
+}
+
 /* ---- files ---- */
 
 // Some editors begin a file with it.

@@ -1,6 +1,6 @@
 // Scenarios: short stories of the display as lines of text that a person writes by hand. This file owns the
 // language (docs/scenarios.md): one line becomes an Action, and the table of commands says what each takes
-// and does. The stage carries actions out; the web page and the player speak these lines.
+// and does to the stage. The web page and the player speak these lines.
 #pragma once
 
 #include <cstdint>
@@ -8,12 +8,10 @@
 #include <string>
 #include <vector>
 
-#include "simulator/desk/bus.h"
-#include "simulator/desk/error.h"
+#include "simulator/scenario/stage.h"
 
 namespace desk {
 
-class Stage;
 struct Command;
 
 // A line that is no line of the language, or a file that is no scenario. what() begins with "FILE:LINE: "
@@ -52,6 +50,11 @@ std::optional<Action> parse_action(const std::string &line);
 bool is(const Action &action, const char *command);
 // True when the action can turn out otherwise than expected: an "expect", or a wait for more than a time.
 bool tests_something(const Action &action);
+
+// Carries the action out. Lines that prepare the box start nothing; before any other the daemons are started as normal
+// if nothing has started them yet. "picture", "expect" and "note" mean nothing here: they are the player's. Throws
+// Unmet when a wait's limit passes.
+void perform(Stage &stage, const Action &action);
 
 constexpr int64_t longest_pause_ms = 24 * 3600 * 1000;
 

@@ -60,12 +60,6 @@ void Stage::send(const std::string &word, const std::vector<Argument> &further) 
     bus().send(word, further);
 }
 
-void Stage::perform(const Action &action) {
-    const bool prepares = action.command->prepares_box;
-    if (!started_ && !prepares && !is(action, "start")) start();
-    if (action.command->perform != nullptr) action.command->perform(*this, action);
-}
-
 std::vector<LogLine> Stage::log(View view) { return desk(view).log().lines(); }
 
 /* ---- time ---- */

@@ -370,7 +370,7 @@ TEST(PageState, LinesMakeTheSameBox) {
     const std::vector<std::string> lines = desk::lines_between(healthy, desk::report_of(box));
     EXPECT_EQ(lines.size(), healthy.size()) << "each command once";
     desk::Stage stage;
-    for (const std::string &line : lines) stage.perform(*desk::parse_action(line));
+    for (const std::string &line : lines) perform(stage, *desk::parse_action(line));
     EXPECT_EQ(desk::report_of(stage.box()), desk::report_of(box));
     EXPECT_FALSE(stage.started()) << "these lines stand before the start";
 }

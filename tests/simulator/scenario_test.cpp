@@ -215,7 +215,7 @@ TEST(Scenario, SurvivesAnyBytes) {
 // Each line's effect, seen where the daemon looks.
 TEST(Scenario, ChangesTheBox) {
     desk::Stage stage;
-    const auto perform = [&](const char *line) { stage.perform(*desk::parse_action(line)); };
+    const auto perform = [&](const char *line) { desk::perform(stage, *desk::parse_action(line)); };
     const auto content = [&](const char *path) { return stage.box().read(path); };
     perform("serial SN-1");
     EXPECT_EQ(content("/rodata/serial_number"), "SN-1\n");
@@ -248,7 +248,7 @@ TEST(Scenario, ChangesTheBox) {
 
 TEST(Scenario, NoteBeforeTheStartStartsNothing) {
     desk::Stage stage;
-    stage.perform(parsed("note Nothing runs yet"));
+    perform(stage, parsed("note Nothing runs yet"));
     EXPECT_FALSE(stage.started());
 }
 

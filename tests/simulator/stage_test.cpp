@@ -3,12 +3,12 @@
 
 #include <gtest/gtest.h>
 
-#include "simulator/scenario/stage.h"
+#include "simulator/scenario/scenario.h"
 #include "simulator/scenario/stage_text.h"
 
 using desk::View;
 
-static void perform(desk::Stage &stage, const std::string &line) { stage.perform(*desk::parse_action(line)); }
+static void perform(desk::Stage &stage, const std::string &line) { desk::perform(stage, *desk::parse_action(line)); }
 
 TEST(Stage, ReachesBothRegistrationsWithOneSignal) {
     desk::Stage stage;
