@@ -97,16 +97,8 @@ void Page::perform(const std::string &line) {
     publish_changes();
 }
 
-static const char *variant_name(Start::Variant variant) {
-    switch (variant) {
-    case Start::Variant::debug: return "debug";
-    case Start::Variant::production: return "production";
-    default: return "normal";
-    }
-}
-
 static std::string start_line(const Start &how) {
-    return std::string("start ") + variant_name(how.variant) + (how.bare ? " bare" : "");
+    return std::string("start ") + name_of(how.variant) + (how.bare ? " bare" : "");
 }
 
 // A recording begins with the box as it is and a fresh start, for only from there does everything repeat.
@@ -115,7 +107,7 @@ void Page::begin_recording() {
     const std::string start = start_line(how);
     // A bare start empties the box anyway.
     std::vector<std::string> lines;
-    if (!how.bare) lines = lines_between(report_of(Box(Furnishing::healthy)), report_of(stage_.box()));
+    if (!how.bare) lines = lines_between(report_of(Box()), report_of(stage_.box()));
     recorder_.end(stage_.now_us());
     perform(start);
     lines.push_back(start);
@@ -146,7 +138,7 @@ json Page::state() {
     for (const auto &[command, argument] : report_of(stage_.box())) box[command] = argument;
     const Start how = stage_.start_made();
     return {
-        {"variant", variant_name(how.variant)},
+        {"variant", name_of(how.variant)},
         {"bare", how.bare},
         {"target", stage_.options().target == Target::armhf ? "armhf" : "native"},
         {"speed", pace_.speed()},

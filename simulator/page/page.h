@@ -14,7 +14,7 @@
 
 #include "simulator/page/event_hub.h"
 #include "simulator/page/job_queue.h"
-#include "simulator/page/page_state.h"
+#include "simulator/page/page_json.h"
 #include "simulator/page/web_server.h"
 #include "simulator/scenario/pace.h"
 #include "simulator/scenario/recorder.h"

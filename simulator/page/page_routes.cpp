@@ -5,6 +5,7 @@
 //     GET  /events                    pictures, log lines, state, time, as they change (Server-Sent Events)
 //     GET  /api/vocabulary            the words, by groups
 //     GET  /api/commands              the commands of the scenario language
+//     GET  /api/controls              the controls of the box
 //     GET  /api/state                 the box, the start-up variant, the speed, the recording
 //     GET  /api/picture.png           ?view=device or layout, &scale=1 to 16
 //     GET  /api/scenario              what has been recorded
@@ -89,6 +90,9 @@ void Page::add_questions() {
     });
     routes.Get("/api/commands", [](const Request &, Response &response) {
         answer(response, 200, commands_json());
+    });
+    routes.Get("/api/controls", [](const Request &, Response &response) {
+        answer(response, 200, controls_json());
     });
     routes.Get("/api/state", [this](const Request &, Response &response) {
         answer_for(jobs_, response, [&] { answer(response, 200, state()); });

@@ -103,11 +103,9 @@ static std::string suggestion(const std::string &name) {
         smallest = apart;
         nearest = &command;
     }
-    if (nearest != nullptr) return std::string("; did you mean '") + nearest->name + "'?";
+    if (nearest != nullptr) return "; did you mean '" + nearest->name + "'?";
     std::string all;
-    for (const Command &command : scenario_commands()) {
-        all += std::string(all.empty() ? "" : ", ") + command.name;
-    }
+    for (const Command &command : scenario_commands()) all += (all.empty() ? "" : ", ") + command.name;
     return "; there are " + all;
 }
 
@@ -118,7 +116,7 @@ static const Command &command_named(const std::string &name) {
     throw ScenarioError("'" + name + "' is no command" + suggestion(name));
 }
 
-bool is(const Action &action, const char *command) { return std::strcmp(action.command->name, command) == 0; }
+bool is(const Action &action, const char *command) { return action.command->name == command; }
 
 bool tests_something(const Action &action) {
     const bool waits_for_time = is(action, "wait") && action.number > 0.0;
@@ -144,7 +142,7 @@ std::optional<Action> parse_action(const std::string &line) {
 void perform(Stage &stage, const Action &action) {
     const Command &command = *action.command;
     if (!stage.started() && !command.prepares_box && !is(action, "start")) stage.start();
-    if (command.perform != nullptr) command.perform(stage, action);
+    if (command.perform) command.perform(stage, action);
 }
 
 /* ---- files ---- */

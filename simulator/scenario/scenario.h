@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -25,23 +26,23 @@ public:
 struct Action {
     const Command *command = nullptr;
     std::vector<std::string> words;  // after the command, quotes taken off; rest-of-line texts are one word
-    std::string text;                // send: the word; texts and names: the text
+    std::string text;                // send: the word; otherwise the text, name or setting
     std::vector<Argument> arguments; // send: the further arguments in their types
-    bool none = false;               // the word "none" was given
-    bool on = false;                 // switches
-    double number = 0.0;             // volts, millivolts, dBm, or milliseconds of a wait
+    Start start;                     // start
+    double number = 0.0;             // milliseconds of a wait
 };
 
 // A command of the language.
 struct Command {
-    const char *name;
-    const char *arguments;         // for people: "VOLTS|none"
-    const char *meaning;           // one line for people
-    bool prepares_box;             // starts nothing: may come before the start
-    bool takes_rest;               // the rest of the line is one text
-    void (*check)(Action &action); // fills the action from its words; throws ScenarioError
-    void (*perform)(Stage &stage, const Action &action); // null: the player's affair
+    std::string name;
+    std::string arguments; // for people: "VOLTS|none"
+    std::string meaning;   // one line for people, in Markdown
+    bool prepares_box;     // starts nothing: may come before the start
+    bool takes_rest;       // the rest of the line is one text
+    std::function<void(Action &action)> check; // fills the action from its words; throws ScenarioError
+    std::function<void(Stage &stage, const Action &action)> perform; // empty: the player's affair
 };
+// Those of the controls among them.
 const std::vector<Command> &scenario_commands();
 
 // One line. Nothing for an empty line or a comment. Throws ScenarioError.

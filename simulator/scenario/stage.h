@@ -36,6 +36,9 @@ struct Start {
     Variant variant = Variant::normal;
     bool bare = false;
 };
+constexpr std::array<Start::Variant, 3> all_variants = {Start::Variant::normal, Start::Variant::debug,
+                                                        Start::Variant::production};
+const char *name_of(Start::Variant variant); // "normal", "debug" or "production", as in scenarios
 
 struct StageOptions {
     Target target = Target::native;

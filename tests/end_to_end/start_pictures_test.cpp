@@ -168,7 +168,7 @@ TEST_P(ProductionPictures, Identity) {
 
 TEST_P(ProductionPictures, MissingIdentity) {
     desk::Options options;
-    options.furnishing = desk::Furnishing::bare;
+    options.contents = desk::Contents::bare;
     prepare(options);
     box().set_production();
     start();

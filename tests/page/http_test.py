@@ -82,7 +82,7 @@ class Served(PageTest):
         for path, name, kind in (("/", "index.html", "text/html"), ("/page.js", "page.js", "text/javascript"),
                                  ("/style.css", "style.css", "text/css")):
             status, headers, data = self.simulator.request(path)
-            with open(os.path.join(SOURCE, "simulator", "web", name), "rb") as file:
+            with open(os.path.join(SOURCE, "simulator", "page", "web", name), "rb") as file:
                 self.assertEqual((status, data), (200, file.read()), path)
             self.assertEqual(headers["Content-Type"], kind + "; charset=utf-8")
             self.assertIn("default-src 'self'", headers["Content-Security-Policy"])
@@ -111,6 +111,12 @@ class Served(PageTest):
                    word["meaning"]) for group in groups for word in group["words"]]
         self.assertEqual(len(served), 29)
         self.assertEqual(sorted(served), sorted(vocabulary_of_the_daemon()))
+
+    def test_the_controls_are_told_and_are_commands(self):
+        names = [control["name"] for control in self.simulator.json("/api/controls")]
+        self.assertEqual(sorted(names), sorted(self.simulator.state()["box"]))
+        commands = [command["name"] for command in self.simulator.json("/api/commands")]
+        self.assertEqual([name for name in commands if name in names], names, "in the same order")
 
     def test_pictures_at_every_scale(self):
         self.simulator.do("send chan_bt", "wait 601ms")

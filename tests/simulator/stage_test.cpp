@@ -135,7 +135,7 @@ TEST(Stage, StartsEachVariantAndComesBack) {
     perform(stage, "start normal");
     stage.pass(1000);
     EXPECT_NO_THROW(perform(stage, "wait mode AUTOCHECK..."));
-    EXPECT_TRUE(stage.box().exists("/rodata/serial_number")) << "a box that was bare is furnished again";
+    EXPECT_TRUE(stage.box().exists("/rodata/serial_number")) << "a box that was bare is filled again";
 }
 
 TEST(Stage, KeepsTheBoxOverARestart) {
