@@ -53,7 +53,7 @@ static json kind_json(const Measure &measure) {
 
 static json kind_json(const Text &text) {
     return {{"kind", "text"},
-            {"empty", text.takes_none ? none : ""},
+            {"empty", text.takes_none ? none_word : ""},
             {"longest", text.longest},
             {"placeholder", text.placeholder},
             {"suggestion", text.suggestion}};

@@ -13,18 +13,26 @@ static Access presence(const char *path, const std::string &there = "on", const 
 
 // A file's first line; none is no file.
 static Access line_or_none(const char *path) {
-    return {[=](Box &box, const std::string &word) { word == none ? box.remove(path) : box.write(path, word + "\n"); },
-            [=](const Box &box) { return box.exists(path) ? box.first_line(path) : none; }};
+    return {[=](Box &box, const std::string &word) {
+                word == none_word ? box.remove(path) : box.write(path, word + "\n");
+            },
+            [=](const Box &box) { return box.exists(path) ? box.first_line(path) : none_word; }};
 }
 
 // The display takes what stands behind the last '='; the whole line when there is none.
 static Access bluetooth_name() {
     const Access line = line_or_none(FILE_BLUETOOTH_NAME);
-    return {[=](Box &box, const std::string &word) { line.set(box, word == none ? word : "name=" + word); },
+    return {[=](Box &box, const std::string &word) { line.set(box, word == none_word ? word : "name=" + word); },
             [=](const Box &box) {
                 const std::string whole = line.get(box);
                 return whole.substr(whole.rfind('=') + 1);
             }};
+}
+
+// Here an empty word is no file, too: an empty line would end a mode.
+static Access firmware_type() {
+    return {[](Box &box, const std::string &word) { box.set_firmware_type(word == none_word ? "" : word); },
+            line_or_none(FILE_FW_TYPE_RUNNING).get};
 }
 
 // What a tool prints.
@@ -36,25 +44,25 @@ static Access tool_text(const char *state) {
 // A whole number that a tool prints; none is silence.
 static Access tool_number(const char *state) {
     const auto set = [=](Box &box, const std::string &word) {
-        if (word == none) return box.remove(state);
+        if (word == none_word) return box.remove(state);
         box.write(state, std::to_string(static_cast<int>(std::stod(word))) + "\n");
     };
     const auto get = [=](const Box &box) {
         const std::string line = box.first_line(state);
-        return line.empty() ? none : line;
+        return line.empty() ? none_word : line;
     };
     return {set, get};
 }
 
 static void set_supply(Box &box, const std::string &word) {
-    if (word == none) return box.remove_converter();
+    if (word == none_word) return box.remove_converter();
     box.set_supply_volts(std::stod(word));
 }
 
 // Three decimals are more than the display shows and fewer than a float's rounding.
 static std::string supply(const Box &box) {
     const std::optional<double> volts = box.supply_volts();
-    if (!volts) return none;
+    if (!volts) return none_word;
     char text[64];
     std::snprintf(text, sizeof(text), "%.3f", *volts);
     std::string digits = text;
@@ -100,17 +108,16 @@ const std::vector<Control> &controls() {
         {"firmware-type",
          "The firmware that runs (" + code(FILE_FW_TYPE_RUNNING) + "): `FT_MAINAPP_J2534` brings PASSTHRU, which "
          "stays up until another mode comes; `none`: the file is gone",
-         "Flags", "Firmware type", Text{"TEXT", true, 60, "no file", "FT_MAINAPP_J2534"},
-         line_or_none(FILE_FW_TYPE_RUNNING)},
+         "Flags", "Firmware type", Text{"TEXT", true, 60, "no file", "FT_MAINAPP_J2534"}, firmware_type()},
     };
     return table;
 }
 
 std::string arguments_of(const Control &control) {
     if (const auto *either = std::get_if<Switch>(&control.kind)) return std::string(either->on) + "|" + either->off;
-    if (const auto *measure = std::get_if<Measure>(&control.kind)) return std::string(measure->word) + "|" + none;
+    if (const auto *measure = std::get_if<Measure>(&control.kind)) return std::string(measure->word) + "|" + none_word;
     const Text &text = std::get<Text>(control.kind);
-    return text.takes_none ? std::string(text.word) + "|" + none : text.word;
+    return text.takes_none ? std::string(text.word) + "|" + none_word : text.word;
 }
 
 BoxReport report_of(const Box &box) {

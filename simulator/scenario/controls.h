@@ -17,7 +17,7 @@
 namespace desk {
 
 // The word for a file that is not there, and for a tool that does not answer.
-constexpr const char *none = "none";
+constexpr const char *none_word = "none";
 
 // One of two words. The page draws a check box.
 struct Switch {

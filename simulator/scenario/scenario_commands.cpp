@@ -33,7 +33,7 @@ static void check(const Action &action, const Switch &either) {
 
 static void check(const Action &action, const Measure &measure) {
     const std::string &word = action.text;
-    if (word == none) return;
+    if (word == none_word) return;
     double number = 0.0;
     const auto [stopped, error] = std::from_chars(word.data(), word.data() + word.size(), number);
     if (error != std::errc() || stopped != word.data() + word.size() || !std::isfinite(number)) expected(action);

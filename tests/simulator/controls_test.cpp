@@ -18,14 +18,14 @@ static std::vector<std::string> values_of(const desk::Switch &either) { return {
 
 static std::vector<std::string> values_of(const desk::Measure &measure) {
     const auto &slider = measure.slider;
-    return {number_text(slider.first), desk::none, number_text(measure.highest), number_text(slider.highest),
+    return {number_text(slider.first), desk::none_word, number_text(measure.highest), number_text(slider.highest),
             number_text(slider.highest - slider.step)};
 }
 
 static std::vector<std::string> values_of(const desk::Text &text) {
-    std::vector<std::string> values = {"Plain-1", "", "  Two  words ", "a\"b\\c", "größer #5",
-                                       std::string(static_cast<size_t>(text.longest), 'W')};
-    if (text.takes_none) values.push_back(desk::none);
+    std::vector<std::string> values = {"Plain-1", "  Two  words ", "a\"b\\c", "größer #5",
+                                       std::string(static_cast<size_t>(text.longest), 'W'),
+                                       text.takes_none ? desk::none_word : ""};
     if (*text.suggestion != '\0') values.push_back(text.suggestion);
     return values;
 }

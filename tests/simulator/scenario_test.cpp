@@ -235,6 +235,11 @@ TEST(Scenario, ChangesTheBox) {
     EXPECT_TRUE(stage.box().exists("/tmp/bada"));
     perform("firmware-type FT_MAINAPP_J2534");
     EXPECT_EQ(content("/tmp/fw_type_running"), "FT_MAINAPP_J2534\n");
+    perform("firmware-type \"\"");
+    EXPECT_FALSE(stage.box().exists("/tmp/fw_type_running")) << "an empty line is another thing than no type";
+    perform("serial \"\"");
+    EXPECT_EQ(content("/rodata/serial_number"), "\n");
+    perform("firmware-type FT_MAIN");
     perform("firmware-type none");
     EXPECT_FALSE(stage.box().exists("/tmp/fw_type_running"));
     perform("jack-ready on");
