@@ -1,6 +1,7 @@
 // The folder tree of a box and what its files say.
 #include "simulator/desk/box.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -34,10 +35,7 @@ Box::Box(Contents contents) {
     // Places for the few devices that the sandbox lends from the host.
     for (const char *device : lent_devices) write(device);
     write(console);
-    if (contents == Contents::healthy) fill();
-}
-
-void Box::fill() {
+    if (contents == Contents::bare) return;
     for (const auto &[name, script] : box_tools()) write_script("/usr/local/bin/" + name, script);
     write(FILE_SERIAL_NUMBER, "QB418T-000123\n");
     write(FILE_BLUETOOTH_NAME, "name=QB418T-BT-000123\n");
@@ -117,16 +115,12 @@ void Box::set_firmware_type(const std::string &first_line) {
 // What the meter makes of the converter's product: the voltage divider and the 0.2 V that it adds to each reading.
 static double meter_volts(double millivolts) { return millivolts * 96.39 / 7.29 / 1000.0 + 0.2; }
 
-static double millivolts_for(double volts) { return std::fmax(0.0, (volts - 0.2) * 1000.0 * 7.29 / 96.39); }
-
-// The meter's own sum, in its types.
-static float meter_reading(float product) {
-    return static_cast<float>(meter_volts(static_cast<double>(product)));
-}
+// The same in the meter's own types.
+static float meter_reading(float product) { return static_cast<float>(meter_volts(static_cast<double>(product))); }
 
 void Box::set_supply_volts(double volts) {
     const float wanted = static_cast<float>(volts);
-    float product = static_cast<float>(millivolts_for(volts));
+    float product = static_cast<float>(std::fmax(0.0, (volts - 0.2) * 1000.0 * 7.29 / 96.39));
     // Rounding can end one float beside the wanted one; a neighbour of the product gives it.
     float upwards = product;
     float downwards = product;
@@ -175,11 +169,8 @@ std::vector<std::string> Box::calls() const {
 }
 
 int Box::count_calls(const std::string &command) const {
-    int count = 0;
-    for (const std::string &call : calls()) {
-        if (call == command) count++;
-    }
-    return count;
+    const std::vector<std::string> all = calls();
+    return static_cast<int>(std::count(all.begin(), all.end(), command));
 }
 
 void Box::clear_calls() { remove(calls_state); }

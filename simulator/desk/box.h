@@ -92,8 +92,6 @@ public:
     void set_tool_delay(const std::string &tool, int milliseconds);
 
 private:
-    void fill();
-
     TemporaryFolder folder_{"desk-"};
 };
 

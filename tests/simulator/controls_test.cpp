@@ -23,7 +23,7 @@ static std::vector<std::string> values_of(const desk::Measure &measure) {
 }
 
 static std::vector<std::string> values_of(const desk::Text &text) {
-    std::vector<std::string> values = {"Plain-1", "  Two  words ", "a\"b\\c", "größer #5",
+    std::vector<std::string> values = {"My \"Net\"  x\\", "Plain-1", " blank ", "größer #5",
                                        std::string(static_cast<size_t>(text.longest), 'W'),
                                        text.takes_none ? desk::none_word : ""};
     if (*text.suggestion != '\0') values.push_back(text.suggestion);
@@ -53,12 +53,13 @@ TEST(Controls, AreReadBackAsTheyWereSet) {
 
 // As a recording begins.
 TEST(Controls, AreBroughtBackByLines) {
-    const desk::BoxReport healthy = desk::report_of(desk::Box());
+    const desk::Box untouched;
+    const desk::BoxReport healthy = desk::report_of(untouched);
     EXPECT_EQ(desk::lines_between(healthy, healthy), std::vector<std::string>{});
     desk::Stage changed;
     for (const desk::Control &control : desk::controls()) {
         for (const std::string &value : values_of(control)) {
-            if (control.access.get(changed.box()) != control.access.get(desk::Box())) break;
+            if (control.access.get(changed.box()) != control.access.get(untouched)) break;
             perform(changed, control.name + (" " + desk::quoted(value)));
         }
     }
