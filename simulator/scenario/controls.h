@@ -61,7 +61,7 @@ struct Control {
     std::variant<Switch, Measure, Text> kind;
     Access access;
 };
-// In the order of the language and of the page.
+// In the order of the language and of the page; those of a group stand together.
 const std::vector<Control> &controls();
 
 // What it takes, for people: "on|off", "VOLTS|none".

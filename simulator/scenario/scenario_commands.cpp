@@ -1,4 +1,4 @@
-// The table of the scenario language: what each command takes and what it does on the stage.
+// The commands of the scenario language: what each takes and what it does on the stage.
 #include <algorithm>
 #include <charconv>
 #include <cmath>
@@ -150,7 +150,7 @@ static void take_expected_file(Action &action) {
 
 static void take_note(Action &action) { action.text = action.words.empty() ? "" : action.words[0]; }
 
-/* ---- doing it ---- */
+/* ---- the table ---- */
 
 static void start(Stage &stage, const Action &action) { stage.start(action.start); }
 static void send(Stage &stage, const Action &action) { stage.send(action.text, action.arguments); }
