@@ -76,7 +76,7 @@ void LiveScreen::perform(const std::string &done, const std::function<void()> &w
 
 // What it says comes over the bus, as every command does.
 void LiveScreen::send(const std::string &command) {
-    const std::string problem = work_.perform([&] { desk::perform(stage_, *desk::parse_action("send " + command)); });
+    const std::string problem = work_.perform([&] { desk::perform(stage_, "send " + command); });
     if (!problem.empty()) note_ = problem;
 }
 

@@ -145,6 +145,11 @@ void perform(Stage &stage, const Action &action) {
     if (command.perform) command.perform(stage, action);
 }
 
+void perform(Stage &stage, const std::string &line) {
+    const std::optional<Action> action = parse_action(line);
+    if (action) perform(stage, *action);
+}
+
 /* ---- files ---- */
 
 // Some editors begin a file with it.

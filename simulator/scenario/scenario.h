@@ -56,6 +56,8 @@ bool tests_something(const Action &action);
 // if nothing has started them yet. "picture", "expect" and "note" mean nothing here: they are the player's. Throws
 // Unmet when a wait's limit passes.
 void perform(Stage &stage, const Action &action);
+// The same for a line; an empty one and a comment do nothing. Throws ScenarioError, too.
+void perform(Stage &stage, const std::string &line);
 
 constexpr int64_t longest_pause_ms = 24 * 3600 * 1000;
 

@@ -34,8 +34,6 @@ static std::vector<std::string> values_of(const desk::Control &control) {
     return std::visit([](const auto &kind) { return values_of(kind); }, control.kind);
 }
 
-static void perform(desk::Stage &stage, const std::string &line) { desk::perform(stage, *desk::parse_action(line)); }
-
 TEST(Controls, AreReadBackAsTheyWereSet) {
     desk::Stage stage;
     for (const desk::Control &control : desk::controls()) {

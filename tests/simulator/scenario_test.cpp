@@ -215,50 +215,49 @@ TEST(Scenario, SurvivesAnyBytes) {
 // Each line's effect, seen where the daemon looks.
 TEST(Scenario, ChangesTheBox) {
     desk::Stage stage;
-    const auto perform = [&](const char *line) { desk::perform(stage, *desk::parse_action(line)); };
     const auto content = [&](const char *path) { return stage.box().read(path); };
-    perform("serial SN-1");
+    perform(stage, "serial SN-1");
     EXPECT_EQ(content("/rodata/serial_number"), "SN-1\n");
-    perform("serial none");
+    perform(stage, "serial none");
     EXPECT_FALSE(stage.box().exists("/rodata/serial_number"));
-    perform("bluetooth BT-1");
+    perform(stage, "bluetooth BT-1");
     EXPECT_EQ(content("/rodata/bluetooth_name"), "name=BT-1\n");
-    perform("bluetooth none");
+    perform(stage, "bluetooth none");
     EXPECT_FALSE(stage.box().exists("/rodata/bluetooth_name"));
-    perform("warranty-lock off");
+    perform(stage, "warranty-lock off");
     EXPECT_FALSE(stage.box().exists("/rodata/wlock"));
-    perform("hotspot off");
+    perform(stage, "hotspot off");
     EXPECT_TRUE(stage.box().exists("/userdata/configs/no_ap"));
-    perform("hotspot on");
+    perform(stage, "hotspot on");
     EXPECT_FALSE(stage.box().exists("/userdata/configs/no_ap"));
-    perform("activity-alt on");
+    perform(stage, "activity-alt on");
     EXPECT_TRUE(stage.box().exists("/tmp/bada"));
-    perform("firmware-type FT_MAINAPP_J2534");
+    perform(stage, "firmware-type FT_MAINAPP_J2534");
     EXPECT_EQ(content("/tmp/fw_type_running"), "FT_MAINAPP_J2534\n");
-    perform("firmware-type \"\"");
+    perform(stage, "firmware-type \"\"");
     EXPECT_FALSE(stage.box().exists("/tmp/fw_type_running")) << "an empty line is another thing than no type";
-    perform("serial \"\"");
+    perform(stage, "serial \"\"");
     EXPECT_EQ(content("/rodata/serial_number"), "\n");
-    perform("firmware-type FT_MAIN");
-    perform("firmware-type none");
+    perform(stage, "firmware-type FT_MAIN");
+    perform(stage, "firmware-type none");
     EXPECT_FALSE(stage.box().exists("/tmp/fw_type_running"));
-    perform("jack-ready on");
+    perform(stage, "jack-ready on");
     EXPECT_TRUE(stage.box().exists("/tmp/.app_rcv_command_ready"));
     const std::string converter = "/sys/bus/iio/devices/iio:device0/";
-    perform("supply 10.114");  // 0.2 V are added, and 7.29 parts of 96.39 are measured
+    perform(stage, "supply 10.114");  // 0.2 V are added, and 7.29 parts of 96.39 are measured
     EXPECT_NEAR(std::stod(content((converter + "in_voltage0_raw").c_str())), 749.8, 0.1);
     EXPECT_EQ(std::stod(content((converter + "in_voltage_scale").c_str())), 1.0);
-    perform("supply none");
+    perform(stage, "supply none");
     EXPECT_FALSE(stage.box().exists(converter + "in_voltage0_raw"));
     EXPECT_FALSE(stage.box().exists(converter + "in_voltage_scale"));
-    perform("wifi up");
+    perform(stage, "wifi up");
     EXPECT_EQ(content("/sys/class/net/wlan0/operstate"), "up\n");
     EXPECT_FALSE(stage.started()) << "these lines only prepare the box";
 }
 
 TEST(Scenario, NoteBeforeTheStartStartsNothing) {
     desk::Stage stage;
-    perform(stage, parsed("note Nothing runs yet"));
+    perform(stage, "note Nothing runs yet");
     EXPECT_FALSE(stage.started());
 }
 

@@ -8,8 +8,6 @@
 
 using desk::View;
 
-static void perform(desk::Stage &stage, const std::string &line) { desk::perform(stage, *desk::parse_action(line)); }
-
 TEST(Stage, ReachesBothRegistrationsWithOneSignal) {
     desk::Stage stage;
     perform(stage, "send chan_bt");
