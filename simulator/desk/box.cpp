@@ -1,6 +1,7 @@
 // The folder tree of a box and what its files say.
 #include "simulator/desk/box.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -10,7 +11,6 @@
 
 #include <sys/stat.h>
 
-#include "simulator/desk/box_tools.h"
 #include "simulator/desk/error.h"
 
 namespace desk {
@@ -27,21 +27,18 @@ const std::vector<BoxFolder> &box_folders() {
     return folders;
 }
 
-Box::Box(Furnishing furnishing) {
+Box::Box(Contents contents) {
     for (const BoxFolder &folder : box_folders()) fs::create_directories(folder_.path() + "/" + folder.name);
-    fs::create_directories(folder_.path() + "/userdata/configs");
-    fs::create_directories(folder_.path() + "/sys/class/net/wlan0");
-    fs::create_directories(folder_.path() + "/sys/bus/iio/devices/iio:device0");
+    for (const char *path : {FLAG_NO_AP, WLAN_OPERSTATE, IIO_RAW}) {
+        fs::create_directories(fs::path(host_path(path)).parent_path());
+    }
     // Places for the few devices that the sandbox lends from the host.
     for (const char *device : lent_devices) write(device);
     write(console);
-    if (furnishing == Furnishing::healthy) furnish();
-}
-
-void Box::furnish() {
-    install_tools();
-    set_serial("QB418T-000123");
-    set_bluetooth_name("QB418T-BT-000123");
+    if (contents == Contents::bare) return;
+    for (const auto &[name, script] : box_tools()) write_script("/usr/local/bin/" + name, script);
+    write(FILE_SERIAL_NUMBER, "QB418T-000123\n");
+    write(FILE_BLUETOOTH_NAME, "name=QB418T-BT-000123\n");
     set_warranty_lock(true);
     set_supply_volts(12.4);
     set_jack_millivolts(12000);
@@ -89,50 +86,41 @@ std::string Box::read(const std::string &path_in_box) const {
     return content.str();
 }
 
-static void set_present(Box &box, const std::string &path, bool present) {
+void Box::set_present(const std::string &path_in_box, bool present) {
     if (present) {
-        box.write(path);
+        write(path_in_box);
     } else {
-        box.remove(path);
+        remove(path_in_box);
     }
 }
 
-void Box::set_wifi_debug(bool wanted) { set_present(*this, "/userdata/debug_wlan0", wanted); }
-void Box::set_warranty_lock(bool present) { set_present(*this, "/rodata/wlock", present); }
-void Box::set_hotspot_off(bool off) { set_present(*this, "/userdata/configs/no_ap", off); }
-void Box::set_alternative_icon(bool wanted) { set_present(*this, "/tmp/bada", wanted); }
-void Box::set_jack_ready(bool ready) { set_present(*this, "/tmp/.app_rcv_command_ready", ready); }
-
-void Box::set_production(bool wanted) {
-    static const char *const script = "/usr/local/bin/zor-destroy-hwtest.sh";
-    remove(script);
-    // The daemon must never run it; the note in /desk/state/calls would tell.
-    if (wanted) write_script(script, "#!/bin/sh\necho zor-destroy-hwtest.sh >>/desk/state/calls\n");
+std::string Box::first_line(const std::string &path_in_box) const {
+    std::ifstream file(host_path(path_in_box), std::ios::binary);
+    std::string line;
+    std::getline(file, line);
+    return line;
 }
 
-void Box::set_serial(const std::string &first_line) { write("/rodata/serial_number", first_line + "\n"); }
-
-void Box::set_bluetooth_name(const std::string &name) {
-    write("/rodata/bluetooth_name", "name=" + name + "\n");
+void Box::set_production(bool wanted) {
+    remove(FLAG_PRODUCTION_TEST);
+    // The daemon must never run it; its note would tell.
+    if (wanted) write_script(FLAG_PRODUCTION_TEST, std::string("#!/bin/sh\necho \"${0##*/}\" >>") + calls_state + "\n");
 }
 
 void Box::set_firmware_type(const std::string &first_line) {
-    remove("/tmp/fw_type_running");
-    if (!first_line.empty()) write("/tmp/fw_type_running", first_line + "\n");
+    remove(FILE_FW_TYPE_RUNNING);
+    if (!first_line.empty()) write(FILE_FW_TYPE_RUNNING, first_line + "\n");
 }
 
-double meter_volts(double millivolts) { return millivolts * 96.39 / 7.29 / 1000.0 + 0.2; }
+// What the meter makes of the converter's product: the voltage divider and the 0.2 V that it adds to each reading.
+static double meter_volts(double millivolts) { return millivolts * 96.39 / 7.29 / 1000.0 + 0.2; }
 
-static double millivolts_for(double volts) { return std::fmax(0.0, (volts - 0.2) * 1000.0 * 7.29 / 96.39); }
-
-// The meter's own sum, in its types.
-static float meter_reading(float product) {
-    return static_cast<float>(meter_volts(static_cast<double>(product)));
-}
+// The same in the meter's own types.
+static float meter_reading(float product) { return static_cast<float>(meter_volts(static_cast<double>(product))); }
 
 void Box::set_supply_volts(double volts) {
     const float wanted = static_cast<float>(volts);
-    float product = static_cast<float>(millivolts_for(volts));
+    float product = static_cast<float>(std::fmax(0.0, (volts - 0.2) * 1000.0 * 7.29 / 96.39));
     // Rounding can end one float beside the wanted one; a neighbour of the product gives it.
     float upwards = product;
     float downwards = product;
@@ -143,58 +131,49 @@ void Box::set_supply_volts(double volts) {
         if (meter_reading(downwards) == wanted) product = downwards;
     }
     char raw[32];
-    std::snprintf(raw, sizeof(raw), "%.9g", static_cast<double>(product));
-    set_converter(raw, "1.0");
-}
-
-void Box::set_converter(const std::string &raw_text, const std::string &scale_text) {
-    write(converter_raw, raw_text + "\n");
-    write(converter_scale, scale_text + "\n");
+    std::snprintf(raw, sizeof(raw), "%.9g\n", static_cast<double>(product));
+    write(IIO_RAW, raw);
+    write(IIO_SCALE, "1.0\n");
 }
 
 void Box::remove_converter() {
-    remove(converter_raw);
-    remove(converter_scale);
+    remove(IIO_RAW);
+    remove(IIO_SCALE);
+}
+
+std::optional<double> Box::supply_volts() const {
+    if (!exists(IIO_RAW) || !exists(IIO_SCALE)) return std::nullopt;
+    const double raw = std::strtod(first_line(IIO_RAW).c_str(), nullptr);
+    const double volts = meter_volts(raw * std::strtod(first_line(IIO_SCALE).c_str(), nullptr));
+    return std::isfinite(volts) ? std::optional(volts) : std::nullopt;
 }
 
 void Box::set_jack_millivolts(const std::vector<std::string> &replies) {
     std::string lines;
     for (const std::string &reply : replies) lines += reply + "\n";
-    write("/desk/state/jack", lines);
+    write(jack_state, lines);
 }
-
-void Box::set_jack_millivolts(int millivolts) { set_jack_millivolts({std::to_string(millivolts)}); }
 
 void Box::set_wifi_link(bool up) {
-    write("/sys/class/net/wlan0/link_mode", up ? "1\n" : "0\n");
-    write("/sys/class/net/wlan0/operstate", up ? "up\n" : "down\n");
+    write(WLAN_LINK_MODE, up ? "1\n" : "0\n");
+    write(WLAN_OPERSTATE, up ? "up\n" : "down\n");
 }
 
-void Box::set_ssid(const std::string &name) { write("/desk/state/ssid", name + "\n"); }
-void Box::set_signal_dbm(int dbm) { set_signal_text(std::to_string(dbm)); }
-void Box::set_signal_text(const std::string &text) { write("/desk/state/signal", text + "\n"); }
-void Box::set_noise(const std::string &text) { write("/desk/state/noise", text + "\n"); }
+bool Box::wifi_link() const { return first_line(WLAN_LINK_MODE) == "1" && first_line(WLAN_OPERSTATE) == "up"; }
 
 std::vector<std::string> Box::calls() const {
     std::vector<std::string> calls;
-    std::ifstream file(host_path("/desk/state/calls"));
+    std::ifstream file(host_path(calls_state));
     for (std::string line; std::getline(file, line);) calls.push_back(line);
     return calls;
 }
 
 int Box::count_calls(const std::string &command) const {
-    int count = 0;
-    for (const std::string &call : calls()) {
-        if (call == command) count++;
-    }
-    return count;
+    const std::vector<std::string> all = calls();
+    return static_cast<int>(std::count(all.begin(), all.end(), command));
 }
 
-void Box::clear_calls() { remove("/desk/state/calls"); }
-
-void Box::install_tools() {
-    for (const auto &[name, script] : box_tools()) write_script("/usr/local/bin/" + name, script);
-}
+void Box::clear_calls() { remove(calls_state); }
 
 void Box::set_tool_delay(const std::string &tool, int milliseconds) {
     char seconds[32];

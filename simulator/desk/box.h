@@ -4,9 +4,12 @@
 // be changed while the daemon runs. The tree is removed with the Box; one whose process was killed goes with the next.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "probes/readers.h"
+#include "simulator/desk/box_tools.h"
 #include "simulator/desk/temporary_folder.h"
 
 namespace desk {
@@ -24,20 +27,14 @@ constexpr const char *lent_devices[] = {"/dev/null", "/dev/zero", "/dev/random",
 // A plain file; the C library writes a log line there that the log does not take.
 constexpr const char *console = "/dev/console";
 
-// The supply's converter: counts, and millivolts a count.
-constexpr const char *converter_raw = "/sys/bus/iio/devices/iio:device0/in_voltage0_raw";
-constexpr const char *converter_scale = "/sys/bus/iio/devices/iio:device0/in_voltage_scale";
-// What the meter makes of their product: the voltage divider and the 0.2 V that it adds to each reading.
-double meter_volts(double millivolts);
-
-enum class Furnishing {
+enum class Contents {
     healthy, // serial number, Bluetooth name, warranty lock, Wi-Fi down, supply at 12.4 V, tools installed
     bare,    // empty folders; not even the tools exist
 };
 
 class Box {
 public:
-    explicit Box(Furnishing furnishing = Furnishing::healthy);
+    explicit Box(Contents contents = Contents::healthy);
     Box(const Box &) = delete;
     Box &operator=(const Box &) = delete;
 
@@ -51,50 +48,50 @@ public:
     void write(const std::string &path_in_box, const std::string &content = "");
     void write_script(const std::string &path_in_box, const std::string &content);
     void remove(const std::string &path_in_box);
+    void set_present(const std::string &path_in_box, bool present); // as an empty file
     bool exists(const std::string &path_in_box) const;
     std::string read(const std::string &path_in_box) const;
+    std::string first_line(const std::string &path_in_box) const; // "" when there is none
 
     // Start-up variants; they count at the daemon's next start.
-    void set_wifi_debug(bool wanted = true);  // /userdata/debug_wlan0
-    void set_production(bool wanted = true);  // /usr/local/bin/zor-destroy-hwtest.sh
+    void set_wifi_debug(bool wanted = true) { set_present(FLAG_WIFI_DEBUG, wanted); }
+    void set_production(bool wanted = true);
 
-    // Identity and flags.
-    void set_serial(const std::string &first_line);         // "QB418T-000123" (a newline is added)
-    void set_bluetooth_name(const std::string &name);       // written as "name=<name>"
-    void set_warranty_lock(bool present);                   // /rodata/wlock
-    void set_hotspot_off(bool off);                         // /userdata/configs/no_ap
-    void set_alternative_icon(bool wanted);                 // /tmp/bada
-    void set_firmware_type(const std::string &first_line);  // /tmp/fw_type_running; "" removes the file
+    // Flags.
+    void set_warranty_lock(bool present) { set_present(FLAG_WARRANTY_LOCK, present); }
+    void set_hotspot_off(bool off) { set_present(FLAG_NO_AP, off); }
+    void set_alternative_icon(bool wanted) { set_present(FLAG_ACTIVITY_ALT, wanted); }
+    void set_firmware_type(const std::string &first_line); // "" removes the file
 
     // Supply and jack. The converter's two files are written so that the meter arrives at `volts`, the 0.2 V
     // that it adds to each reading included.
     void set_supply_volts(double volts);
-    void set_converter(const std::string &raw_text, const std::string &scale_text);
     void remove_converter();
+    // What the meter arrives at; nothing without both files, or when they say nothing that is a number.
+    std::optional<double> supply_volts() const;
     // What "vcicp vjack" prints, one text a call; the last one stays for all later calls.
     void set_jack_millivolts(const std::vector<std::string> &replies);
-    void set_jack_millivolts(int millivolts);
-    void set_jack_ready(bool ready); // /tmp/.app_rcv_command_ready
+    void set_jack_millivolts(int millivolts) { set_jack_millivolts({std::to_string(millivolts)}); }
+    void set_jack_ready(bool ready) { set_present(FLAG_VCI_READY, ready); }
 
     // Wi-Fi station on wlan0, as sysfs and the wireless tools report it.
     void set_wifi_link(bool up);
-    void set_ssid(const std::string &name);   // "" : not joined to any network
-    void set_signal_dbm(int dbm);
-    void set_signal_text(const std::string &text); // the word after "signal:"; "" leaves the line out
-    void set_noise(const std::string &text);       // what "wl noise" prints
+    bool wifi_link() const;
+    void set_ssid(const std::string &name) { write(ssid_state, name + "\n"); } // "" : not joined to any network
+    void set_signal_dbm(int dbm) { set_signal_text(std::to_string(dbm)); }
+    // The word after "signal:"; "" leaves the line out.
+    void set_signal_text(const std::string &text) { write(signal_state, text + "\n"); }
+    void set_noise(const std::string &text) { write(noise_state, text + "\n"); } // what "wl noise" prints
 
     // Calls of the fake tools since the start or the last clear_calls(), oldest first: "vcicp vjack",
     // "iw dev wlan0 link", "iw wlan0 info", "wl noise".
     std::vector<std::string> calls() const;
     int count_calls(const std::string &command) const;
     void clear_calls();
-    void install_tools();
     // From now on each call of `tool` ("iw", "wl", "vcicp") takes this long, in real milliseconds.
     void set_tool_delay(const std::string &tool, int milliseconds);
 
 private:
-    void furnish();
-
     TemporaryFolder folder_{"desk-"};
 };
 

@@ -59,7 +59,7 @@ Desk::Desk(const Options &options) : options_(complete(options)) {
         bus_ = options.companion_of->bus_;
         fs::create_directories(box_->folder() + "/companion");
     } else {
-        box_ = std::make_shared<Box>(options.furnishing);
+        box_ = std::make_shared<Box>(options.contents);
         if (!options_.no_bus) bus_ = std::make_shared<Bus>(box_->host_path("/desk/bus"));
     }
     log_ = std::make_unique<LogSocket>(host_file("log"));

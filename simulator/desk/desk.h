@@ -40,9 +40,9 @@ class Desk;
 
 struct Options {
     // Another desk whose box and bus this one uses too, with a panel, a log and a clock of its own. It must
-    // outlive this one; `furnishing` and `no_bus` are that desk's then.
+    // outlive this one; `contents` and `no_bus` are that desk's then.
     Desk *companion_of = nullptr;
-    Furnishing furnishing = Furnishing::healthy;
+    Contents contents = Contents::healthy;
     bool layout = false;              // status-display-layout on its 128 x 66 panel
     std::optional<Geometry> panel;    // another panel than the binary's own
     bool no_panel = false;            // no /dev/fb0 at all

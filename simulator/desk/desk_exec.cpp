@@ -28,7 +28,7 @@ const char *const usage =
     "Absolute paths among the arguments can be read inside at the same place.\n";
 
 struct Request {
-    desk::Furnishing furnishing = desk::Furnishing::healthy;
+    desk::Contents contents = desk::Contents::healthy;
     std::vector<desk::Bind> binds;
     desk::Inside inside;
     std::string panel;
@@ -66,7 +66,7 @@ Request parse(const std::vector<std::string> &words) {
     while (i < words.size() && is_option(words[i])) {
         const std::string &option = words[i++];
         if (option == "--bare") {
-            request.furnishing = desk::Furnishing::bare;
+            request.contents = desk::Contents::bare;
         } else {
             take_option(option, i < words.size() ? words[i++] : "", request);
         }
@@ -124,7 +124,7 @@ int main(int argc, char **argv) try {
         return 0;
     }
     Request request = parse({argv + 1, argv + argc});
-    const desk::Box box(request.furnishing);
+    const desk::Box box(request.contents);
     if (!request.panel.empty()) add_panel(box, request);
     request.inside.keep_environment = true;
     // Tells a test that what it writes to absolute paths stays in a box.

@@ -90,7 +90,7 @@ static Words wrap(Walls kind, const Box &box, const Inside &inside, const Words 
 }
 
 static bool works(Walls kind) {
-    const Box box(Furnishing::bare);
+    const Box box(Contents::bare);
     Process probe;
     probe.start(wrap(kind, box, {}, {"/usr/bin/true"}), {});
     return probe.wait() == 0;

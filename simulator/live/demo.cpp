@@ -5,6 +5,7 @@
 
 #include "panel/terminal.h"
 #include "simulator/live/ending.h"
+#include "simulator/scenario/scenario.h"
 
 namespace display_sim {
 
@@ -33,7 +34,7 @@ void play_demo(const LiveOptions &options, const std::string &scenario) {
     int number = 0;
     for (size_t i = 0; i < lines.size(); i++) {
         if (end_wanted()) return;
-        stage.perform(lines[i].action);
+        perform(stage, lines[i].action);
         if (desk::is(lines[i].action, "note")) caption = lines[i].action.text;
         const bool step_ends = i + 1 == lines.size() || desk::is(lines[i + 1].action, "note");
         if (!step_ends) continue;

@@ -13,6 +13,7 @@
 #include "simulator/live/ending.h"
 #include "simulator/live/live_keys.h"
 #include "simulator/live/overheard.h"
+#include "simulator/scenario/scenario.h"
 
 namespace display_sim {
 
@@ -75,7 +76,7 @@ void LiveScreen::perform(const std::string &done, const std::function<void()> &w
 
 // What it says comes over the bus, as every command does.
 void LiveScreen::send(const std::string &command) {
-    const std::string problem = work_.perform([&] { stage_.perform(*desk::parse_action("send " + command)); });
+    const std::string problem = work_.perform([&] { desk::perform(stage_, "send " + command); });
     if (!problem.empty()) note_ = problem;
 }
 

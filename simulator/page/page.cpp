@@ -1,34 +1,158 @@
-// What the pages ask for and what they are told. All of it runs in the thread that drives the stage.
+// The addresses of the page, and what stands behind each. Handlers run in the web server's threads: whatever
+// touches the stage is handed to the driving thread as a job.
+//
+//     GET  /  /page.js  /style.css    the page, built into the program
+//     GET  /events                    pictures, log lines, state, time, as they change (Server-Sent Events)
+//     GET  /api/vocabulary            the words, by groups
+//     GET  /api/commands              the commands of the scenario language
+//     GET  /api/controls              the controls of the box
+//     GET  /api/state                 the box, the start-up variant, the speed, the recording
+//     GET  /api/picture.png           ?view=device or layout, &scale=1 to 16
+//     GET  /api/scenario              what has been recorded
+//     POST /api/do                    carries out one scenario line
+//     POST /api/speed                 a number; 0 stands still
+//     POST /api/record                "start" (starts the daemon afresh) or "stop"
+//
+// An answer to a POST is {"ok": true} or {"ok": false, "error": "..."}.
 #include "simulator/page/page.h"
 
-#include <algorithm>
-#include <cmath>
 #include <cstdlib>
+#include <memory>
 #include <optional>
 #include <utility>
 
-#include <syslog.h>
+#include <httplib.h>
+
+#include "panel/png.h"
+#include "simulator/page/page_files.h"
+#include "simulator/page/page_json.h"
 
 namespace desk {
 
+using httplib::Request;
+using httplib::Response;
+using httplib::Server;
 using nlohmann::json;
-using std::chrono::milliseconds;
 
-// How long a turn listens for requests, and how often the pages are told.
-static constexpr milliseconds turn_length{10};
-static constexpr milliseconds publishing_period{30};
-// A wait holds the stage; nobody at a page waits longer than this.
-static constexpr double longest_wait_ms = 10 * 60 * 1000.0;
+// How long a turn listens for requests.
+static constexpr std::chrono::milliseconds turn_length{10};
+static constexpr int largest_scale = 16;
+// Often enough that a page notices the end and a stream's thread is free soon after the page has gone.
+static constexpr std::chrono::milliseconds ping_period{2000};
+
+static void answer(Response &response, int status, const json &value) {
+    response.status = status;
+    response.set_content(one_line(value) + "\n", "application/json");
+}
+
+static void answer_error(Response &response, int status, const std::string &problem) {
+    answer(response, status, {{"ok", false}, {"error", problem}});
+}
+
+// Does `work` in the driving thread and answers for it. A bad line is the caller's mistake, the rest is not.
+static void answer_for(JobQueue &jobs, Response &response, const std::function<void()> &work) {
+    try {
+        jobs.run(work);
+        if (response.body.empty()) answer(response, 200, {{"ok", true}});
+    } catch (const ScenarioError &problem) {
+        answer_error(response, 400, problem.what());
+    } catch (const std::exception &problem) {
+        answer_error(response, 409, problem.what());
+    }
+}
+
+static void add_files(Server &routes) {
+    for (const PageFile &file : page_files()) {
+        routes.Get(file.path, [&file](const Request &, Response &response) {
+            response.set_content(file.content, file.length, file.type);
+        });
+    }
+}
+
+static void add_table(Server &routes, const char *path, const json &table) {
+    routes.Get(path, [table](const Request &, Response &response) { answer(response, 200, table); });
+}
+
+static std::optional<View> view_named(const std::string &name) {
+    for (View view : both_views) {
+        if (name == name_of(view)) return view;
+    }
+    return std::nullopt;
+}
+
+static void add_questions(Server &routes, JobQueue &jobs, PageController &controller) {
+    routes.Get("/api/state", [&](const Request &, Response &response) {
+        answer_for(jobs, response, [&] { answer(response, 200, controller.state()); });
+    });
+    routes.Get("/api/picture\\.png", [&](const Request &request, Response &response) {
+        const std::optional<View> view = view_named(request.get_param_value("view"));
+        const int scale = request.has_param("scale") ? std::atoi(request.get_param_value("scale").c_str()) : 1;
+        if (!view || scale < 1 || scale > largest_scale) {
+            return answer_error(response, 400, "give view=device or view=layout, and scale=1 to 16");
+        }
+        answer_for(jobs, response, [&] {
+            response.set_content(panel::to_png(controller.picture(*view), scale), "image/png");
+        });
+    });
+    routes.Get("/api/scenario", [&](const Request &, Response &response) {
+        answer_for(jobs, response, [&] {
+            const std::string recording = controller.recording();
+            if (recording.empty()) return answer_error(response, 404, "nothing has been recorded yet");
+            response.set_content(recording, "text/plain; charset=utf-8");
+        });
+    });
+}
+
+static void add_requests(Server &routes, JobQueue &jobs, PageController &controller) {
+    routes.Post("/api/do", [&](const Request &request, Response &response) {
+        answer_for(jobs, response, [&] { controller.perform(request.body); });
+    });
+    routes.Post("/api/speed", [&](const Request &request, Response &response) {
+        answer_for(jobs, response, [&] { controller.set_speed(request.body); });
+    });
+    routes.Post("/api/record", [&](const Request &request, Response &response) {
+        if (request.body != "start" && request.body != "stop") {
+            return answer_error(response, 400, "send start or stop");
+        }
+        answer_for(jobs, response, [&] {
+            request.body == "start" ? controller.begin_recording() : controller.end_recording();
+        });
+    });
+}
+
+// Writes what has come, or a comment when nothing has, so that a page that went away is noticed.
+static bool write_events(EventHub &hub, EventHub::Listener &listener, httplib::DataSink &sink) {
+    const std::optional<std::string> events = hub.next(listener, ping_period);
+    if (!events) return false;
+    const std::string text = events->empty() ? ": still here\n\n" : *events;
+    return sink.write(text.data(), text.size());
+}
+
+static void add_events(Server &routes, EventHub &hub) {
+    routes.Get("/events", [&hub](const Request &, Response &response) {
+        const std::shared_ptr<EventHub::Listener> listener = hub.join();
+        if (!listener) return answer_error(response, 503, "too many pages are open");
+        response.set_chunked_content_provider(
+            "text/event-stream",
+            [&hub, listener](size_t, httplib::DataSink &sink) { return write_events(hub, *listener, sink); },
+            [&hub, listener](bool) { hub.leave(listener); });
+    });
+}
 
 Page::Page(Stage &stage, Pace &pace, int port, std::function<bool()> end_wanted)
-    : stage_(stage), pace_(pace), end_wanted_(std::move(end_wanted)), server_(port) {
-    stage_.set_watcher([this] { watch_wait(); });
-    add_routes();
+    : controller_(stage, pace, hub_, std::move(end_wanted)), server_(port) {
+    Server &routes = server_.routes();
+    add_files(routes);
+    add_table(routes, "/api/vocabulary", vocabulary_json());
+    add_table(routes, "/api/commands", commands_json());
+    add_table(routes, "/api/controls", controls_json());
+    add_questions(routes, jobs_, controller_);
+    add_requests(routes, jobs_, controller_);
+    add_events(routes, hub_);
     server_.start();
 }
 
 Page::~Page() {
-    stage_.set_watcher(nullptr);
     jobs_.close();
     hub_.close();
     server_.stop();
@@ -36,194 +160,7 @@ Page::~Page() {
 
 void Page::turn() {
     jobs_.work_until(std::chrono::steady_clock::now() + turn_length);
-    try {
-        if (trouble_.empty() && stage_.started()) pace_.turn();
-    } catch (const Unmet &) { // the end
-    } catch (const Error &problem) {
-        trouble_ = problem.what();
-    }
-    publish_changes();
-}
-
-// While a line waits on the daemons' clock, the pages see the time fly.
-void Page::watch_wait() {
-    if (end_wanted_()) throw Unmet("the simulator is ending");
-    for (View view : both_views) publish_log(view); // at their moments
-    publish_changes();
-}
-
-/* ---- what the pages ask for ---- */
-
-static void refuse_what_a_page_cannot_do(const std::string &line, const Action &action) {
-    const auto is_control = [](unsigned char c) { return c < ' ' && c != '\t'; };
-    const bool control = std::any_of(line.begin(), line.end(), is_control);
-    if (control) throw ScenarioError("one line at a time, without control characters");
-    if (is(action, "expect")) {
-        throw ScenarioError("'expect' compares with a file beside a scenario; a page has none");
-    }
-    if (is(action, "wait") && action.number > longest_wait_ms) throw ScenarioError("wait 10 minutes at most");
-}
-
-void Page::carry_out(const Action &action) {
-    const bool starts = is(action, "start");
-    const bool needs_daemon = !starts && !action.command->prepares_box;
-    if (needs_daemon && !trouble_.empty()) throw Error("the daemon has ended; start it again first");
-    try {
-        stage_.perform(action);
-        if (starts) trouble_.clear();
-    } catch (const Unmet &) {
-        throw;
-    } catch (const Error &problem) {
-        trouble_ = problem.what();
-        throw;
-    }
-}
-
-void Page::perform(const std::string &line) {
-    const std::optional<Action> action = parse_action(line);
-    if (!action) return;
-    refuse_what_a_page_cannot_do(line, *action);
-    // A recording must be playable: the second picture of one name is refused here and not only there.
-    if (recorder_.running() && is(*action, "picture")) parse_scenario(recorder_.text() + line, "the recording");
-    const int64_t before_us = stage_.now_us();
-    carry_out(*action);
-    recorder_.note(line, before_us, stage_.now_us());
-    pace_.forget_lag();
-    if (is(*action, "start")) {
-        hub_.forget("log");
-        logged_.fill(0);
-    }
-    published_ = {};
-    publish_changes();
-}
-
-static const char *variant_name(Start::Variant variant) {
-    switch (variant) {
-    case Start::Variant::debug: return "debug";
-    case Start::Variant::production: return "production";
-    default: return "normal";
-    }
-}
-
-static std::string start_line(const Start &how) {
-    return std::string("start ") + variant_name(how.variant) + (how.bare ? " bare" : "");
-}
-
-// A recording begins with the box as it is and a fresh start, for only from there does everything repeat.
-void Page::begin_recording() {
-    const Start how = stage_.start_made();
-    const std::string start = start_line(how);
-    // A bare start empties the box anyway.
-    std::vector<std::string> lines;
-    if (!how.bare) lines = lines_between(report_of(Box(Furnishing::healthy)), report_of(stage_.box()));
-    recorder_.end(stage_.now_us());
-    perform(start);
-    lines.push_back(start);
-    recorder_.begin(lines, stage_.now_us());
-    published_ = {};
-    publish_changes();
-}
-
-void Page::end_recording() {
-    recorder_.end(stage_.now_us());
-    published_ = {};
-    publish_changes();
-}
-
-void Page::set_speed(const std::string &text) {
-    char *end = nullptr;
-    const double speed = std::strtod(text.c_str(), &end);
-    if (text.empty() || *end != '\0') throw Error("'" + text + "' is no number");
-    pace_.set_speed(speed);
-    published_ = {};
-    publish_changes();
-}
-
-/* ---- what the pages are told ---- */
-
-json Page::state() {
-    json box = json::object();
-    for (const auto &[command, argument] : report_of(stage_.box())) box[command] = argument;
-    const Start how = stage_.start_made();
-    return {
-        {"variant", variant_name(how.variant)},
-        {"bare", how.bare},
-        {"target", stage_.options().target == Target::armhf ? "armhf" : "native"},
-        {"speed", pace_.speed()},
-        {"trouble", trouble_},
-        {"box", box},
-        {"recording", {{"running", recorder_.running()}, {"lines", recorder_.lines()}}},
-        {"folder", stage_.box().folder()},
-        {"bus", stage_.bus().address()},
-    };
-}
-
-void Page::publish_changes() {
-    const auto now = std::chrono::steady_clock::now();
-    if (now - published_ < publishing_period) return;
-    published_ = now;
-    for (View view : both_views) publish_picture(view);
-    for (View view : both_views) publish_log(view);
-    publish_time();
-    publish_state();
-}
-
-// Rows from the top, pixels from the left, the first one in the highest bit; a row begins with a new byte.
-static std::string packed_hex(const Picture &picture) {
-    static const char *const digits = "0123456789abcdef";
-    std::string text;
-    for (int y = 0; y < picture.height(); y++) {
-        for (int x = 0; x < (picture.width() + 7) / 8 * 8; x += 4) {
-            int nibble = 0;
-            for (int i = 0; i < 4; i++) nibble = nibble * 2 + (picture.at(x + i, y) ? 1 : 0);
-            text += digits[nibble];
-        }
-    }
-    return text;
-}
-
-void Page::publish_picture(View view) {
-    Picture &shown = shown_[static_cast<size_t>(view)];
-    const Picture now = stage_.picture(view);
-    if (now == shown) return;
-    shown = now;
-    const json picture = {
-        {"view", name_of(view)}, {"width", now.width()}, {"height", now.height()}, {"rows", packed_hex(now)}};
-    hub_.publish(std::string("picture-") + name_of(view), one_line(picture), Keep::newest);
-}
-
-static std::string without_newline(std::string text) {
-    if (!text.empty() && text.back() == '\n') text.pop_back();
-    return text;
-}
-
-void Page::publish_log(View view) {
-    int &logged = logged_[static_cast<size_t>(view)];
-    if (stage_.desk(view).log().count("") == logged) return;
-    const std::vector<LogLine> lines = stage_.log(view);
-    for (; static_cast<size_t>(logged) < lines.size(); logged++) {
-        const LogLine &line = lines[static_cast<size_t>(logged)];
-        hub_.publish("log", one_line({{"view", name_of(view)},
-                                      {"seconds", static_cast<double>(stage_.now_us() / 1000) / 1000.0},
-                                      {"error", line.priority <= LOG_ERR},
-                                      {"text", without_newline(line.text)}}),
-                     Keep::history);
-    }
-}
-
-// Tenths of a second are enough to see it run.
-void Page::publish_time() {
-    const std::string now = std::to_string(stage_.now_us() / 100000);
-    if (now == time_shown_) return;
-    time_shown_ = now;
-    hub_.publish("time", now, Keep::newest);
-}
-
-void Page::publish_state() {
-    const std::string now = one_line(state());
-    if (now == state_shown_) return;
-    state_shown_ = now;
-    hub_.publish("state", now, Keep::newest);
+    controller_.turn();
 }
 
 } // namespace desk

@@ -1,4 +1,4 @@
-// The web server's walls. What is served stands in page_routes.cpp.
+// Who is let in. What is served stands in page.cpp.
 #include "simulator/page/web_server.h"
 
 #include <csignal>

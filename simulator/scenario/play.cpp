@@ -13,6 +13,7 @@
 #include "panel/files.h"
 #include "simulator/scenario/expected_picture.h"
 #include "simulator/scenario/play_film.h"
+#include "simulator/scenario/scenario.h"
 
 namespace desk {
 
@@ -202,7 +203,7 @@ static void play_line(Run &run, const ScenarioLine &line) {
     const Action &action = line.action;
     std::printf("%8.3f s  %s\n", static_cast<double>(run.stage.now_us()) / 1e6, line.text.c_str());
     std::fflush(stdout);
-    run.stage.perform(action);
+    perform(run.stage, action);
     run.film.look();
     if (is(action, "note")) {
         run.note = action.text;

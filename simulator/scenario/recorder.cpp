@@ -1,4 +1,3 @@
-// Lines and waits.
 #include "simulator/scenario/recorder.h"
 
 #include <algorithm>
@@ -6,6 +5,15 @@
 #include "simulator/scenario/scenario.h"
 
 namespace desk {
+
+std::vector<std::string> lines_between(const BoxReport &before, const BoxReport &after) {
+    std::vector<std::string> lines;
+    for (const auto &entry : after) {
+        if (std::find(before.begin(), before.end(), entry) != before.end()) continue;
+        lines.push_back(entry.first + " " + quoted(entry.second));
+    }
+    return lines;
+}
 
 void Recorder::begin(const std::vector<std::string> &first_lines, int64_t now_us) {
     lines_ = first_lines;

@@ -7,7 +7,12 @@
 #include <string>
 #include <vector>
 
+#include "simulator/scenario/controls.h"
+
 namespace desk {
+
+// The lines that make a box that reports `before` into one that reports `after`.
+std::vector<std::string> lines_between(const BoxReport &before, const BoxReport &after);
 
 class Recorder {
 public:

@@ -84,7 +84,7 @@ static std::string suggestion(const std::string &name) {
     std::string all;
     for (const Command &command : scenario_commands()) {
         names.push_back(command.name);
-        all += std::string(all.empty() ? "" : ", ") + command.name;
+        all += (all.empty() ? "" : ", ") + command.name;
     }
     const std::vector<std::string> likely = client::likely_names(name, names);
     return likely.empty() ? "there are " + all : "did you mean " + client::one_of(likely) + "?";
@@ -97,7 +97,7 @@ static const Command &command_named(const std::string &name) {
     throw ScenarioError("'" + name + "' is no command; " + suggestion(name));
 }
 
-bool is(const Action &action, const char *command) { return std::strcmp(action.command->name, command) == 0; }
+bool is(const Action &action, const char *command) { return action.command->name == command; }
 
 bool tests_something(const Action &action) {
     const bool waits_for_time = is(action, "wait") && action.number > 0.0;
@@ -118,6 +118,17 @@ std::optional<Action> parse_action(const std::string &line) {
     }
     action.command->check(action);
     return action;
+}
+
+void perform(Stage &stage, const Action &action) {
+    const Command &command = *action.command;
+    if (!stage.started() && !command.prepares_box && !is(action, "start")) stage.start();
+    if (command.perform) command.perform(stage, action);
+}
+
+void perform(Stage &stage, const std::string &line) {
+    const std::optional<Action> action = parse_action(line);
+    if (action) perform(stage, *action);
 }
 
 /* ---- files ---- */

@@ -1,19 +1,18 @@
 // Scenarios: short stories of the display as lines of text that a person writes by hand. This file owns the
 // language (docs/scenarios.md): one line becomes an Action, and the table of commands says what each takes
-// and does. The stage carries actions out; the web page and the player speak these lines.
+// and does to the stage. The web page and the player speak these lines.
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "simulator/desk/bus.h"
-#include "simulator/desk/error.h"
+#include "simulator/scenario/stage.h"
 
 namespace desk {
 
-class Stage;
 struct Command;
 
 // A line that is no line of the language, or a file that is no scenario. what() begins with "FILE:LINE: "
@@ -27,23 +26,23 @@ public:
 struct Action {
     const Command *command = nullptr;
     std::vector<std::string> words;  // after the command, quotes taken off; rest-of-line texts are one word
-    std::string text;                // send: the word; texts and names: the text
+    std::string text;                // send: the word; otherwise the text, name or setting
     std::vector<Argument> arguments; // send: the further arguments in their types
-    bool none = false;               // the word "none" was given
-    bool on = false;                 // switches
-    double number = 0.0;             // volts, millivolts, dBm, or milliseconds of a wait
+    Start start;                     // start
+    double number = 0.0;             // milliseconds of a wait
 };
 
 // A command of the language.
 struct Command {
-    const char *name;
-    const char *arguments;         // for people: "VOLTS|none"
-    const char *meaning;           // one line for people
-    bool prepares_box;             // starts nothing: may come before the start
-    bool takes_rest;               // the rest of the line is one text
-    void (*check)(Action &action); // fills the action from its words; throws ScenarioError
-    void (*perform)(Stage &stage, const Action &action); // null: the player's affair
+    std::string name;
+    std::string arguments; // for people: "VOLTS|none"
+    std::string meaning;   // one line for people, in Markdown
+    bool prepares_box;     // starts nothing: may come before the start
+    bool takes_rest;       // the rest of the line is one text
+    std::function<void(Action &action)> check; // fills the action from its words; throws ScenarioError
+    std::function<void(Stage &stage, const Action &action)> perform; // empty: the player's affair
 };
+// Those of the controls among them.
 const std::vector<Command> &scenario_commands();
 
 // One line. Nothing for an empty line or a comment. Throws ScenarioError.
@@ -52,6 +51,13 @@ std::optional<Action> parse_action(const std::string &line);
 bool is(const Action &action, const char *command);
 // True when the action can turn out otherwise than expected: an "expect", or a wait for more than a time.
 bool tests_something(const Action &action);
+
+// Carries the action out. Lines that prepare the box start nothing; before any other the daemons are started as normal
+// if nothing has started them yet. "picture", "expect" and "note" mean nothing here: they are the player's. Throws
+// Unmet when a wait's limit passes.
+void perform(Stage &stage, const Action &action);
+// The same for a line; an empty one and a comment do nothing. Throws ScenarioError, too.
+void perform(Stage &stage, const std::string &line);
 
 constexpr int64_t longest_pause_ms = 24 * 3600 * 1000;
 

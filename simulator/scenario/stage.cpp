@@ -11,6 +11,11 @@ namespace desk {
 
 const char *name_of(View view) { return view == View::device ? "device" : "layout"; }
 
+const char *name_of(Start::Variant variant) {
+    static constexpr const char *names[] = {"normal", "debug", "production"};
+    return names[static_cast<size_t>(variant)];
+}
+
 Stage::Stage(const StageOptions &options) : options_(options) { make_desks(false); }
 
 // The layout's desk lives in the device's box: it goes first.
@@ -18,7 +23,7 @@ Stage::~Stage() { layout_.reset(); }
 
 Options Stage::desk_options(View view, bool bare) const {
     Options options;
-    options.furnishing = bare ? Furnishing::bare : Furnishing::healthy;
+    options.contents = bare ? Contents::bare : Contents::healthy;
     options.layout = view == View::layout;
     if (view == View::layout) options.companion_of = device_.get();
     if (options_.target == Target::armhf) choose_armhf(options);
@@ -59,12 +64,6 @@ void Stage::send(const std::string &word, const std::vector<Argument> &further) 
     check_alive();
     for (View view : both_views) log_mark_[view == View::layout] = log(view).size();
     bus().send(word, further);
-}
-
-void Stage::perform(const Action &action) {
-    const bool prepares = action.command->prepares_box;
-    if (!started_ && !prepares && !is(action, "start")) start();
-    if (action.command->perform != nullptr) action.command->perform(*this, action);
 }
 
 std::vector<LogLine> Stage::log(View view) { return desk(view).log().lines(); }

@@ -4,7 +4,8 @@
 // as the machine can. Use it from one thread.
 //
 //     desk::Stage stage;
-//     stage.perform(*desk::parse_action("send chan_bt"));   // starts both daemons by itself
+//     stage.start();
+//     stage.send("chan_bt");
 //     stage.pass(600);
 //     stage.picture(desk::View::layout).save_pbm("bluetooth.pbm");
 #pragma once
@@ -17,7 +18,6 @@
 #include <vector>
 
 #include "simulator/desk/desk.h"
-#include "simulator/scenario/scenario.h"
 
 namespace desk {
 
@@ -36,6 +36,9 @@ struct Start {
     Variant variant = Variant::normal;
     bool bare = false;
 };
+constexpr std::array<Start::Variant, 3> all_variants = {Start::Variant::normal, Start::Variant::debug,
+                                                        Start::Variant::production};
+const char *name_of(Start::Variant variant); // "normal", "debug" or "production", as in scenarios
 
 struct StageOptions {
     Target target = Target::native;
@@ -53,7 +56,7 @@ public:
     ~Stage();
 
     // The box that both daemons share. It may be prepared before the first start. A start that changes
-    // between a bare and a furnished box makes a new one: don't keep the reference across starts.
+    // between a bare and a healthy box makes a new one: don't keep the reference across starts.
     Box &box() { return desk(View::device).box(); }
     Bus &bus() { return desk(View::device).bus(); }
     Desk &desk(View view);
@@ -67,11 +70,6 @@ public:
     void check_alive();
     // One signal to both. wait_for_log() looks at what has been logged since the last of these.
     void send(const std::string &word, const std::vector<Argument> &further = {});
-
-    // Carries out a line of a scenario. Box lines before the first start only prepare the box; any other line
-    // starts the daemons as normal first. "picture", "expect" and "note" mean nothing to the stage: they are
-    // the player's. Throws Unmet when a wait's limit passes.
-    void perform(const Action &action);
 
     Picture picture(View view) { return desk(view).picture(); }
     // Everything logged since the start.

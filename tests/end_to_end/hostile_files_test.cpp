@@ -206,7 +206,7 @@ TEST_F(HostileFiles, SerialNumberIsCutAtItsFirstNewline) {
 
 TEST_F(HostileFiles, EmptyBox) {
     desk::Options options;
-    options.furnishing = desk::Furnishing::bare;
+    options.contents = desk::Contents::bare;
     prepare_layout(options);
     start();
     command("M4_COMM");

@@ -260,6 +260,27 @@ class Box(BrowserTest):
             slider.value = arguments[1];
             slider.dispatchEvent(new Event('input', {bubbles: true}));""", command, value)
 
+    def test_there_is_a_control_for_each(self):
+        """In the order and the groups of the table, each named by its label and showing what the box tells."""
+        drawn = self.browser.script("""
+            return [...document.querySelectorAll('#controls fieldset [data-command]:not(div)')].map((field) => [
+                field.dataset.command, field.closest('fieldset').querySelector('legend').textContent,
+                field.ariaLabel ?? field.labels[0].textContent.trim(),
+                field.type === 'checkbox' ? field.checked : field.disabled ? 'none' : field.value]);""")
+        wanted, box = [], self.simulator.state()["box"]
+        for control in self.simulator.json("/api/controls"):
+            label, shown = control["label"], box[control["name"]]
+            if control["kind"] == "measure":
+                label += " in " + control["unit"]
+            elif control["kind"] == "switch":
+                shown = shown == control["on"]
+            elif control["empty"] == shown:
+                shown = ""
+            wanted.append([control["name"], control["group"], label, shown])
+        self.assertEqual(drawn, wanted)
+        self.assertEqual(len(set(group for _, group, _, _ in drawn)),
+                         self.browser.script("return document.querySelectorAll('#controls fieldset').length"))
+
     def test_numbers(self):
         for command, word in (("supply", "11.8"), ("jack", "13800")):
             self.set_field(command, word)

@@ -112,6 +112,12 @@ class Served(PageTest):
         self.assertEqual(len(served), 29)
         self.assertEqual(sorted(served), sorted(vocabulary_of_the_daemon()))
 
+    def test_the_controls_are_told_and_are_commands(self):
+        names = [control["name"] for control in self.simulator.json("/api/controls")]
+        self.assertEqual(sorted(names), sorted(self.simulator.state()["box"]))
+        commands = [command["name"] for command in self.simulator.json("/api/commands")]
+        self.assertEqual([name for name in commands if name in names], names, "in the same order")
+
     def test_pictures_at_every_scale(self):
         self.simulator.do("send chan_bt", "wait 601ms")
         self.assert_shows("views/view_bluetooth")

@@ -112,8 +112,8 @@ static std::string folder_of_a_killed_desk(const std::string &where) {
     std::string found;
     desk::wait_until([&] {
         for (const auto &item : fs::directory_iterator(where)) {
-            const bool furnished = fs::exists(item.path() / "usr-local-bin/vcicp") && fs::exists(item.path() / ".lock");
-            if (fs::is_directory(item.path()) && furnished) found = item.path().string();
+            const bool complete = fs::exists(item.path() / "usr-local-bin/vcicp") && fs::exists(item.path() / ".lock");
+            if (fs::is_directory(item.path()) && complete) found = item.path().string();
         }
         return !found.empty();
     });

@@ -1,5 +1,5 @@
 // What the page stands on, part by part and without a browser: the events for the pages, the jobs from their threads,
-// the recorder, the pace, and the box read back as lines.
+// the recorder and the pace.
 #include <algorithm>
 #include <atomic>
 #include <cmath>
@@ -10,8 +10,8 @@
 
 #include "simulator/page/event_hub.h"
 #include "simulator/page/job_queue.h"
+#include "simulator/page/page_json.h"
 #include "simulator/scenario/pace.h"
-#include "simulator/page/page_state.h"
 #include "simulator/scenario/recorder.h"
 #include "simulator/scenario/scenario.h"
 
@@ -315,66 +315,8 @@ TEST(Pace, StandsStillAndRefusesWhatIsNoSpeed) {
         << "the time that stood still is not made up for";
 }
 
-/* ---- the box as lines ---- */
+/* ---- what is sent ---- */
 
-static std::string told(const desk::Box &box, const std::string &command) {
-    for (const auto &[name, argument] : desk::report_of(box)) {
-        if (name == command) return argument;
-    }
-    return "not told";
-}
-
-TEST(PageState, TellsWhatTheDisplayMakesOfFiles) {
-    desk::Box box;
-    box.write("/rodata/bluetooth_name", "device=one\tname=A=B\nname=C\n");
-    EXPECT_EQ(told(box, "bluetooth"), "B") << "what stands behind the first line's last '='";
-    box.write("/rodata/bluetooth_name", "plain\n");
-    EXPECT_EQ(told(box, "bluetooth"), "plain");
-    box.write("/rodata/serial_number", "one\ntwo\n");
-    EXPECT_EQ(told(box, "serial"), "one");
-    box.set_wifi_link(true);
-    EXPECT_EQ(told(box, "wifi"), "up");
-    box.write("/sys/class/net/wlan0/link_mode", "0\n");
-    EXPECT_EQ(told(box, "wifi"), "down") << "both files must say so";
-    box.set_wifi_link(true);
-    box.write("/sys/class/net/wlan0/operstate", "dormant\n");
-    EXPECT_EQ(told(box, "wifi"), "down");
-    for (const auto &[volts, text] : {std::pair{12.0, "12"}, {12.4, "12.4"}, {100.0, "100"}, {0.25, "0.25"}}) {
-        box.set_supply_volts(volts);
-        EXPECT_EQ(told(box, "supply"), text);
-    }
-    box.set_converter("nan", "1");
-    EXPECT_EQ(told(box, "supply"), "none");
-    box.set_supply_volts(12);
-    box.remove("/sys/bus/iio/devices/iio:device0/in_voltage0_raw");
-    EXPECT_EQ(told(box, "supply"), "none");
-}
-
-TEST(PageState, LinesMakeTheSameBox) {
-    desk::Box box;
-    const desk::BoxReport healthy = desk::report_of(box);
-    EXPECT_EQ(desk::lines_between(healthy, desk::report_of(box)), std::vector<std::string>{});
-    box.set_supply_volts(9.75);
-    box.remove("/desk/state/jack");
-    box.set_jack_ready(true);
-    box.set_wifi_link(true);
-    box.set_ssid("My \"Net\"  x\\");
-    box.set_signal_text("-61");
-    box.set_noise("");
-    box.remove("/rodata/serial_number");
-    box.set_bluetooth_name("Two words");
-    box.set_warranty_lock(false);
-    box.set_hotspot_off(true);
-    box.set_alternative_icon(true);
-    box.set_firmware_type("FT MAIN");
-    const std::vector<std::string> lines = desk::lines_between(healthy, desk::report_of(box));
-    EXPECT_EQ(lines.size(), healthy.size()) << "each command once";
-    desk::Stage stage;
-    for (const std::string &line : lines) stage.perform(*desk::parse_action(line));
-    EXPECT_EQ(desk::report_of(stage.box()), desk::report_of(box));
-    EXPECT_FALSE(stage.started()) << "these lines stand before the start";
-}
-
-TEST(PageState, SendsAnybodysBytesAsOneLine) {
+TEST(PageJson, SendsAnybodysBytesAsOneLine) {
     EXPECT_EQ(desk::one_line({{"text", "a\nb\xff\xc3"}}), "{\"text\":\"a\\nb\xef\xbf\xbd\xef\xbf\xbd\"}");
 }

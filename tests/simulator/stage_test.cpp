@@ -3,12 +3,10 @@
 
 #include <gtest/gtest.h>
 
-#include "simulator/scenario/stage.h"
+#include "simulator/scenario/scenario.h"
 #include "simulator/scenario/stage_text.h"
 
 using desk::View;
-
-static void perform(desk::Stage &stage, const std::string &line) { stage.perform(*desk::parse_action(line)); }
 
 TEST(Stage, ReachesBothRegistrationsWithOneSignal) {
     desk::Stage stage;
@@ -135,7 +133,7 @@ TEST(Stage, StartsEachVariantAndComesBack) {
     perform(stage, "start normal");
     stage.pass(1000);
     EXPECT_NO_THROW(perform(stage, "wait mode AUTOCHECK..."));
-    EXPECT_TRUE(stage.box().exists("/rodata/serial_number")) << "a box that was bare is furnished again";
+    EXPECT_TRUE(stage.box().exists("/rodata/serial_number")) << "a box that was bare is filled again";
 }
 
 TEST(Stage, KeepsTheBoxOverARestart) {

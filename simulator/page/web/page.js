@@ -1,6 +1,6 @@
 // The page's doings: shows what the simulator tells over its stream of events, and posts lines of the
-// scenario language for whatever is pressed, typed or moved. It knows no word and no command of its own: the
-// words come from the server, the controls carry the command that they stand for.
+// scenario language for whatever is pressed, typed or moved. It knows no word of the display and no control of the box:
+// both come from the server.
 'use strict';
 
 const $ = (id) => document.getElementById(id);
@@ -159,7 +159,10 @@ async function loadCommands() {
 
 // ---- The box ----
 
-const replyPlace = () => $('box-reply');
+const boxReply = $('box-reply');
+
+// What shows a part of the box, by its command.
+const shows = {};
 
 // While a slider moves, only its newest value is sent, one at a time.
 function sender(command) {
@@ -172,66 +175,69 @@ function sender(command) {
     while (newest !== null) {
       const next = newest;
       newest = null;
-      await perform(lineOf(command, next), replyPlace());
+      await perform(lineOf(command, next), boxReply);
     }
     busy = false;
   };
 }
 
-// A slider and a number for the same value, and a switch for "none".
-function furnishMeasure(place) {
-  const {command, unit, min, max, step, first, label} = place.dataset;
-  const set = sender(command);
-  const present = make('input', {type: 'checkbox', ariaLabel: `${label}: ${place.dataset.switch}`});
+// A slider and a number for the same value, and a check box for "none".
+function drawMeasure({name, label, unit, min, max, step, first, present}) {
+  const set = sender(name);
+  const known = make('input', {type: 'checkbox', ariaLabel: `${label}: ${present}`});
   const slider = make('input', {type: 'range', min, max, step, value: first, ariaLabel: `${label}, slider`});
   const number = make('input', {type: 'number', step: 'any', value: first, ariaLabel: `${label} in ${unit}`});
-  number.dataset.command = command;
+  number.dataset.command = name;
   slider.addEventListener('input', () => { number.value = slider.value; set(slider.value); });
   number.addEventListener('change', () => { if (number.value !== '') set(number.value); });
-  present.addEventListener('change', () => set(present.checked ? number.value || first : 'none'));
-  place.append(make('span', {textContent: label}),
-    make('label', {className: 'switch'}, present, place.dataset.switch),
-    slider, make('span', {className: 'value'}, number, make('span', {className: 'unit', textContent: unit})));
-  return (word) => {
+  known.addEventListener('change', () => set(known.checked ? number.value || String(first) : 'none'));
+  shows[name] = (word) => {
     const none = word === 'none';
-    present.checked = !none;
+    known.checked = !none;
     slider.disabled = number.disabled = none;
     if (none) return;
     if (document.activeElement !== number) number.value = word;
     if (document.activeElement !== slider) slider.value = word;
   };
+  const place = make('div', {className: 'measure'}, make('span', {textContent: label}),
+    make('label', {className: 'switch'}, known, present),
+    slider, make('span', {className: 'value'}, number, make('span', {className: 'unit', textContent: unit})));
+  place.dataset.command = name;
+  return place;
 }
 
-function furnishSwitch(box) {
-  const {command, on, off} = box.dataset;
-  box.addEventListener('change', () => perform(lineOf(command, box.checked ? on : off), replyPlace()));
-  return (word) => { box.checked = word === on; };
+function drawSwitch({name, label, on, off}) {
+  const box = make('input', {type: 'checkbox'});
+  box.dataset.command = name;
+  box.addEventListener('change', () => perform(lineOf(name, box.checked ? on : off), boxReply));
+  shows[name] = (word) => { box.checked = word === on; };
+  return make('label', {className: 'switch'}, box, label);
 }
 
-// An empty text is no file, where the command knows "none".
-function furnishText(field) {
-  const {command} = field.dataset;
-  const empty = 'none' in field.dataset ? 'none' : '';
-  field.addEventListener('change', () => perform(lineOf(command, field.value || empty), replyPlace()));
-  return (word) => {
+function drawText({name, label, empty, longest, placeholder, suggestion}) {
+  const field = make('input', {type: 'text', maxLength: longest, placeholder});
+  field.dataset.command = name;
+  field.addEventListener('change', () => perform(lineOf(name, field.value || empty), boxReply));
+  field.addEventListener('keydown', (event) => { if (event.key === 'Enter') field.blur(); });
+  shows[name] = (word) => {
     if (document.activeElement !== field) field.value = word === 'none' && empty === 'none' ? '' : word;
   };
+  const place = make('label', {className: 'text'}, `${label} `, field);
+  if (suggestion === '') return place;
+  field.setAttribute('list', `${name}-suggestion`);
+  place.append(make('datalist', {id: `${name}-suggestion`}, make('option', {value: suggestion})));
+  return place;
 }
 
-// What shows a part of the box, by its command.
-const shows = {};
+const draw = {measure: drawMeasure, switch: drawSwitch, text: drawText};
 
-function furnishBox() {
-  for (const place of document.querySelectorAll('.measure')) {
-    shows[place.dataset.command] = furnishMeasure(place);
+async function loadControls() {
+  const groups = {};
+  for (const control of await (await fetch('/api/controls')).json()) {
+    groups[control.group] ??= make('fieldset', {}, make('legend', {textContent: control.group}));
+    groups[control.group].append(draw[control.kind](control));
   }
-  for (const box of document.querySelectorAll('input[type=checkbox][data-command]')) {
-    shows[box.dataset.command] = furnishSwitch(box);
-  }
-  for (const field of document.querySelectorAll('input[type=text][data-command]')) {
-    shows[field.dataset.command] = furnishText(field);
-    field.addEventListener('keydown', (event) => { if (event.key === 'Enter') field.blur(); });
-  }
+  $('controls').replaceChildren(...Object.values(groups));
 }
 
 // ---- State ----
@@ -331,7 +337,7 @@ function listenWhileSeen() {
 const typed = [];
 let recalled = 0;
 
-function furnishLine() {
+function connectLine() {
   const line = $('line');
   $('line-form').addEventListener('submit', async (event) => {
     event.preventDefault();
@@ -359,7 +365,7 @@ async function restart() {
   $('restart').disabled = false;
 }
 
-function furnishStart() {
+function connectStart() {
   $('start-form').addEventListener('submit', (event) => { event.preventDefault(); restart(); });
   $('start-again').addEventListener('click', restart);
 }
@@ -372,7 +378,7 @@ function freeName() {
   return `picture-${number}`;
 }
 
-function furnishRecording() {
+function connectRecording() {
   const place = $('record-reply');
   $('record').addEventListener('click', async () => {
     const wanted = state?.recording.running ? 'stop' : 'start';
@@ -402,13 +408,13 @@ function setSpeed(speed) {
 
 const step = () => perform('wait 100ms', $('line-reply'));
 
-function furnishTime() {
+function connectTime() {
   $('speeds').addEventListener('change', (event) => setSpeed(event.target.value));
   $('step').addEventListener('click', step);
   $('log-clear').addEventListener('click', () => $('log').replaceChildren());
 }
 
-function furnishKeys() {
+function connectKeys() {
   const keys = {
     '/': () => $('line').focus(),
     '.': () => setSpeed(state?.speed === 0 ? usualSpeed : '0'),
@@ -422,11 +428,10 @@ function furnishKeys() {
   });
 }
 
-furnishBox();
-furnishLine();
-furnishStart();
-furnishRecording();
-furnishTime();
-furnishKeys();
+connectLine();
+connectStart();
+connectRecording();
+connectTime();
+connectKeys();
 document.addEventListener('visibilitychange', listenWhileSeen);
-Promise.all([loadWords(), loadCommands()]).then(listenWhileSeen);
+Promise.all([loadWords(), loadCommands(), loadControls()]).then(listenWhileSeen);

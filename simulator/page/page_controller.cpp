@@ -1,0 +1,201 @@
+#include "simulator/page/page_controller.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <optional>
+#include <utility>
+
+#include <syslog.h>
+
+#include "simulator/page/page_json.h"
+
+namespace desk {
+
+using nlohmann::json;
+
+// How often the pages are told.
+static constexpr std::chrono::milliseconds publishing_period{30};
+// A wait holds the stage; nobody at a page waits longer than this.
+static constexpr double longest_wait_ms = 10 * 60 * 1000.0;
+
+PageController::PageController(Stage &stage, Pace &pace, EventHub &hub, std::function<bool()> end_wanted)
+    : stage_(stage), pace_(pace), hub_(hub), end_wanted_(std::move(end_wanted)) {
+    stage_.set_watcher([this] { watch_wait(); });
+}
+
+PageController::~PageController() { stage_.set_watcher(nullptr); }
+
+void PageController::turn() {
+    try {
+        if (trouble_.empty() && stage_.started()) pace_.turn();
+    } catch (const Unmet &) { // the end
+    } catch (const Error &problem) {
+        trouble_ = problem.what();
+    }
+    publish_changes();
+}
+
+// While a line waits on the daemons' clock, the pages see the time fly.
+void PageController::watch_wait() {
+    if (end_wanted_()) throw Unmet("the simulator is ending");
+    for (View view : both_views) publish_log(view); // at their moments
+    publish_changes();
+}
+
+/* ---- what the pages ask for ---- */
+
+static void refuse_what_a_page_cannot_do(const std::string &line, const Action &action) {
+    const auto is_control = [](unsigned char c) { return c < ' ' && c != '\t'; };
+    const bool control = std::any_of(line.begin(), line.end(), is_control);
+    if (control) throw ScenarioError("one line at a time, without control characters");
+    if (is(action, "expect")) {
+        throw ScenarioError("'expect' compares with a file beside a scenario; a page has none");
+    }
+    if (is(action, "wait") && action.number > longest_wait_ms) throw ScenarioError("wait 10 minutes at most");
+}
+
+void PageController::carry_out(const Action &action) {
+    const bool starts = is(action, "start");
+    const bool needs_daemon = !starts && !action.command->prepares_box;
+    if (needs_daemon && !trouble_.empty()) throw Error("the daemon has ended; start it again first");
+    try {
+        desk::perform(stage_, action);
+        if (starts) trouble_.clear();
+    } catch (const Unmet &) {
+        throw;
+    } catch (const Error &problem) {
+        trouble_ = problem.what();
+        throw;
+    }
+}
+
+void PageController::perform(const std::string &line) {
+    const std::optional<Action> action = parse_action(line);
+    if (!action) return;
+    refuse_what_a_page_cannot_do(line, *action);
+    // A recording must be playable: the second picture of one name is refused here and not only there.
+    if (recorder_.running() && is(*action, "picture")) parse_scenario(recorder_.text() + line, "the recording");
+    const int64_t before_us = stage_.now_us();
+    carry_out(*action);
+    recorder_.note(line, before_us, stage_.now_us());
+    pace_.forget_lag();
+    if (is(*action, "start")) {
+        hub_.forget("log");
+        logged_.fill(0);
+    }
+    publish_now();
+}
+
+// A recording begins with the box as it is and a fresh start, for only from there does everything repeat.
+void PageController::begin_recording() {
+    const Start how = stage_.start_made();
+    const std::string start = std::string("start ") + name_of(how.variant) + (how.bare ? " bare" : "");
+    // A bare start empties the box anyway.
+    std::vector<std::string> lines;
+    if (!how.bare) lines = lines_between(report_of(Box()), report_of(stage_.box()));
+    recorder_.end(stage_.now_us());
+    perform(start);
+    lines.push_back(start);
+    recorder_.begin(lines, stage_.now_us());
+    publish_now();
+}
+
+void PageController::end_recording() {
+    recorder_.end(stage_.now_us());
+    publish_now();
+}
+
+void PageController::set_speed(const std::string &text) {
+    char *end = nullptr;
+    const double speed = std::strtod(text.c_str(), &end);
+    if (text.empty() || *end != '\0') throw Error("'" + text + "' is no number");
+    pace_.set_speed(speed);
+    publish_now();
+}
+
+/* ---- what the pages are told ---- */
+
+json PageController::state() {
+    json box = json::object();
+    for (const auto &[command, argument] : report_of(stage_.box())) box[command] = argument;
+    const Start how = stage_.start_made();
+    return {
+        {"variant", name_of(how.variant)},
+        {"bare", how.bare},
+        {"target", stage_.options().target == Target::armhf ? "armhf" : "native"},
+        {"speed", pace_.speed()},
+        {"trouble", trouble_},
+        {"box", box},
+        {"recording", {{"running", recorder_.running()}, {"lines", recorder_.lines()}}},
+        {"folder", stage_.box().folder()},
+        {"bus", stage_.bus().address()},
+    };
+}
+
+void PageController::publish_now() {
+    published_ = {};
+    publish_changes();
+}
+
+void PageController::publish_changes() {
+    const auto now = std::chrono::steady_clock::now();
+    if (now - published_ < publishing_period) return;
+    published_ = now;
+    for (View view : both_views) publish_picture(view);
+    for (View view : both_views) publish_log(view);
+    // Tenths of a second are enough to see it run.
+    publish_if_new("time", std::to_string(stage_.now_us() / 100000), time_shown_);
+    publish_if_new("state", one_line(state()), state_shown_);
+}
+
+// Rows from the top, pixels from the left, the first one in the highest bit; a row begins with a new byte.
+static std::string packed_hex(const Picture &picture) {
+    static const char *const digits = "0123456789abcdef";
+    std::string text;
+    for (int y = 0; y < picture.height(); y++) {
+        for (int x = 0; x < (picture.width() + 7) / 8 * 8; x += 4) {
+            int nibble = 0;
+            for (int i = 0; i < 4; i++) nibble = nibble * 2 + (picture.at(x + i, y) ? 1 : 0);
+            text += digits[nibble];
+        }
+    }
+    return text;
+}
+
+void PageController::publish_picture(View view) {
+    Picture &shown = shown_[static_cast<size_t>(view)];
+    const Picture now = stage_.picture(view);
+    if (now == shown) return;
+    shown = now;
+    const json picture = {
+        {"view", name_of(view)}, {"width", now.width()}, {"height", now.height()}, {"rows", packed_hex(now)}};
+    hub_.publish(std::string("picture-") + name_of(view), one_line(picture), Keep::newest);
+}
+
+static std::string without_newline(std::string text) {
+    if (!text.empty() && text.back() == '\n') text.pop_back();
+    return text;
+}
+
+void PageController::publish_log(View view) {
+    int &logged = logged_[static_cast<size_t>(view)];
+    if (stage_.desk(view).log().count("") == logged) return;
+    const std::vector<LogLine> lines = stage_.log(view);
+    for (; static_cast<size_t>(logged) < lines.size(); logged++) {
+        const LogLine &line = lines[static_cast<size_t>(logged)];
+        hub_.publish("log", one_line({{"view", name_of(view)},
+                                      {"seconds", static_cast<double>(stage_.now_us() / 1000) / 1000.0},
+                                      {"error", line.priority <= LOG_ERR},
+                                      {"text", without_newline(line.text)}}),
+                     Keep::history);
+    }
+}
+
+void PageController::publish_if_new(const std::string &name, const std::string &data, std::string &shown) {
+    if (data == shown) return;
+    shown = data;
+    hub_.publish(name, data, Keep::newest);
+}
+
+} // namespace desk

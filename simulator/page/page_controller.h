@@ -1,0 +1,62 @@
+// What the pages ask for and what they are told, all of it in the thread that drives the stage: carries lines out,
+// keeps the recording, and publishes what has changed: pictures, log lines, the box.
+#pragma once
+
+#include <array>
+#include <chrono>
+#include <functional>
+#include <string>
+
+#include <nlohmann/json.hpp>
+
+#include "simulator/page/event_hub.h"
+#include "simulator/scenario/pace.h"
+#include "simulator/scenario/recorder.h"
+#include "simulator/scenario/scenario.h"
+
+namespace desk {
+
+class PageController {
+public:
+    // A line that waits on the daemons' clock is given up when `end_wanted`.
+    PageController(Stage &stage, Pace &pace, EventHub &hub, std::function<bool()> end_wanted);
+    ~PageController();
+
+    // Lets the daemons' time pass and publishes what changed. A daemon that ended is told; nothing is thrown.
+    void turn();
+    // Why nothing moves any more; empty while the daemons run.
+    const std::string &trouble() const { return trouble_; }
+
+    // Each throws ScenarioError for what is no line of the language, Error for what could not be done.
+    void perform(const std::string &line);
+    void begin_recording();
+    void end_recording();
+    void set_speed(const std::string &text);
+
+    nlohmann::json state();
+    Picture picture(View view) { return stage_.picture(view); }
+    std::string recording() const { return recorder_.text(); } // empty before the first one
+
+private:
+    void watch_wait();
+    void carry_out(const Action &action);
+    void publish_now();
+    void publish_changes();
+    void publish_picture(View view);
+    void publish_log(View view);
+    void publish_if_new(const std::string &name, const std::string &data, std::string &shown);
+
+    Stage &stage_;
+    Pace &pace_;
+    EventHub &hub_;
+    Recorder recorder_;
+    std::function<bool()> end_wanted_;
+    std::string trouble_;
+    std::array<Picture, both_views.size()> shown_;
+    std::array<int, both_views.size()> logged_{};
+    std::string state_shown_;
+    std::string time_shown_;
+    std::chrono::steady_clock::time_point published_{};
+};
+
+} // namespace desk
