@@ -84,7 +84,8 @@ class Running:
         loop = asyncio.get_running_loop()
         end = loop.time() + first.limit
         output = asyncio.StreamReader()
-        pipe, _ = await loop.connect_read_pipe(lambda: asyncio.StreamReaderProtocol(output), os.fdopen(read_end, "rb", 0))
+        written = os.fdopen(read_end, "rb", 0)
+        pipe, _ = await loop.connect_read_pipe(lambda: asyncio.StreamReaderProtocol(output), written)
         reading = asyncio.ensure_future(output.read(65536))
         dying = asyncio.ensure_future(self.process.wait())
         try:

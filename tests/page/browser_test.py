@@ -9,12 +9,8 @@ import tempfile
 import unittest
 
 from browser import Driver
-from simulator import (PROGRAM, SOURCE, VIEWS, Simulator, decode_png, load_pbm, shrunk, wait_for,
-                       without_activity_icon)
-
-
-def golden(view, name):
-    return load_pbm(os.path.join(SOURCE, "simulator", "scenarios", f"{name}-{view}.pbm"))
+from simulator import (PROGRAM, SOURCE, VIEWS, Simulator, decode_png, golden, load_pbm, shrunk,
+                       vocabulary_of_the_daemon, wait_for, without_activity_icon)
 
 
 def tearDownModule():
@@ -64,7 +60,7 @@ class BrowserTest(unittest.TestCase):
     def open(self, browser):
         browser.open(self.simulator.address)
         browser.wait("document.getElementById('link').textContent === 'Paused'")
-        browser.wait("document.querySelectorAll('button.word').length === 29")
+        browser.wait(f"document.querySelectorAll('button.word').length === {len(vocabulary_of_the_daemon())}")
 
     def button(self, word):
         return f"button[data-word={word}]"
@@ -203,9 +199,9 @@ class Keys(BrowserTest):
                 return e.id || e.dataset.command || e.dataset.word || e.name || '';""")
             reached.add(name)
         self.assertTrue({"line", "restart", "record", "step", "chan_usb", "M4_COMM", "Error_Code", "cd_update",
-                         "supply", "jack", "jack-ready", "wifi", "ssid", "noise", "serial", "bluetooth", "warranty-lock",
-                         "hotspot", "activity-alt", "firmware-type", "png-device", "png-layout", "log", "speed",
-                         "variant", "bare"} <= reached, reached)
+                         "supply", "jack", "jack-ready", "wifi", "ssid", "noise", "serial", "bluetooth",
+                         "warranty-lock", "hotspot", "activity-alt", "firmware-type", "png-device", "png-layout", "log",
+                         "speed", "variant", "bare"} <= reached, reached)
 
     def test_shortcuts(self):
         self.browser.script("document.activeElement.blur()")
@@ -309,7 +305,8 @@ class Box(BrowserTest):
 
     def test_switches(self):
         for command, words in (("jack-ready", ("on", "off")), ("wifi", ("up", "down")),
-                               ("warranty-lock", ("off", "on")), ("hotspot", ("off", "on")), ("activity-alt", ("on", "off"))):
+                               ("warranty-lock", ("off", "on")), ("hotspot", ("off", "on")),
+                               ("activity-alt", ("on", "off"))):
             for word in words:
                 self.browser.click(f"input[type=checkbox][data-command={command}]")
                 self.wait_for_box(command, word)
@@ -399,7 +396,6 @@ class Starts(BrowserTest):
         self.browser.wait("document.querySelector('#log .error')?.textContent.includes('time to 100/100 is: 60')")
         self.browser.wait("document.getElementById('log').textContent.includes('fw type is: <b>MAIN</b>')")
 
-
     def test_the_log_has_an_end(self):
         """A display that runs for days must not fill the browser; what it shows is the newest."""
         for number in range(400):  # three lines each
@@ -410,7 +406,8 @@ class Starts(BrowserTest):
         self.assertLessEqual(len(lines), 1000)
         self.assertGreaterEqual(len(lines), 400)
         self.assertEqual(lines[-1], "fw type is: TYPE-399")
-        self.assertEqual(len(set(lines)), len([line for line in lines if line != "Got Signal with value cd_update"]) + 1)
+        others = [line for line in lines if line != "Got Signal with value cd_update"]
+        self.assertEqual(len(set(lines)), len(others) + 1)
 
 
 class Time(BrowserTest):
@@ -482,13 +479,13 @@ class Saving(BrowserTest):
                 for view in VIEWS:
                     self.assertEqual(load_pbm(os.path.join(folder, f"{name}-{view}.pbm")), both[view], f"{name} {view}")
 
-
     def test_pictures_get_names_of_their_own(self):
         self.browser.click("#record")
         self.browser.wait("document.getElementById('record').textContent === 'Stop'")
         for number in (1, 2):
             self.browser.click("#picture-form button")
-            self.browser.wait(f"document.getElementById('scenario').textContent.includes('picture picture-{number}\\n')")
+            line = f"picture picture-{number}\\n"
+            self.browser.wait(f"document.getElementById('scenario').textContent.includes('{line}')")
         self.open(self.browser)  # the page comes back and knows nothing of what it did before
         self.browser.wait("document.getElementById('scenario').textContent.includes('picture picture-2')")
         self.browser.wait("document.querySelector('#picture-form input').placeholder === 'picture-3'")

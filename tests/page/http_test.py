@@ -18,16 +18,8 @@ import urllib.error
 import urllib.request
 
 from browser import PATIENCE, wait_for
-from simulator import PROGRAM, SOURCE, VIEWS, Simulator, decode_png, events, load_pbm, shrunk, without_activity_icon
-
-
-def vocabulary_of_the_daemon():
-    with open(os.path.join(SOURCE, "app", "vocabulary.def"), encoding="utf-8") as file:
-        return re.findall(r'^DISPLAY_COMMAND\("(\w+)", (?:\w+|\(.*?\)), "([^"]*)", "(\w+)", "([^"]*)"\)', file.read(), re.M)
-
-
-def golden(view, name):
-    return load_pbm(os.path.join(SOURCE, "simulator", "scenarios", f"{name}-{view}.pbm"))
+from simulator import (PROGRAM, SOURCE, VIEWS, Simulator, decode_png, events, golden, load_pbm, shrunk,
+                       vocabulary_of_the_daemon, without_activity_icon)
 
 
 class PageTest(unittest.TestCase):
@@ -98,7 +90,8 @@ class Served(PageTest):
 
     def test_no_other_file(self):
         for path in ("/../../etc/passwd", "/%2e%2e/%2e%2e/etc/passwd", "/..%2f..%2fetc/passwd",
-                     "/page.js/../../etc/passwd", "//etc/passwd", "/etc/passwd", "/index.html", "/web/index.html", "/page.js/", "/page_js",
+                     "/page.js/../../etc/passwd", "//etc/passwd", "/etc/passwd", "/index.html", "/web/index.html",
+                     "/page.js/", "/page_js",
                      "/style.css%00.png", "/.git/config", "/api/", "/api/../page.cpp"):
             connection = http.client.HTTPConnection("127.0.0.1", self.simulator.port, timeout=20 * PATIENCE)
             connection.request("GET", path)
@@ -109,7 +102,6 @@ class Served(PageTest):
         groups = self.simulator.json("/api/vocabulary")
         served = [(word["word"], " ".join(f"{a['type']}:{a['name']}" for a in word["arguments"]), group["group"],
                    word["meaning"]) for group in groups for word in group["words"]]
-        self.assertEqual(len(served), 29)
         self.assertEqual(sorted(served), sorted(vocabulary_of_the_daemon()))
 
     def test_the_controls_are_told_and_are_commands(self):
@@ -214,8 +206,8 @@ class Refused(PageTest):
         """Where a body ends must not be a matter of who reads it."""
         chunks = "c\r\nsend chan_bt\r\n0\r\n\r\n"
         length, chunked = "Content-Length: 12\r\n", "Transfer-Encoding: chunked\r\n"
-        for lengths, body in ((length + chunked, chunks), (chunked + length, chunks), (length + chunked, "send chan_bt"),
-                              (chunked, chunks), (length + length, "send chan_bt"),
+        for lengths, body in ((length + chunked, chunks), (chunked + length, chunks),
+                              (length + chunked, "send chan_bt"), (chunked, chunks), (length + length, "send chan_bt"),
                               (length + "Transfer-Encoding: identity\r\n", "send chan_bt"),
                               (length + "Content-Length: 0\r\n", "send chan_bt")):
             answer = self.raw(f"POST /api/do HTTP/1.1\r\nHost: 127.0.0.1:{self.simulator.port}\r\n{lengths}\r\n{body}")
@@ -252,7 +244,8 @@ BOX_LINES = [
     ("wifi up", "wifi", "up"), ("wifi down", "wifi", "down"), ('ssid "My \\"Net\\""', "ssid", 'My "Net"'),
     ('ssid ""', "ssid", ""), ("signal -61", "signal", "-61"), ("signal none", "signal", "none"),
     ("noise -88", "noise", "-88"), ("serial QB-1", "serial", "QB-1"), ("serial none", "serial", "none"),
-    ("bluetooth Name-1", "bluetooth", "Name-1"), ("bluetooth A=B=C", "bluetooth", "C"), ("bluetooth none", "bluetooth", "none"),
+    ("bluetooth Name-1", "bluetooth", "Name-1"), ("bluetooth A=B=C", "bluetooth", "C"),
+    ("bluetooth none", "bluetooth", "none"),
     ("warranty-lock off", "warranty-lock", "off"), ("warranty-lock on", "warranty-lock", "on"),
     ("hotspot off", "hotspot", "off"), ("hotspot on", "hotspot", "on"),
     ("activity-alt on", "activity-alt", "on"), ("activity-alt off", "activity-alt", "off"),

@@ -8,9 +8,9 @@ os.environ["PAGE_TEST_BUILD"] = os.path.abspath(sys.argv[1])
 from browser import Driver  # noqa: E402
 from simulator import SOURCE, Simulator  # noqa: E402
 
-STORY = ["wifi up", "ssid Workshop-5G", "signal -58", "send chan_sta", "supply 13.8", "wait 3s", "supply 11.9",
-         "wait 1s", "supply 12.6", "wait 1s", "send REC_ON", "wait 1s", "send M4_COMM", "wait 2s", "note The recording runs",
-         "picture recording"]
+LINES = ["wifi up", "ssid Workshop-5G", "signal -58", "send chan_sta", "supply 13.8", "wait 3s", "supply 11.9",
+         "wait 1s", "supply 12.6", "wait 1s", "send REC_ON", "wait 1s", "send M4_COMM", "wait 2s",
+         "note The recording runs", "picture recording"]
 
 
 def take(scheme, path):
@@ -22,7 +22,7 @@ def take(scheme, path):
         browser.wait("document.getElementById('time').textContent !== '0.0 s'")
         simulator.speed(0)
         assert simulator.request("/api/record", "start")[0] == 200
-        simulator.do(*STORY)
+        simulator.do(*LINES)
         simulator.speed(1)
         browser.wait("document.getElementById('link').textContent === 'Running'")
         browser.wait("document.getElementById('scenario').textContent.includes('picture recording')")

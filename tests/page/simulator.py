@@ -4,17 +4,19 @@ forms in which pictures come: plain PBM and one-bit PNG."""
 import json
 import os
 import re
-import struct
 import subprocess
+import sys
 import time
 import urllib.error
 import urllib.request
-import zlib
 
 from browser import PATIENCE, wait_for
 
 BUILD = os.environ.get("PAGE_TEST_BUILD", "")
 SOURCE = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+sys.path.append(os.path.join(SOURCE, "tests", "support"))
+from decode_png import decode_png  # noqa: E402  (found by the line above)
+
 PROGRAM = os.path.join(BUILD, "simulator", "display-sim")
 VIEWS = ("device", "layout")
 
@@ -82,8 +84,8 @@ class Simulator:
 
 
 def events(stream):
-    """(name, data) of each Server-Sent Event. A stream shows that it lives for ever, so who waits for an event that does
-    not come gets an AssertionError after some seconds."""
+    """(name, data) of each Server-Sent Event. A stream shows that it lives for ever, so who waits for an event that
+    does not come gets an AssertionError after some seconds."""
     name, end = None, time.monotonic() + 30 * PATIENCE
     for line in stream:
         if time.monotonic() > end:
@@ -106,21 +108,14 @@ def load_pbm(path):
     return [pixels[y * width:(y + 1) * width] for y in range(height)]
 
 
-def decode_png(data):
-    """Rows of '0' and '1' of a one-bit greyscale PNG; its checksums are looked at."""
-    assert data[:8] == b"\x89PNG\r\n\x1a\n"
-    chunks, place = {}, 8
-    while place < len(data):
-        length, = struct.unpack(">I", data[place:place + 4])
-        kind, body = data[place + 4:place + 8], data[place + 8:place + 8 + length]
-        assert struct.unpack(">I", data[place + 8 + length:place + 12 + length])[0] == zlib.crc32(kind + body), kind
-        chunks[kind] = chunks.get(kind, b"") + body
-        place += 12 + length
-    width, height, depth, colour = struct.unpack(">IIBB", chunks[b"IHDR"][:10])
-    assert (depth, colour) == (1, 0)
-    raw, stride = zlib.decompress(chunks[b"IDAT"]), (width + 7) // 8 + 1
-    assert len(raw) == stride * height and not any(raw[::stride])
-    return ["".join(f"{byte:08b}" for byte in raw[y * stride + 1:(y + 1) * stride])[:width] for y in range(height)]
+def vocabulary_of_the_daemon():
+    with open(os.path.join(SOURCE, "app", "vocabulary.def"), encoding="utf-8") as file:
+        text = file.read()
+    return re.findall(r'^DISPLAY_COMMAND\("(\w+)", (?:\w+|\(.*?\)), "([^"]*)", "(\w+)", "([^"]*)"\)', text, re.M)
+
+
+def golden(view, name):
+    return load_pbm(os.path.join(SOURCE, "simulator", "scenarios", f"{name}-{view}.pbm"))
 
 
 def shrunk(rows, scale):
@@ -138,4 +133,5 @@ def without_activity_icon(rows, view):
     return [row[:111] + "0" * 12 + row[123:] if y >= 50 else row for y, row in enumerate(rows)]
 
 
-__all__ = ["Simulator", "decode_png", "events", "load_pbm", "shrunk", "wait_for", "without_activity_icon"]
+__all__ = ["Simulator", "decode_png", "events", "golden", "load_pbm", "shrunk", "vocabulary_of_the_daemon", "wait_for",
+           "without_activity_icon"]

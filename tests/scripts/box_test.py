@@ -15,8 +15,8 @@ class Box(unittest.TestCase):
     def test_two_programs(self):
         build = tempfile.mkdtemp()
         self.addCleanup(shutil.rmtree, build)
-        configured = subprocess.run(["cmake", "--preset", "box", "-B", build], cwd=SOURCE, capture_output=True, text=True,
-                                    timeout=200)
+        configured = subprocess.run(["cmake", "--preset", "box", "-B", build], cwd=SOURCE, capture_output=True,
+                                    text=True, timeout=200)
         self.assertEqual(configured.returncode, 0, configured.stderr)
         targets = subprocess.run(["ninja", "-C", build, "-t", "targets", "all"], capture_output=True, text=True,
                                  check=True).stdout
