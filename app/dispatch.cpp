@@ -15,9 +15,7 @@
 #include "screen/overlays.h"
 #include "screen/widgets.h"
 
-bool is_prefix(const char *word, const char *text) {
-    return strncmp(word, text, strlen(word)) == 0;
-}
+bool is_prefix(const char *word, const char *text) { return strncmp(word, text, strlen(word)) == 0; }
 
 // ---- Arguments ----
 
@@ -64,9 +62,7 @@ static void write_error_text(const char *title, const char *code) {
     make_whole_utf8(display_state.error_text);
 }
 
-static void set_firmware_status(const char *text) {
-    set_label_text(display_state.fw_status_label, text);
-}
+static void set_firmware_status(const char *text) { set_label_text(display_state.fw_status_label, text); }
 
 // ---- Overlays ----
 
@@ -96,9 +92,7 @@ static void on_error_code(const char *command, DBusMessageIter *args) {
     }
 }
 
-static void on_clear_msg(const char *, DBusMessageIter *) {
-    close_overlays();
-}
+static void on_clear_msg(const char *, DBusMessageIter *) { close_overlays(); }
 
 // In place of what is up.
 template <void (*show)()>
@@ -154,13 +148,13 @@ static void on_m4_comm(const char *, DBusMessageIter *) {
 }
 
 static void on_rec_off(const char *, DBusMessageIter *) {
-    display_state.rec_active = false;  // also while powering down
+    display_state.rec_active = false; // also while powering down
     if (!display_state.power_down) set_only_mode(&DisplayState::ready);
 }
 
 static void on_p_off(const char *, DBusMessageIter *) {
     set_only_mode(&DisplayState::power_down);
-    clear_channels();  // the row follows with the next mode line
+    clear_channels(); // the row follows with the next mode line
 }
 
 // ---- Firmware ----
@@ -199,7 +193,7 @@ static void on_m4_done(const char *, DBusMessageIter *) {
     if (display_state.prod_mode) {
         set_firmware_status("FW: Latest Version");
     } else {
-        display_state.ready = true;  // beside whatever mode is set, a power-down included
+        display_state.ready = true; // beside whatever mode is set, a power-down included
     }
 }
 

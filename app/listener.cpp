@@ -1,4 +1,4 @@
-// The ear on the system bus; see listener.h. Polled by the main loop, one message a pass at most.
+// Polled by the main loop, one message a pass at most.
 #include "app/listener.h"
 
 #include <stdio.h>

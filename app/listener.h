@@ -1,4 +1,4 @@
-// The ear on the system bus: connects, subscribes to "Display" signals and hands each command on.
+// The listener on the system bus: connects, subscribes to "Display" signals and hands each command on.
 #pragma once
 
 #include <dbus/dbus.h>

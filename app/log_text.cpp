@@ -8,9 +8,7 @@
 
 constexpr size_t MOST_BYTES = 4096;
 
-static bool continues_a_letter(char byte) {
-    return (byte & 0xC0) == 0x80;
-}
+static bool continues_a_letter(char byte) { return (byte & 0xC0) == 0x80; }
 
 int logged_length(const char *text) {
     size_t length = strnlen(text, MOST_BYTES + 1);

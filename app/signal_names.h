@@ -5,4 +5,4 @@
 constexpr char DISPLAY_BUS_NAME[] = "zor.signal.sink";
 constexpr char SIGNAL_INTERFACE[] = "zor.signal.Type";
 constexpr char SIGNAL_MEMBER[] = "Display";
-constexpr char SIGNAL_PATH[] = "/zor/signal";  ///< where our own senders emit it; the display does not look at it
+constexpr char SIGNAL_PATH[] = "/zor/signal"; ///< where our own senders emit it; the display does not look at it

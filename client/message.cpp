@@ -70,8 +70,8 @@ static Value typed_argument(const std::string &text) {
     if (text.rfind("i:", 0) == 0) {
         const auto value = parse_integer(text.substr(2));
         if (value) return *value;
-        throw UsageError("'" + text + "' is no whole number from -2147483648 to 2147483647: write 's:" +
-                         text + "' to send it as text");
+        throw UsageError("'" + text + "' is no whole number from -2147483648 to 2147483647: write 's:" + text +
+                         "' to send it as text");
     }
     require_utf8("an argument", text);
     return text.rfind("s:", 0) == 0 ? text.substr(2) : text;

@@ -20,7 +20,7 @@ static Connection open_system_bus() {
     Connection connection(dbus_bus_get_private(DBUS_BUS_SYSTEM, &error.error));
     if (connection) return connection;
     throw std::runtime_error("can't reach the system bus (" + error.text() +
-                  "): start it, or name another bus with --bus ADDRESS");
+                             "): start it, or name another bus with --bus ADDRESS");
 }
 
 static Connection open_address(const std::string &address) {
@@ -28,7 +28,7 @@ static Connection open_address(const std::string &address) {
     Connection connection(dbus_connection_open_private(address.c_str(), &error.error));
     if (connection && dbus_bus_register(connection.get(), &error.error)) return connection;
     throw std::runtime_error("can't reach a bus at '" + address + "' (" + error.text() +
-                  "): give an address such as unix:path=/run/dbus/system_bus_socket");
+                             "): give an address such as unix:path=/run/dbus/system_bus_socket");
 }
 
 Connection connect_to_bus(const std::string &address) {
@@ -103,8 +103,8 @@ static Listening ask_for_rules(DBusConnection *connection) {
                                                            "org.freedesktop.DBus.Debug.Stats", "GetAllMatchRules"));
     require_memory(question != nullptr);
     BusError error;
-    const MessageRef rules(dbus_connection_send_with_reply_and_block(connection, question.get(),
-                                                                     DBUS_TIMEOUT_USE_DEFAULT, &error.error));
+    const MessageRef rules(
+        dbus_connection_send_with_reply_and_block(connection, question.get(), DBUS_TIMEOUT_USE_DEFAULT, &error.error));
     DBusMessageIter all;
     if (!rules || !dbus_message_iter_init(rules.get(), &all)) return Listening::unknown;
     return contains_rule(&all) ? Listening::unnamed : Listening::nobody;

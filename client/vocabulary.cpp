@@ -22,8 +22,7 @@ static std::vector<Argument> parse_arguments(const std::string &text) {
 
 const std::vector<Word> &vocabulary() {
     static const std::vector<Word> words = {
-#define DISPLAY_COMMAND(word, handler, arguments, group, meaning) \
-    {word, parse_arguments(arguments), group, meaning},
+#define DISPLAY_COMMAND(word, handler, arguments, group, meaning) {word, parse_arguments(arguments), group, meaning},
 #include "app/vocabulary.def"
 #undef DISPLAY_COMMAND
     };
@@ -39,9 +38,7 @@ std::vector<std::string> vocabulary_groups() {
 }
 
 // Of ASCII only, whatever the locale.
-static char upper_case(char letter) {
-    return letter >= 'a' && letter <= 'z' ? char(letter - 'a' + 'A') : letter;
-}
+static char upper_case(char letter) { return letter >= 'a' && letter <= 'z' ? char(letter - 'a' + 'A') : letter; }
 
 std::string argument_names(const Word &word) {
     std::string names;

@@ -35,20 +35,16 @@ Picture Picture::difference(const Picture &other) const {
 
 // ---- Raw ----
 
-size_t raw_length(Size size) {
-    return (size_t(size.width) * size_t(size.height) + 7) / 8;
-}
+size_t raw_length(Size size) { return (size_t(size.width) * size_t(size.height) + 7) / 8; }
 
-std::string text_of(Size size) {
-    return std::to_string(size.width) + "x" + std::to_string(size.height);
-}
+std::string text_of(Size size) { return std::to_string(size.width) + "x" + std::to_string(size.height); }
 
 Picture Picture::from_raw(const std::string &bytes, Size size, size_t first_bit) {
     const size_t pixels = size_t(size.width) * size_t(size.height);
     const size_t needed = (first_bit + pixels + 7) / 8;
     if (bytes.size() < needed) {
-        throw Failure("a frame of " + text_of(size) + " has " + std::to_string(needed) +
-                      " bytes, but there are only " + std::to_string(bytes.size()));
+        throw Failure("a frame of " + text_of(size) + " has " + std::to_string(needed) + " bytes, but there are only " +
+                      std::to_string(bytes.size()));
     }
     Picture picture(size);
     for (size_t i = 0; i < pixels; i++) {
@@ -96,8 +92,7 @@ static int read_side(PbmText *pbm, const char *name) {
         pbm->position++;
     }
     if (side >= 1 && side <= LARGEST_SIDE) return side;
-    throw Failure(std::string("the PBM's ") + name + " is not a number from 1 to " +
-                  std::to_string(LARGEST_SIDE));
+    throw Failure(std::string("the PBM's ") + name + " is not a number from 1 to " + std::to_string(LARGEST_SIDE));
 }
 
 Picture Picture::from_pbm(const std::string &text) {
@@ -128,8 +123,8 @@ Picture Picture::load_pbm(const std::string &path) {
 }
 
 std::string Picture::to_pbm() const {
-    std::string text = "P1\n# 1 is a lit pixel of the panel\n" + std::to_string(width()) + " " +
-                       std::to_string(height()) + "\n";
+    std::string text =
+        "P1\n# 1 is a lit pixel of the panel\n" + std::to_string(width()) + " " + std::to_string(height()) + "\n";
     for (int y = 0; y < height(); y++) {
         for (int x = 0; x < width(); x++) text += at(x, y) ? '1' : '0';
         text += '\n';
@@ -159,8 +154,8 @@ static Size size_by_length(size_t length) {
 Picture Picture::from_bytes(const std::string &bytes, std::optional<Size> size, size_t *unused) {
     if (unused != nullptr) *unused = 0;
     // A raw frame may begin with these two letters by chance; a PBM is never as short as a frame of its size.
-    const bool exactly_a_frame = bytes.size() == raw_length(size.value_or(DEVICE_SIZE)) ||
-                                 (!size && bytes.size() == raw_length(LAYOUT_SIZE));
+    const bool exactly_a_frame =
+        bytes.size() == raw_length(size.value_or(DEVICE_SIZE)) || (!size && bytes.size() == raw_length(LAYOUT_SIZE));
     if (!exactly_a_frame && looks_like_pbm(bytes)) return from_pbm(bytes);
     const Size wanted = size ? *size : size_by_length(bytes.size());
     const Picture picture = from_raw(bytes, wanted);

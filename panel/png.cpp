@@ -5,9 +5,7 @@
 
 namespace panel {
 
-std::string big_endian(uint32_t value) {
-    return {char(value >> 24), char(value >> 16), char(value >> 8), char(value)};
-}
+std::string big_endian(uint32_t value) { return {char(value >> 24), char(value >> 16), char(value >> 8), char(value)}; }
 
 static uint32_t crc32(const std::string &bytes) {
     uint32_t crc = 0xffffffffu;
@@ -62,8 +60,8 @@ static std::string scan_lines(const Picture &picture, int scale) {
 std::string png_header(Size size, int scale) {
     // Depth 1, colour type grey, and the only compression, filter and interlace there need be.
     const std::string one_bit_grey("\x01\x00\x00\x00\x00", 5);
-    return png_chunk("IHDR", big_endian(uint32_t(size.width * scale)) + big_endian(uint32_t(size.height * scale)) +
-                                 one_bit_grey);
+    return png_chunk(
+        "IHDR", big_endian(uint32_t(size.width * scale)) + big_endian(uint32_t(size.height * scale)) + one_bit_grey);
 }
 
 std::string png_pixels(const Picture &picture, int scale, Deflate deflate) {
@@ -71,8 +69,8 @@ std::string png_pixels(const Picture &picture, int scale, Deflate deflate) {
 }
 
 std::string to_png(const Picture &picture, int scale, Deflate deflate) {
-    return PNG_SIGNATURE + png_header(picture.size(), scale) +
-           png_chunk("IDAT", png_pixels(picture, scale, deflate)) + png_chunk("IEND", "");
+    return PNG_SIGNATURE + png_header(picture.size(), scale) + png_chunk("IDAT", png_pixels(picture, scale, deflate)) +
+           png_chunk("IEND", "");
 }
 
 } // namespace panel

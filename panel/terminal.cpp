@@ -109,9 +109,7 @@ void catch_endings() {
     signal(SIGPIPE, SIG_IGN);
 }
 
-bool end_wanted() {
-    return end_asked != 0;
-}
+bool end_wanted() { return end_asked != 0; }
 
 // ---- Keys ----
 
@@ -124,8 +122,10 @@ std::string KeyFilter::keys_in(const std::string &bytes) {
     for (char byte : bytes) {
         switch (state_) {
             case State::outside:
-                if (byte == '\033') state_ = State::escape;
-                else keys += byte;
+                if (byte == '\033')
+                    state_ = State::escape;
+                else
+                    keys += byte;
                 break;
             case State::escape: // Alt and a key is no more than these two
                 state_ = byte == '[' || byte == 'O' ? State::opened : byte == '\033' ? State::escape : State::outside;
@@ -213,9 +213,7 @@ void Screen::leave() {
     write_out("\033[0m\033[?25h\033[?1049l");
 }
 
-Place Screen::place() const {
-    return place_of(STDOUT_FILENO);
-}
+Place Screen::place() const { return place_of(STDOUT_FILENO); }
 
 void Screen::show(const std::vector<Row> &rows) {
     const Place now = place();

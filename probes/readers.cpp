@@ -10,9 +10,7 @@
 #include <string.h>
 #include <unistd.h>
 
-bool file_exists(const char *path) {
-    return access(path, F_OK) == 0;
-}
+bool file_exists(const char *path) { return access(path, F_OK) == 0; }
 
 // Reads up to `size` - 1 bytes into `buffer` and terminates them; without any byte `buffer` is left alone.
 // Returns the count, or -1 when the file cannot be opened; one that opens but cannot be read counts as empty.

@@ -8,34 +8,36 @@
 #include <stddef.h>
 
 // ---- Flag files and identity
-constexpr char FLAG_ACTIVITY_ALT[] = "/tmp/bada";                       ///< presence: other activity pictures
-constexpr char FLAG_VCI_READY[] = "/tmp/.app_rcv_command_ready";        ///< presence: the jack command may be run
-constexpr char FILE_FW_TYPE_RUNNING[] = "/tmp/fw_type_running";         ///< first line: firmware type now running
-constexpr char FLAG_NO_AP[] = "/userdata/configs/no_ap";                ///< presence: hotspot is configured off
-constexpr char FLAG_WIFI_DEBUG[] = "/userdata/debug_wlan0";             ///< presence at start-up: Wi-Fi debug panel
-constexpr char FILE_SERIAL_NUMBER[] = "/rodata/serial_number";          ///< first line: serial number
-constexpr char FILE_BLUETOOTH_NAME[] = "/rodata/bluetooth_name";        ///< first line: key=name
-constexpr char FLAG_WARRANTY_LOCK[] = "/rodata/wlock";                  ///< absence: "NO WARRANTY"
-constexpr char FLAG_PRODUCTION_TEST[] = "/usr/local/bin/zor-destroy-hwtest.sh";  ///< presence at start-up: production screen
+constexpr char FLAG_ACTIVITY_ALT[] = "/tmp/bada";                ///< presence: other activity pictures
+constexpr char FLAG_VCI_READY[] = "/tmp/.app_rcv_command_ready"; ///< presence: the jack command may be run
+constexpr char FILE_FW_TYPE_RUNNING[] = "/tmp/fw_type_running";  ///< first line: firmware type now running
+constexpr char FLAG_NO_AP[] = "/userdata/configs/no_ap";         ///< presence: hotspot is configured off
+constexpr char FLAG_WIFI_DEBUG[] = "/userdata/debug_wlan0";      ///< presence at start-up: Wi-Fi debug panel
+constexpr char FILE_SERIAL_NUMBER[] = "/rodata/serial_number";   ///< first line: serial number
+constexpr char FILE_BLUETOOTH_NAME[] = "/rodata/bluetooth_name"; ///< first line: key=name
+constexpr char FLAG_WARRANTY_LOCK[] = "/rodata/wlock";           ///< absence: "NO WARRANTY"
+/// presence at start-up: production screen
+constexpr char FLAG_PRODUCTION_TEST[] = "/usr/local/bin/zor-destroy-hwtest.sh";
 
 // ---- Linux sysfs
-constexpr char IIO_SCALE[] = "/sys/bus/iio/devices/iio:device0/in_voltage_scale";  ///< millivolts per count
-constexpr char IIO_RAW[] = "/sys/bus/iio/devices/iio:device0/in_voltage0_raw";     ///< counts
-constexpr char WLAN_LINK_MODE[] = "/sys/class/net/wlan0/link_mode";  ///< IF_LINK_MODE_DORMANT (1) while wpa_supplicant runs it
-constexpr char WLAN_OPERSTATE[] = "/sys/class/net/wlan0/operstate";  ///< RFC 2863 state as a word; "up" counts
+constexpr char IIO_SCALE[] = "/sys/bus/iio/devices/iio:device0/in_voltage_scale"; ///< millivolts per count
+constexpr char IIO_RAW[] = "/sys/bus/iio/devices/iio:device0/in_voltage0_raw";    ///< counts
+/// IF_LINK_MODE_DORMANT (1) while wpa_supplicant runs it
+constexpr char WLAN_LINK_MODE[] = "/sys/class/net/wlan0/link_mode";
+constexpr char WLAN_OPERSTATE[] = "/sys/class/net/wlan0/operstate"; ///< RFC 2863 state as a word; "up" counts
 
 // ---- Tools, as a shell takes them
-constexpr char JACK_COMMAND[] = "/usr/local/bin/vcicp vjack";                            ///< prints millivolts
-constexpr char SIGNAL_COMMAND[] = "iw dev wlan0 link|grep signal|awk '{print $2}'";       ///< prints dBm
+constexpr char JACK_COMMAND[] = "/usr/local/bin/vcicp vjack";                       ///< prints millivolts
+constexpr char SIGNAL_COMMAND[] = "iw dev wlan0 link|grep signal|awk '{print $2}'"; ///< prints dBm
 constexpr char SSID_COMMAND[] = "iw wlan0 info|grep ssid|awk '{$1=\"\"; print substr($0,2)}'";
-constexpr char NOISE_COMMAND[] = "wl noise";                                              ///< prints dBm
+constexpr char NOISE_COMMAND[] = "wl noise"; ///< prints dBm
 
 /// True when `path` exists, whatever it is; its content is never read.
 bool file_exists(const char *path);
 
 enum class FirstLine {
-    missing,  ///< the file cannot be opened
-    none,     ///< it can, but holds no line
+    missing, ///< the file cannot be opened
+    none,    ///< it can, but holds no line
     read,
 };
 

@@ -9,7 +9,7 @@
 #include "app/display_state.h"
 #include "probes/readers.h"
 
-constexpr double OFFSET_VOLTS = 0.2;  // added to every reading, to zero too
+constexpr double OFFSET_VOLTS = 0.2; // added to every reading, to zero too
 
 // Text that is no finite number counts as 0, as text that is no number at all does.
 static float number(const char *text) {
@@ -24,7 +24,7 @@ static float read_supply() {
     const bool has_raw = read_word(IIO_RAW, state.raw_text, sizeof state.raw_text);
     const float scale = has_scale ? number(state.scale_text) : 0.0f;
     const float raw = has_raw ? number(state.raw_text) : 0.0f;
-    const float product = raw * scale;  // millivolts at the converter
+    const float product = raw * scale; // millivolts at the converter
     // 96.39 / 7.29 is the input's voltage divider; the order of the operations is part of the result.
     const double volts = static_cast<double>(product) * 96.39 / 7.29 / 1000.0 + OFFSET_VOLTS;
     const auto narrowed = static_cast<float>(volts);
@@ -40,7 +40,7 @@ static float read_jack() {
 
 static float measure_jack() {
     float volts = read_jack();
-    if (volts > 99.0f) volts = read_jack();  // the service's first answer may be nonsense; one retry only
+    if (volts > 99.0f) volts = read_jack(); // the service's first answer may be nonsense; one retry only
     if (volts < LOWEST_VOLTAGE) volts = 0.0f;
     display_state.jack_voltage = volts;
     return volts;

@@ -5,9 +5,9 @@
 constexpr float LOWEST_VOLTAGE = 6.0f;
 
 enum class VoltageSource {
-    none,    ///< no supply, and the interface service is not ready to be asked for the jack
-    supply,  ///< the converter
-    jack,    ///< the vehicle jack; 0 V when that reads below LOWEST_VOLTAGE
+    none,   ///< no supply, and the interface service is not ready to be asked for the jack
+    supply, ///< the converter
+    jack,   ///< the vehicle jack; 0 V when that reads below LOWEST_VOLTAGE
 };
 
 /// Measures once: `supply_voltage` becomes what the display is to show, in volts, 0 for none; `jack_voltage` the jack's

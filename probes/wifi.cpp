@@ -60,9 +60,7 @@ int wifi_quality_probe() {
     return 1;
 }
 
-static void cut_at_newline(char *text) {
-    text[strcspn(text, "\n")] = '\0';
-}
+static void cut_at_newline(char *text) { text[strcspn(text, "\n")] = '\0'; }
 
 void wifi_debug_probe() {
     DisplayState &state = display_state;

@@ -15,8 +15,8 @@
 static lv_style_t style_conn;
 static lv_style_t style_conn_text;
 
-constexpr size_t STATION_NAME_BYTES = 11;  // what fits between the two icons
-constexpr int32_t KEEP_VIEW = -1;          // decision: leave the row as it is
+constexpr size_t STATION_NAME_BYTES = 11; // what fits between the two icons
+constexpr int32_t KEEP_VIEW = -1;         // decision: leave the row as it is
 
 static void prepare_styles() {
     style_set_black_ground(&style_conn);
@@ -96,17 +96,11 @@ static void draw_view(int32_t view) {
 
 // ---- Deciding ----
 
-static bool is_shown(int32_t view) {
-    return display_state.conn_shown == view;
-}
+static bool is_shown(int32_t view) { return display_state.conn_shown == view; }
 
-static int32_t unless_shown(int32_t view) {
-    return is_shown(view) ? KEEP_VIEW : view;
-}
+static int32_t unless_shown(int32_t view) { return is_shown(view) ? KEEP_VIEW : view; }
 
-static bool quality_moved() {
-    return strcmp(display_state.wifi_quality, display_state.last_quality) != 0;
-}
+static bool quality_moved() { return strcmp(display_state.wifi_quality, display_state.last_quality) != 0; }
 
 // What VPN, a power-down, USB and the hotspot ask for, first line that fits:
 //
@@ -151,7 +145,7 @@ static int32_t choose_station_or_less(bool force) {
 }
 
 uint32_t connectivity_line(uint32_t force) {
-    if (display_state.conn_box == nullptr) return 0;  // production screen
+    if (display_state.conn_box == nullptr) return 0; // production screen
     prepare_styles();
     int32_t view = choose_first_channels();
     if (view == KEEP_VIEW) view = choose_station_or_less(force != 0);

@@ -49,9 +49,7 @@ static void show_extremes(float volts) {
     }
 }
 
-static uint32_t whole_volts(float volts) {
-    return volts < 4294967296.0f ? static_cast<uint32_t>(volts) : UINT32_MAX;
-}
+static uint32_t whole_volts(float volts) { return volts < 4294967296.0f ? static_cast<uint32_t>(volts) : UINT32_MAX; }
 
 static bool is_on_active_screen(const lv_obj_t *label) {
     return label != nullptr && lv_obj_get_screen(label) == lv_disp_get_scr_act(lv_disp_get_default());

@@ -22,12 +22,12 @@ static const ModeCheck MODE_CHECKS[] = {
     {&DisplayState::no_warranty, "NO WARRANTY"},
     {&DisplayState::mode_diagnosis, "DIAGNOSIS"},
     {&DisplayState::mode_doip_ethernet, "DOIP ETHERNET"},
-    {&DisplayState::mode_rec, "REC ..."},  // "REC ON" once it is confirmed
+    {&DisplayState::mode_rec, "REC ..."}, // "REC ON" once it is confirmed
     {&DisplayState::mode_doip, "DOIP"},
-    {&DisplayState::mode_passthru, "PASSTHRU"},  // the running firmware is looked at first
+    {&DisplayState::mode_passthru, "PASSTHRU"}, // the running firmware is looked at first
     {&DisplayState::power_down, "POWER DOWN"},
     {&DisplayState::restarting, "RESTARTING..."},
-    {&DisplayState::ready, "READY"},  // not without a warranty
+    {&DisplayState::ready, "READY"}, // not without a warranty
 };
 
 // A J2534 firmware that runs keeps pass-thru up, any other type takes it down; without a line nothing changes.

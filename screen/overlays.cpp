@@ -94,7 +94,7 @@ void show_error_overlay() {
 
 // ---- Firmware progress ----
 
-static lv_design_cb_t lvgl_bar_design;  // how LVGL draws a bar
+static lv_design_cb_t lvgl_bar_design; // how LVGL draws a bar
 
 // LVGL 6 divides by the width of the range when it draws a bar's indicator. A range of 0 to 0 has none: such a bar is
 // drawn as a plain object, which is its frame, whatever value or animation it had before.

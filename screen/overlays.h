@@ -7,9 +7,9 @@
 
 #include "lvgl.h"
 
-void show_reboot_overlay();    ///< "PLEASE\nREBOOT"; sets reboot_shown
-void show_error_overlay();     ///< the content of error_text; sets error_shown
-void show_ignition_overlay();  ///< "   CHECK  \nIGNITION"; sets ignition_shown
+void show_reboot_overlay();   ///< "PLEASE\nREBOOT"; sets reboot_shown
+void show_error_overlay();    ///< the content of error_text; sets error_shown
+void show_ignition_overlay(); ///< "   CHECK  \nIGNITION"; sets ignition_shown
 
 /// Firmware progress box with fw_type and a bar from 0 to fw_time_to_full; starts progress_task and sets
 /// fw_overlay_shown. Neither reads nor resets fw_progress.

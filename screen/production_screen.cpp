@@ -13,7 +13,7 @@
 
 static lv_style_t style_prod_row;
 static lv_style_t style_prod_text;
-static lv_style_t style_prod_text2;  // prepared with the others; no row uses it
+static lv_style_t style_prod_text2; // prepared with the others; no row uses it
 static lv_style_t style_prod_screen;
 
 static void prepare_styles() {
@@ -32,12 +32,12 @@ static lv_obj_t *create_row(lv_coord_t y, const char *text) {
 
 void production_screen_create() {
     DisplayState &state = display_state;
-    syslog(LOG_ERR, "start prod interface.");  // an error: see docs/compatibility.md
+    syslog(LOG_ERR, "start prod interface."); // an error: see docs/compatibility.md
     state.prod_mode = true;
     prepare_styles();
     lv_obj_set_style(lv_disp_get_scr_act(lv_disp_get_default()), &style_prod_screen);
 
-    char text[IDENTITY_TEXT_SIZE];  // a label keeps its own copy
+    char text[IDENTITY_TEXT_SIZE]; // a label keeps its own copy
     serial_number_text(text, "ERROR");
     create_row(0, text);
     bluetooth_name_text(text, "ERROR");

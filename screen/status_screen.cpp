@@ -46,7 +46,8 @@ static void create_mode_row() {
     state.mode_box = create_container(5, 50, 118, 16, &style_box);
     state.mode_label = create_label(state.mode_box, &style_box_text, "AUTOCHECK...", LV_ALIGN_CENTER);
     state.activity_icon = create_image(state.mode_box, &style_box_text, &img_activity_1, LV_ALIGN_IN_RIGHT_MID, 0, -2);
-    state.voltage_source_icon = create_image(state.mode_box, &style_box_text, &img_supply_1, LV_ALIGN_IN_LEFT_MID, 0, -1);
+    state.voltage_source_icon =
+        create_image(state.mode_box, &style_box_text, &img_supply_1, LV_ALIGN_IN_LEFT_MID, 0, -1);
     lv_task_create(activity_icon_task, 100, LV_TASK_PRIO_MID, state.activity_icon);
 }
 

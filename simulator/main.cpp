@@ -16,13 +16,13 @@
 
 static int show(const std::vector<std::string> &words) {
     const bool terminal = panel::look_for(STDOUT_FILENO, std::nullopt).in_place;
-    const display_sim::Choice choice = display_sim::parse_options(words, terminal);
-    display_sim::catch_endings();
+    const desk::Choice choice = desk::parse_options(words, terminal);
+    desk::catch_endings();
     if (choice.help) {
-        display_sim::print(display_sim::usage);
+        desk::print(desk::usage);
         return 0;
     }
-    choice.demo ? display_sim::play_demo(choice.live) : display_sim::run_live(choice.live);
+    choice.demo ? desk::play_demo(choice.live) : desk::run_live(choice.live);
     return 0;
 }
 
@@ -33,7 +33,7 @@ int main(int argc, char **argv) try {
     if (words[0] == "play") return desk::play_command(further);
     if (words[0] == "gallery") return desk::gallery_command(further);
     return show(words);
-} catch (const display_sim::UsageError &problem) {
+} catch (const desk::UsageError &problem) {
     std::fprintf(stderr, "display-sim: %s\n'display-sim --help' tells more.\n", problem.what());
     return 2;
 } catch (const std::exception &problem) {

@@ -19,15 +19,15 @@ constexpr size_t LONGEST_INPUT = 20u << 20;
 // A file descriptor that closes itself.
 struct Descriptor {
     explicit Descriptor(int opened) : number(opened) {}
-    ~Descriptor() { if (number >= 0) close(number); }
+    ~Descriptor() {
+        if (number >= 0) close(number);
+    }
     Descriptor(const Descriptor &) = delete;
     Descriptor &operator=(const Descriptor &) = delete;
     int number;
 };
 
-static std::string reason() {
-    return strerror(errno);
-}
+static std::string reason() { return strerror(errno); }
 
 // At most `length` bytes; fewer when the input ends.
 static std::string read_bytes(int descriptor, size_t length) {

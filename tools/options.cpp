@@ -22,13 +22,9 @@ int Options::next() {
     throw UsageError("unknown option '" + name + "': put '--' before arguments that begin with '-'");
 }
 
-std::string Options::value() const {
-    return optarg != nullptr ? optarg : "";
-}
+std::string Options::value() const { return optarg != nullptr ? optarg : ""; }
 
-std::vector<std::string> Options::operands() const {
-    return {argv_ + optind, argv_ + argc_};
-}
+std::vector<std::string> Options::operands() const { return {argv_ + optind, argv_ + argc_}; }
 
 int number_from(const std::string &what, const std::string &text, int smallest, int largest) {
     int number = 0;

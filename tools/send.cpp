@@ -84,13 +84,15 @@ static void warn_of_deaf_ears(Listening listening) {
     const std::string name = DISPLAY_BUS_NAME;
     std::string text;
     if (listening == Listening::nobody) {
-        text = "nobody listens: no program on this bus has asked for display commands; start the status display and "
-               "send again";
+        text =
+            "nobody listens: no program on this bus has asked for display commands; start the status display and "
+            "send again";
     } else if (listening == Listening::unnamed) {
         text = "a program on this bus listens for display commands, but none owns the name " + name +
                ": a status display that could not take it, or another listener";
     } else if (listening == Listening::unknown) {
-        text = "no program on this bus owns the name " + name + "; whether a status display listens without it is "
+        text = "no program on this bus owns the name " + name +
+               "; whether a status display listens without it is "
                "not known: this bus does not tell (it may tell root)";
     }
     if (!text.empty()) fprintf(stderr, "displayctl: warning: %s\n", text.c_str());

@@ -42,9 +42,7 @@ static std::string scaled_png(const panel::Picture &frame, int scale) {
     return panel::to_png(frame, scale);
 }
 
-bool goes_to_files(const ViewOptions &options) {
-    return !options.png.empty() || !options.pbm.empty();
-}
+bool goes_to_files(const ViewOptions &options) { return !options.png.empty() || !options.pbm.empty(); }
 
 void write_files(const panel::Picture &frame, const ViewOptions &options) {
     if (!options.png.empty()) write_output(options.png, scaled_png(frame, options.scale));

@@ -86,16 +86,12 @@ static void take_operands(ViewOptions *result, const std::vector<std::string> &o
 }
 
 static ViewOptions parse(int argc, char **argv) {
-    static const option table[] = {{"help", no_argument, nullptr, 'h'},
-                                   {"follow", no_argument, nullptr, 'f'},
-                                   {"blocks", no_argument, nullptr, 'B'},
-                                   {"braille", no_argument, nullptr, 'd'},
-                                   {"ascii", no_argument, nullptr, 'a'},
-                                   {"png", required_argument, nullptr, 'g'},
-                                   {"pbm", required_argument, nullptr, 'b'},
-                                   {"size", required_argument, nullptr, 's'},
-                                   {"scale", required_argument, nullptr, 'n'},
-                                   {nullptr, 0, nullptr, 0}};
+    static const option table[] = {
+        {"help", no_argument, nullptr, 'h'},        {"follow", no_argument, nullptr, 'f'},
+        {"blocks", no_argument, nullptr, 'B'},      {"braille", no_argument, nullptr, 'd'},
+        {"ascii", no_argument, nullptr, 'a'},       {"png", required_argument, nullptr, 'g'},
+        {"pbm", required_argument, nullptr, 'b'},   {"size", required_argument, nullptr, 's'},
+        {"scale", required_argument, nullptr, 'n'}, {nullptr, 0, nullptr, 0}};
     ViewOptions result;
     Options options(argc, argv, table);
     for (int found; (found = options.next()) != -1;) {
@@ -116,8 +112,8 @@ static void show_once(const ViewOptions &options) {
         print_frame(frame, options);
     }
     if (unused == 0) return;
-    fprintf(stderr, "displayctl: note: shown as %dx%d; %zu bytes behind that frame were left out\n",
-            frame.width(), frame.height(), unused);
+    fprintf(stderr, "displayctl: note: shown as %dx%d; %zu bytes behind that frame were left out\n", frame.width(),
+            frame.height(), unused);
 }
 
 int view_command(int argc, char **argv) {

@@ -24,9 +24,7 @@ Lists the words that the display acts on, with their arguments and meanings, by 
 Exit status: 0 listed, 1 standard output could not be written, 2 the command line is wrong.
 )";
 
-static const char *type_name(char type) {
-    return type == 'i' ? "INT32" : "STRING";
-}
+static const char *type_name(char type) { return type == 'i' ? "INT32" : "STRING"; }
 
 static std::string title(std::string group) {
     if (group[0] >= 'a' && group[0] <= 'z') group[0] = char(group[0] - 'a' + 'A');
@@ -90,8 +88,7 @@ static std::string as_markdown() {
         text += "\n## " + title(group) + "\n\n| Word | Arguments | Meaning |\n|---|---|---|\n";
         for (const Word &word : vocabulary()) {
             if (word.group != group) continue;
-            text += "| `" + word.word + "` | " + argument_cell(word) + " | " + escape_cell(word.meaning) +
-                    " |\n";
+            text += "| `" + word.word + "` | " + argument_cell(word) + " | " + escape_cell(word.meaning) + " |\n";
         }
     }
     return text;
@@ -121,9 +118,9 @@ static std::string json_arguments(const Word &word) {
 static std::string as_json() {
     std::string text;
     for (const Word &word : vocabulary()) {
-        text += (text.empty() ? "" : ",\n") + ("  {\"word\": " + quoted(word.word)) + ", \"group\": " +
-                quoted(word.group) + ", \"arguments\": " + json_arguments(word) + ", \"meaning\": " +
-                quoted(word.meaning) + "}";
+        text += (text.empty() ? "" : ",\n") + ("  {\"word\": " + quoted(word.word)) +
+                ", \"group\": " + quoted(word.group) + ", \"arguments\": " + json_arguments(word) +
+                ", \"meaning\": " + quoted(word.meaning) + "}";
     }
     return "[\n" + text + "\n]\n";
 }

@@ -19,10 +19,8 @@ namespace fs = std::filesystem;
 
 const std::vector<BoxFolder> &box_folders() {
     static const std::vector<BoxFolder> folders = {
-        {"/rodata", "rodata"}, {"/userdata", "userdata"},
-        {"/tmp", "tmp"},       {"/sys", "sys"},
-        {"/dev", "dev"},       {"/usr/local/bin", "usr-local-bin"},
-        {"/desk/bus", "bus"},  {"/desk/state", "state"},
+        {"/rodata", "rodata"}, {"/userdata", "userdata"},           {"/tmp", "tmp"},      {"/sys", "sys"},
+        {"/dev", "dev"},       {"/usr/local/bin", "usr-local-bin"}, {"/desk/bus", "bus"}, {"/desk/state", "state"},
     };
     return folders;
 }
@@ -33,7 +31,7 @@ Box::Box(Contents contents) {
         fs::create_directories(fs::path(host_path(path)).parent_path());
     }
     // Places for the few devices that the sandbox lends from the host.
-    for (const char *device : lent_devices) write(device);
+    for (const char *device : host_devices) write(device);
     write(console);
     if (contents == Contents::bare) return;
     for (const auto &[name, script] : box_tools()) write_script("/usr/local/bin/" + name, script);

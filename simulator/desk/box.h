@@ -22,7 +22,7 @@ struct BoxFolder {
 const std::vector<BoxFolder> &box_folders();
 
 // Devices of the host that the box has too. /dev/fb0 and /dev/log are the desk's own.
-constexpr const char *lent_devices[] = {"/dev/null", "/dev/zero", "/dev/random", "/dev/urandom"};
+constexpr const char *host_devices[] = {"/dev/null", "/dev/zero", "/dev/random", "/dev/urandom"};
 
 // A plain file; the C library writes a log line there that the log does not take.
 constexpr const char *console = "/dev/console";

@@ -14,9 +14,10 @@
 namespace desk {
 
 // The desk hears what others send, to show it.
-static const char *const eavesdropping = "    <allow send_destination=\"*\" eavesdrop=\"true\"/>\n"
-                                         "    <allow receive_sender=\"*\" eavesdrop=\"true\"/>\n"
-                                         "    <allow eavesdrop=\"true\"/>\n";
+static const char *const eavesdropping =
+    "    <allow send_destination=\"*\" eavesdrop=\"true\"/>\n"
+    "    <allow receive_sender=\"*\" eavesdrop=\"true\"/>\n"
+    "    <allow eavesdrop=\"true\"/>\n";
 
 static std::string content_of(const std::string &path) {
     std::ifstream file(path);
@@ -30,8 +31,9 @@ static void start_and_wait(Process &process, const std::string &folder) {
     Streams streams;
     streams.output = open(output.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
     streams.errors = open(errors.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
-    process.start({"dbus-daemon", "--nofork", "--nopidfile", "--print-address=1",
-                   "--config-file=" + folder + "/bus.conf"}, streams);
+    process.start(
+        {"dbus-daemon", "--nofork", "--nopidfile", "--print-address=1", "--config-file=" + folder + "/bus.conf"},
+        streams);
     close(streams.output);
     close(streams.errors);
     const auto ready = [&] { return content_of(output).find('\n') != std::string::npos || !process.alive(); };
@@ -66,7 +68,7 @@ void Bus::round_trip() {
     BusError problem;
     const client::MessageRef question(
         dbus_message_new_method_call(DBUS_SERVICE_DBUS, DBUS_PATH_DBUS, DBUS_INTERFACE_DBUS, "GetId"));
-    const int deadline = static_cast<int>(patience().count());
+    const int deadline = static_cast<int>(stretched().count());
     DBusMessage *reply =
         dbus_connection_send_with_reply_and_block(connection_.get(), question.get(), deadline, &problem.error);
     raise_if_set(problem, "the desk's bus doesn't answer");
@@ -85,7 +87,8 @@ DBusConnection *Bus::connection() const {
 
 void Bus::send_message(DBusMessage *message, int times) {
     for (int i = 0; i < times; i++) {
-        const client::MessageRef copy(dbus_message_copy(message)); // a message that has been sent keeps its serial number
+        const client::MessageRef copy(
+            dbus_message_copy(message)); // a message that has been sent keeps its serial number
         if (!copy || !dbus_connection_send(connection(), copy.get(), nullptr)) {
             throw Error("no memory to send a message");
         }

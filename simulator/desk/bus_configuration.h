@@ -12,15 +12,17 @@ inline std::string bus_configuration(const std::string &address, const std::stri
            " \"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">\n"
            "<busconfig>\n"
            "  <type>system</type>\n"
-           "  <listen>" + address + "</listen>\n"
+           "  <listen>" +
+           address +
+           "</listen>\n"
            "  <auth>EXTERNAL</auth>\n"
            "  <policy context=\"default\">\n"
            "    <allow user=\"*\"/>\n"
            "    <allow own=\"*\"/>\n"
            "    <allow send_destination=\"*\"/>\n"
            "    <allow send_type=\"signal\"/>\n"
-           "    <allow receive_sender=\"*\"/>\n" + policy + "  </policy>\n" + limits +
-           "</busconfig>\n";
+           "    <allow receive_sender=\"*\"/>\n" +
+           policy + "  </policy>\n" + limits + "</busconfig>\n";
 }
 
 } // namespace desk

@@ -120,33 +120,33 @@ static std::string shim_for(const std::string &daemon) {
 }
 
 std::vector<std::string> Desk::daemon_command() const {
-    Inside inside;
+    Guest guest;
     const std::string shim = shim_for(options_.daemon);
     const std::string shim_folder = fs::path(guest_shim).parent_path().string();
-    inside.binds.push_back({fs::path(shim).parent_path().string(), shim_folder, false});
-    inside.environment["DBUS_SYSTEM_BUS_ADDRESS"] = guest_bus_address;
-    inside.environment["ASAN_OPTIONS"] = sanitizer_options();
-    describe_panel(inside.environment);
-    if (options_.time != Time::real) inside.environment["DESK_CLOCK"] = guest_clock_path();
+    guest.binds.push_back({fs::path(shim).parent_path().string(), shim_folder, false});
+    guest.environment["DBUS_SYSTEM_BUS_ADDRESS"] = guest_bus_address;
+    guest.environment["ASAN_OPTIONS"] = sanitizer_options();
+    describe_panel(guest.environment);
+    if (options_.time != Time::real) guest.environment["DESK_CLOCK"] = guest_clock_path();
     if (options_.companion_of != nullptr) {
-        inside.binds.push_back({host_file("log"), "/dev/log", true});
-        if (panel_) inside.binds.push_back({host_file("fb0"), "/dev/fb0", true});
+        guest.binds.push_back({host_file("log"), "/dev/log", true});
+        if (panel_) guest.binds.push_back({host_file("fb0"), "/dev/fb0", true});
     }
 
     std::vector<std::string> command;
-    bring_paths(options_.runner, inside);
+    bring_paths(options_.runner, guest);
     for (const std::string &word : options_.runner) command.push_back(word);
     const bool emulated = !command.empty() && fs::path(command[0]).filename().string().rfind("qemu-", 0) == 0;
     if (emulated) {
         // The library is for the emulated program; the emulator itself could not load it.
         command.insert(command.end(), {"-E", std::string("LD_PRELOAD=") + guest_shim});
     } else {
-        inside.environment["LD_PRELOAD"] = guest_shim;
+        guest.environment["LD_PRELOAD"] = guest_shim;
     }
-    command.push_back(bring_program(options_.daemon, inside));
-    inside.environment["DESK_TARGET"] = fs::path(options_.daemon).filename().string();
-    for (const auto &[name, value] : options_.environment) inside.environment[name] = value;
-    return command_line(*box_, inside, command);
+    command.push_back(bring_program(options_.daemon, guest));
+    guest.environment["DESK_TARGET"] = fs::path(options_.daemon).filename().string();
+    for (const auto &[name, value] : options_.environment) guest.environment[name] = value;
+    return command_line(*box_, guest, command);
 }
 
 /* ---- its life ---- */
@@ -173,22 +173,20 @@ void Desk::launch() {
 void Desk::start() {
     launch();
     const bool stepped = options_.time == Time::stepped;
-    const auto listening = [&] {
-        return log_->count("Match rule sent") > 0 && (!stepped || clock_->stands_still());
-    };
+    const auto listening = [&] { return log_->count("Match rule sent") > 0 && (!stepped || clock_->stands_still()); };
     const bool decided = wait_for_daemon([&] { return !alive() || listening(); });
-    if (!alive()) throw Error("the daemon ended instead of listening: " + obituary());
+    if (!alive()) throw Error("the daemon ended instead of listening: " + last_words());
     if (!decided) throw Error(hang("does not begin to listen"));
 }
 
 void Desk::stop() { process_.kill(); }
 
-// Inside bubblewrap the first process is its own; the daemon is that one's child.
+// Guest bubblewrap the first process is its own; the daemon is that one's child.
 pid_t Desk::daemon_pid() {
     if (!alive()) return 0;
     const std::vector<ProcessEntry> table = process_table();
     pid_t pid = process_.pid();
-    for (int generation = walls() == Walls::bwrap ? 2 : 1; generation > 0; generation--) {
+    for (int generation = sandbox_kind() == SandboxKind::bwrap ? 2 : 1; generation > 0; generation--) {
         const auto child = std::find_if(table.begin(), table.end(), [&](const ProcessEntry &entry) {
             return entry.parent == pid && entry.group == process_.pid();
         });
@@ -201,7 +199,7 @@ pid_t Desk::daemon_pid() {
 // proot reports a death by signal as 255 and names the signal in a line among the daemon's errors.
 int Desk::wait_for_exit(std::chrono::milliseconds deadline) {
     const int status = process_.wait(deadline);
-    if (status != 255 || walls() != Walls::proot) return status;
+    if (status != 255 || sandbox_kind() != SandboxKind::proot) return status;
     static const std::string phrase = "terminated with signal ";
     const std::string all = read_whole(host_file("errors"));
     const size_t found = all.rfind(phrase);
@@ -219,7 +217,7 @@ std::string Desk::errors() const {
     return own;
 }
 
-std::string Desk::obituary() {
+std::string Desk::last_words() {
     std::string text;
     if (!alive()) text += "status " + std::to_string(wait_for_exit()) + "; ";
     text += "its log:\n";
@@ -250,7 +248,7 @@ bool Desk::wait_for_daemon(const std::function<bool()> &condition) {
         const uint32_t passes = clock_->passes();
         return passes > 0 ? passes : log_->lines().size();
     };
-    const long most_ticks = static_cast<long>(patience().count()) * sysconf(_SC_CLK_TCK) / 1000;
+    const long most_ticks = static_cast<long>(stretched().count()) * sysconf(_SC_CLK_TCK) / 1000;
     size_t moves_seen = moves();
     long ticks_seen = -1;
     long ticks_used = 0;
@@ -270,18 +268,18 @@ bool Desk::wait_for_daemon(const std::function<bool()> &condition) {
 }
 
 std::string Desk::hang(const std::string &what) {
-    const auto waited = std::chrono::duration<double>(patience()).count();
+    const auto waited = std::chrono::duration<double>(stretched()).count();
     char seconds[32];
     std::snprintf(seconds, sizeof(seconds), "%.3g", waited);
     return "the daemon " + what + ": nothing has moved for " + seconds +
-           " s (DESK_PATIENCE=5 in the environment waits five times as long); " + obituary();
+           " s (DESK_PATIENCE=5 in the environment waits five times as long); " + last_words();
 }
 
 void Desk::advance(int64_t ms) {
-    if (!alive()) throw Error("the daemon has ended: " + obituary());
+    if (!alive()) throw Error("the daemon has ended: " + last_words());
     clock_->raise(ms);
     const bool arrived = wait_for_daemon([this] { return clock_->stands_still() || !alive(); });
-    if (!alive()) throw Error("the daemon ended while its clock ran: " + obituary());
+    if (!alive()) throw Error("the daemon ended while its clock ran: " + last_words());
     if (!arrived) throw Error(hang("hangs in the next " + std::to_string(ms) + " ms"));
 }
 
@@ -304,7 +302,7 @@ void Desk::let_pass(int64_t ms) {
         if (options_.time == Time::scaled) return clock_->now_us() - virtual_begin >= ms * 1000;
         return std::chrono::steady_clock::now() - begin >= std::chrono::milliseconds(ms);
     });
-    if (!alive()) throw Error("the daemon has ended: " + obituary());
+    if (!alive()) throw Error("the daemon has ended: " + last_words());
     if (!passed) throw Error(hang("hangs in the next " + std::to_string(ms) + " ms"));
 }
 
@@ -315,7 +313,7 @@ void Desk::send_and_settle(const std::string &word, const std::vector<Argument> 
     bus().send(word, further);
     const bool arrived = options_.time == Time::stepped ? advance_until(logged, 1000)
                                                         : wait_for_daemon([&] { return logged() || !alive(); });
-    if (!arrived || !logged()) throw Error("the command \"" + word + "\" does not arrive: " + obituary());
+    if (!arrived || !logged()) throw Error("the command \"" + word + "\" does not arrive: " + last_words());
     let_pass(settle_ms);
 }
 

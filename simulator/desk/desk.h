@@ -43,17 +43,17 @@ struct Options {
     // outlive this one; `contents` and `no_bus` are that desk's then.
     Desk *companion_of = nullptr;
     Contents contents = Contents::healthy;
-    bool layout = false;              // status-display-layout on its 128 x 66 panel
-    std::optional<Geometry> panel;    // another panel than the binary's own
-    bool no_panel = false;            // no /dev/fb0 at all
-    std::string panel_failure;        // "fix", "var" or "mmap": this call on the panel fails
-    bool no_bus = false;              // no system bus answers
+    bool layout = false;           // status-display-layout on its 128 x 66 panel
+    std::optional<Geometry> panel; // another panel than the binary's own
+    bool no_panel = false;         // no /dev/fb0 at all
+    std::string panel_failure;     // "fix", "var" or "mmap": this call on the panel fails
+    bool no_bus = false;           // no system bus answers
     Time time = Time::stepped;
     double speed = 1.0;
-    std::optional<int64_t> origin_us; // start of the daemon's clock, see Clock
+    std::optional<int64_t> origin_us;               // start of the daemon's clock, see Clock
     std::map<std::string, std::string> environment; // further variables for the daemon
-    std::string daemon;               // another binary; "": DESK_DAEMON or the build's
-    std::vector<std::string> runner;  // words before the binary; empty: DESK_RUNNER or none
+    std::string daemon;                             // another binary; "": DESK_DAEMON or the build's
+    std::vector<std::string> runner;                // words before the binary; empty: DESK_RUNNER or none
 };
 
 class Desk {
@@ -95,8 +95,7 @@ public:
     // Sends a command, waits until the daemon has logged it, then lets `settle_ms` pass (long enough by
     // default for the 500 ms tasks and a refresh). In real and scaled time it waits that long on the daemon's
     // clock. Throws Error when the command does not arrive.
-    void send_and_settle(const std::string &word, const std::vector<Argument> &further = {},
-                         int64_t settle_ms = 600);
+    void send_and_settle(const std::string &word, const std::vector<Argument> &further = {}, int64_t settle_ms = 600);
 
 private:
     std::string guest_clock_path() const;
@@ -106,7 +105,7 @@ private:
     void let_pass(int64_t ms);
     bool wait_for_daemon(const std::function<bool()> &condition);
     std::string hang(const std::string &what);
-    std::string obituary();
+    std::string last_words();
 
     Options options_;
     std::shared_ptr<Box> box_;

@@ -30,7 +30,7 @@ const char *const usage =
 struct Request {
     desk::Contents contents = desk::Contents::healthy;
     std::vector<desk::Bind> binds;
-    desk::Inside inside;
+    desk::Guest guest;
     std::string panel;
     std::vector<std::string> command;
 };
@@ -50,7 +50,7 @@ void take_option(const std::string &option, const std::string &value, Request &r
         request.binds.push_back({left, right, true});
     } else if (option == "--setenv") {
         split(value, '=', left, right);
-        request.inside.environment[left] = right;
+        request.guest.environment[left] = right;
     } else if (option == "--panel") {
         request.panel = value;
     } else {
@@ -86,14 +86,14 @@ void add_panel(const desk::Box &box, Request &request) {
     }
     desk::Panel(box.host_path("/dev/fb0"), geometry);
     const std::string shim = desk::find_in_build("simulator/libdesk_shim.so");
-    request.inside.binds.push_back({shim, desk::guest_shim, false});
-    request.inside.environment["LD_PRELOAD"] = desk::guest_shim;
-    request.inside.environment["DESK_PANEL"] = request.panel;
+    request.guest.binds.push_back({shim, desk::guest_shim, false});
+    request.guest.environment["LD_PRELOAD"] = desk::guest_shim;
+    request.guest.environment["DESK_PANEL"] = request.panel;
 }
 
 pid_t child;
 
-void hand_on(int number) { kill(child, number); }
+void forward_signal(int number) { kill(child, number); }
 
 // The program stays in this process group, so that Ctrl-C reaches it. A request to end goes on to the
 // sandbox, which takes the program along; then there is still the box to remove.
@@ -109,7 +109,7 @@ int run(const std::vector<std::string> &command) {
     }
     if (child < 0) throw desk::system_error("can't start " + command[0]);
     std::signal(SIGINT, SIG_IGN);
-    std::signal(SIGTERM, hand_on);
+    std::signal(SIGTERM, forward_signal);
     int status = 0;
     while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
     }
@@ -120,21 +120,21 @@ int run(const std::vector<std::string> &command) {
 
 int main(int argc, char **argv) try {
     if (argc == 2 && std::string(argv[1]) == "--sandbox") {
-        std::puts(desk::walls() == desk::Walls::bwrap ? "bwrap" : "proot");
+        std::puts(desk::sandbox_kind() == desk::SandboxKind::bwrap ? "bwrap" : "proot");
         return 0;
     }
     Request request = parse({argv + 1, argv + argc});
     const desk::Box box(request.contents);
     if (!request.panel.empty()) add_panel(box, request);
-    request.inside.keep_environment = true;
+    request.guest.keep_environment = true;
     // Tells a test that what it writes to absolute paths stays in a box.
-    request.inside.environment["DESK_BOX"] = "1";
-    request.inside.environment["ASAN_OPTIONS"] = desk::sanitizer_options_inside();
-    desk::bring_paths({request.command.begin() + 1, request.command.end()}, request.inside);
-    request.command[0] = desk::bring_program(request.command[0], request.inside);
+    request.guest.environment["DESK_BOX"] = "1";
+    request.guest.environment["ASAN_OPTIONS"] = desk::sanitizer_options_of_guest();
+    desk::bring_paths({request.command.begin() + 1, request.command.end()}, request.guest);
+    request.command[0] = desk::bring_program(request.command[0], request.guest);
     // Asked for by name, so they lie over what came in by itself.
-    for (const desk::Bind &bind : request.binds) request.inside.binds.push_back(bind);
-    return run(desk::command_line(box, request.inside, request.command));
+    for (const desk::Bind &bind : request.binds) request.guest.binds.push_back(bind);
+    return run(desk::command_line(box, request.guest, request.command));
 } catch (const std::exception &problem) {
     std::fprintf(stderr, "desk-exec: %s\n", problem.what());
     return 125;

@@ -81,7 +81,8 @@ __attribute__((constructor)) static void begin(void) {
     read_panel();
     read_clock();
     static const char *const ours[] = {"LD_PRELOAD",        "DESK_PANEL",      "DESK_PANEL_LINE_LENGTH",
-                                       "DESK_PANEL_OFFSET", "DESK_PANEL_FAIL", "DESK_CLOCK", "DESK_TARGET"};
+                                       "DESK_PANEL_OFFSET", "DESK_PANEL_FAIL", "DESK_CLOCK",
+                                       "DESK_TARGET"};
     for (size_t i = 0; i < sizeof(ours) / sizeof(ours[0]); i++) unsetenv(ours[i]);
 }
 
@@ -147,8 +148,7 @@ int ioctl(int fd, unsigned long request, ...) {
     return answer(request, argument);
 }
 
-static void *map_unless_failing(void *address, size_t length, int protection, int flags, int fd,
-                                int64_t offset) {
+static void *map_unless_failing(void *address, size_t length, int protection, int flags, int fd, int64_t offset) {
     if (fd >= 0 && strcmp(panel.failing, "mmap") == 0 && is_panel(fd)) {
         errno = EINVAL;
         return MAP_FAILED;

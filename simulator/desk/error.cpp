@@ -10,20 +10,20 @@
 
 namespace desk {
 
-static double patience_factor() {
+static double deadline_factor() {
     const char *text = std::getenv("DESK_PATIENCE");
     if (text == nullptr) return 1.0;
     const double factor = std::strtod(text, nullptr);
     return factor > 0.0 ? factor : 1.0;
 }
 
-std::chrono::milliseconds patience(std::chrono::milliseconds deadline) {
-    const double stretched = static_cast<double>(deadline.count()) * patience_factor();
+std::chrono::milliseconds stretched(std::chrono::milliseconds deadline) {
+    const double stretched = static_cast<double>(deadline.count()) * deadline_factor();
     return std::chrono::milliseconds(static_cast<int64_t>(stretched));
 }
 
 bool wait_until(const std::function<bool()> &condition, std::chrono::milliseconds deadline) {
-    const auto end = std::chrono::steady_clock::now() + patience(deadline);
+    const auto end = std::chrono::steady_clock::now() + stretched(deadline);
     auto pause = std::chrono::microseconds(20);
     while (!condition()) {
         if (std::chrono::steady_clock::now() >= end) return false;

@@ -18,9 +18,9 @@ using Error = panel::Failure;
 constexpr std::chrono::milliseconds usual_deadline{10000};
 
 // `deadline` times DESK_PATIENCE (a factor such as "10" or "0.5"; 1 when unset or unreadable).
-std::chrono::milliseconds patience(std::chrono::milliseconds deadline = usual_deadline);
+std::chrono::milliseconds stretched(std::chrono::milliseconds deadline = usual_deadline);
 
-// Asks `condition` again and again until it holds. False when patience(deadline) has passed first.
+// Asks `condition` again and again until it holds. False when stretched(deadline) has passed first.
 bool wait_until(const std::function<bool()> &condition, std::chrono::milliseconds deadline = usual_deadline);
 
 // "`doing`: <text of errno>" as an Error.

@@ -100,9 +100,7 @@ std::vector<LogLine> LogSocket::lines() {
     return lines_;
 }
 
-static bool contains(const LogLine &line, const std::string &part) {
-    return line.text.find(part) != std::string::npos;
-}
+static bool contains(const LogLine &line, const std::string &part) { return line.text.find(part) != std::string::npos; }
 
 int LogSocket::count(const std::string &part) {
     const std::vector<LogLine> all = lines();
@@ -110,8 +108,7 @@ int LogSocket::count(const std::string &part) {
         std::count_if(all.begin(), all.end(), [&part](const LogLine &line) { return contains(line, part); }));
 }
 
-bool LogSocket::wait_for(const std::function<bool(const LogLine &)> &condition,
-                         std::chrono::milliseconds deadline) {
+bool LogSocket::wait_for(const std::function<bool(const LogLine &)> &condition, std::chrono::milliseconds deadline) {
     const auto seen = [this, &condition] {
         const std::vector<LogLine> all = lines();
         return std::any_of(all.begin(), all.end(), condition);

@@ -9,9 +9,7 @@
 
 namespace desk {
 
-int Geometry::bytes_per_line() const {
-    return line_length > 0 ? line_length : (xres * bits_per_pixel + 7) / 8;
-}
+int Geometry::bytes_per_line() const { return line_length > 0 ? line_length : (xres * bits_per_pixel + 7) / 8; }
 
 Panel::Panel(const std::string &host_path, const Geometry &geometry) : path_(host_path), geometry_(geometry) {
     fill(0);

@@ -16,7 +16,7 @@
 namespace desk {
 
 // Between fork and exec only async-signal-safe calls: the desk has threads.
-[[noreturn]] static void become(char *const *arguments, const Streams &streams, pid_t desk_pid) {
+[[noreturn]] static void execute(char *const *arguments, const Streams &streams, pid_t desk_pid) {
     setpgid(0, 0);
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (getppid() != desk_pid) _exit(127);
@@ -40,7 +40,7 @@ void Process::start(const std::vector<std::string> &command, const Streams &stre
     const pid_t desk_pid = getpid();
     pid_ = fork();
     if (pid_ < 0) throw system_error("can't start " + command.at(0));
-    if (pid_ == 0) become(arguments.data(), streams, desk_pid);
+    if (pid_ == 0) execute(arguments.data(), streams, desk_pid);
     setpgid(pid_, pid_);
 }
 
@@ -89,9 +89,9 @@ static bool read_entry(const std::filesystem::path &folder, ProcessEntry &entry)
     entry.pid = std::atoi(line.c_str());
     char state = 0;
     long ticks[4] = {};
-    const int found = std::sscanf(line.c_str() + name_end + 1,
-                                  " %c %d %d %*d %*d %*d %*u %*u %*u %*u %*u %ld %ld %ld %ld", &state, &entry.parent,
-                                  &entry.group, &ticks[0], &ticks[1], &ticks[2], &ticks[3]);
+    const int found =
+        std::sscanf(line.c_str() + name_end + 1, " %c %d %d %*d %*d %*d %*u %*u %*u %*u %*u %ld %ld %ld %ld", &state,
+                    &entry.parent, &entry.group, &ticks[0], &ticks[1], &ticks[2], &ticks[3]);
     entry.ticks = ticks[0] + ticks[1] + ticks[2] + ticks[3];
     return found == 7;
 }

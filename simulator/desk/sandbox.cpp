@@ -27,7 +27,7 @@ static const char *const etc_files[] = {"/etc/ld.so.cache", "/etc/alternatives",
 static bool is_link(const std::string &path) { return fs::is_symlink(fs::symlink_status(path)); }
 
 // The one list of binds, parents first.
-static std::vector<Bind> all_binds(const Box &box, const Inside &inside) {
+static std::vector<Bind> all_binds(const Box &box, const Guest &guest) {
     std::vector<Bind> binds = {{"/usr", "/usr", false}};
     for (const char *folder : system_folders) {
         if (fs::is_directory(folder) && !is_link(folder)) binds.push_back({folder, folder, false});
@@ -38,7 +38,7 @@ static std::vector<Bind> all_binds(const Box &box, const Inside &inside) {
     for (const BoxFolder &folder : box_folders()) {
         binds.push_back({box.folder() + "/" + folder.name, folder.guest, true});
     }
-    binds.insert(binds.end(), inside.binds.begin(), inside.binds.end());
+    binds.insert(binds.end(), guest.binds.begin(), guest.binds.end());
     return binds;
 }
 
@@ -52,7 +52,7 @@ static Words bwrap_words(const std::vector<Bind> &binds) {
     for (const Bind &bind : binds) {
         append(words, {bind.writable ? "--bind" : "--ro-bind", bind.host, bind.guest});
     }
-    for (const char *device : lent_devices) append(words, {"--dev-bind", device, device});
+    for (const char *device : host_devices) append(words, {"--dev-bind", device, device});
     append(words, {"--chdir", "/"});
     return words;
 }
@@ -67,61 +67,62 @@ static Words proot_words(const Box &box, const std::vector<Bind> &binds) {
     }
     Words words = {"proot", "-r", root, "-b", "/proc:/proc"};
     for (const Bind &bind : binds) append(words, {"-b", bind.host + ":" + bind.guest});
-    for (const char *device : lent_devices) append(words, {"-b", std::string(device) + ":" + device});
+    for (const char *device : host_devices) append(words, {"-b", std::string(device) + ":" + device});
     append(words, {"-w", "/", "/usr/bin/setpriv", "--pdeathsig", "KILL"});
     return words;
 }
 
 // The environment is set inside, by env, so that a preloaded library reaches the program and not the sandbox.
-static Words environment_words(const Inside &inside) {
+static Words environment_words(const Guest &guest) {
     Words words = {"/usr/bin/env"};
-    if (!inside.keep_environment) words.push_back("-i");
+    if (!guest.keep_environment) words.push_back("-i");
     words.push_back(search_path);
-    for (const auto &[name, value] : inside.environment) words.push_back(name + "=" + value);
+    for (const auto &[name, value] : guest.environment) words.push_back(name + "=" + value);
     return words;
 }
 
-static Words wrap(Walls kind, const Box &box, const Inside &inside, const Words &command) {
-    const std::vector<Bind> binds = all_binds(box, inside);
-    Words words = kind == Walls::bwrap ? bwrap_words(binds) : proot_words(box, binds);
-    append(words, environment_words(inside));
+static Words wrap(SandboxKind kind, const Box &box, const Guest &guest, const Words &command) {
+    const std::vector<Bind> binds = all_binds(box, guest);
+    Words words = kind == SandboxKind::bwrap ? bwrap_words(binds) : proot_words(box, binds);
+    append(words, environment_words(guest));
     append(words, command);
     return words;
 }
 
-static bool works(Walls kind) {
+static bool works(SandboxKind kind) {
     const Box box(Contents::bare);
     Process probe;
     probe.start(wrap(kind, box, {}, {"/usr/bin/true"}), {});
     return probe.wait() == 0;
 }
 
-static Walls find_walls() {
+static SandboxKind find_sandbox_kind() {
     const char *forced = std::getenv("DESK_SANDBOX");
     const std::string name = forced != nullptr ? forced : "";
-    if (name == "bwrap") return Walls::bwrap;
-    if (name == "proot") return Walls::proot;
+    if (name == "bwrap") return SandboxKind::bwrap;
+    if (name == "proot") return SandboxKind::proot;
     if (!name.empty()) throw Error("DESK_SANDBOX is \"" + name + "\"; it may be bwrap or proot");
-    if (works(Walls::bwrap)) return Walls::bwrap;
-    if (works(Walls::proot)) return Walls::proot;
-    throw Error("bubblewrap can't make a namespace here and proot isn't installed or can't trace processes; "
-                "as root: apt-get install bubblewrap proot");
+    if (works(SandboxKind::bwrap)) return SandboxKind::bwrap;
+    if (works(SandboxKind::proot)) return SandboxKind::proot;
+    throw Error(
+        "bubblewrap can't make a namespace here and proot isn't installed or can't trace processes; "
+        "as root: apt-get install bubblewrap proot");
 }
 
-Walls walls() {
-    static const Walls found = find_walls();
+SandboxKind sandbox_kind() {
+    static const SandboxKind found = find_sandbox_kind();
     return found;
 }
 
-std::string sanitizer_options_inside() {
+std::string sanitizer_options_of_guest() {
     const char *wanted = std::getenv("ASAN_OPTIONS");
     const std::string own = wanted != nullptr ? wanted : "";
-    if (walls() != Walls::proot) return own;
+    if (sandbox_kind() != SandboxKind::proot) return own;
     return own + (own.empty() ? "" : ":") + "detect_leaks=0";
 }
 
-Words command_line(const Box &box, const Inside &inside, const Words &command) {
-    return wrap(walls(), box, inside, command);
+Words command_line(const Box &box, const Guest &guest, const Words &command) {
+    return wrap(sandbox_kind(), box, guest, command);
 }
 
 static bool lies_in(const std::string &path, const std::string &folder) {
@@ -131,7 +132,7 @@ static bool lies_in(const std::string &path, const std::string &folder) {
 // Places of the inside that are its own: what the host has there must not come in. /tmp is the exception,
 // because build folders like to lie there; they show up inside the box's /tmp.
 static bool belongs_to_sandbox(const std::string &path) {
-    static const char *const own[] = {"/usr", "/bin",  "/sbin", "/lib",    "/lib32",    "/lib64", "/etc",
+    static const char *const own[] = {"/usr",  "/bin", "/sbin", "/lib",    "/lib32",    "/lib64", "/etc",
                                       "/proc", "/sys", "/dev",  "/rodata", "/userdata", "/desk"};
     for (const char *folder : own) {
         if (lies_in(path, folder)) return true;
@@ -144,21 +145,21 @@ static bool is_there_anyway(const std::string &path) {
     return lies_in(path, "/usr") && !lies_in(path, "/usr/local/bin");
 }
 
-std::string bring_program(const std::string &program, Inside &inside) {
+std::string bring_program(const std::string &program, Guest &guest) {
     if (program.find('/') == std::string::npos) return program;
     const fs::path whole = fs::absolute(program).lexically_normal();
     if (is_there_anyway(whole.string())) return whole.string();
     if (!fs::exists(whole)) throw Error("there is no program " + whole.string() + "; build it first");
-    inside.binds.push_back({whole.parent_path().string(), guest_program_folder, false});
+    guest.binds.push_back({whole.parent_path().string(), guest_program_folder, false});
     return std::string(guest_program_folder) + "/" + whole.filename().string();
 }
 
-void bring_paths(const Words &words, Inside &inside) {
+void bring_paths(const Words &words, Guest &guest) {
     for (const std::string &word : words) {
         if (word.empty() || word[0] != '/' || !fs::exists(word)) continue;
         const fs::path whole = fs::path(word).lexically_normal();
         const std::string folder = (fs::is_directory(whole) ? whole : whole.parent_path()).string();
-        if (!belongs_to_sandbox(folder)) inside.binds.push_back({folder, folder, false});
+        if (!belongs_to_sandbox(folder)) guest.binds.push_back({folder, folder, false});
     }
 }
 

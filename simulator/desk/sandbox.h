@@ -1,4 +1,4 @@
-// The walls round a program that runs in a box: bubblewrap where namespaces are allowed, proot elsewhere,
+// The sandbox_kind round a program that runs in a box: bubblewrap where namespaces are allowed, proot elsewhere,
 // both with the same list of binds. DESK_SANDBOX=bwrap or proot forces one.
 #pragma once
 
@@ -10,10 +10,10 @@
 
 namespace desk {
 
-enum class Walls { bwrap, proot };
+enum class SandboxKind { bwrap, proot };
 
 // What works here; tried once a process. Throws Error with advice when neither does.
-Walls walls();
+SandboxKind sandbox_kind();
 
 struct Bind {
     std::string host;
@@ -22,7 +22,7 @@ struct Bind {
 };
 
 // What the inside sees beside the box.
-struct Inside {
+struct Guest {
     std::vector<Bind> binds;
     std::map<std::string, std::string> environment;
     bool keep_environment = false; // false: nothing but `environment` and PATH
@@ -30,7 +30,7 @@ struct Inside {
 
 // ASAN_OPTIONS for a sanitized program inside: the caller's own, without the search for leaks where the sandbox traces
 // what runs in it, because that search is a tracer itself.
-std::string sanitizer_options_inside();
+std::string sanitizer_options_of_guest();
 
 // The places at which the inside finds what belongs to the desk.
 constexpr const char *guest_program_folder = "/desk/bin";
@@ -39,15 +39,14 @@ constexpr const char *guest_clock = "/desk/state/clock";
 constexpr const char *guest_bus_address = "unix:path=/desk/bus/system";
 
 // `command` wrapped into the sandbox of `box`, for Process::start or execvp.
-std::vector<std::string> command_line(const Box &box, const Inside &inside,
-                                      const std::vector<std::string> &command);
+std::vector<std::string> command_line(const Box &box, const Guest &guest, const std::vector<std::string> &command);
 
 // A program of the host as the inside calls it: its folder is bound at /desk/bin, unless the sandbox has it
 // anyway or it is a bare name that PATH finds.
-std::string bring_program(const std::string &program, Inside &inside);
+std::string bring_program(const std::string &program, Guest &guest);
 
 // Makes the absolute paths among `words` that exist on the host readable at the same place inside: folders
 // themselves, files with their folder.
-void bring_paths(const std::vector<std::string> &words, Inside &inside);
+void bring_paths(const std::vector<std::string> &words, Guest &guest);
 
 } // namespace desk

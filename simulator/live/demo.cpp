@@ -7,7 +7,7 @@
 #include "simulator/live/ending.h"
 #include "simulator/scenario/scenario.h"
 
-namespace display_sim {
+namespace desk {
 
 // The rows that matter, in a terminal as large as the caption leaves room for.
 static std::string drawn(const panel::Picture &picture, std::optional<panel::Style> style) {
@@ -46,4 +46,4 @@ void play_demo(const LiveOptions &options, const std::string &scenario) {
     print("\ndisplayctl and display-sim, ready to be called by name:\n  export PATH=\"" PROGRAM_FOLDERS ":$PATH\"\n");
 }
 
-} // namespace display_sim
+} // namespace desk

@@ -6,7 +6,7 @@
 
 #include "simulator/live/live_stage.h"
 
-namespace display_sim {
+namespace desk {
 
 extern const std::string demo_scenario;
 
@@ -15,4 +15,4 @@ extern const std::string demo_scenario;
 // note's lines as before.
 void play_demo(const LiveOptions &options, const std::string &scenario = demo_scenario);
 
-} // namespace display_sim
+} // namespace desk

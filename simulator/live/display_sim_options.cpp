@@ -6,7 +6,7 @@
 
 #include "simulator/scenario/pace.h"
 
-namespace display_sim {
+namespace desk {
 
 const char *const usage =
     "usage: display-sim [--layout] [--target native|armhf] [--speed N] [--port N] [--page | --no-page]\n"
@@ -80,7 +80,8 @@ static void check_together(const std::vector<std::string> &given, bool demo_aske
 static std::optional<panel::Style> style_among(const std::vector<std::string> &given) {
     std::optional<panel::Style> style;
     for (const auto &[option, meant] : {std::pair{"--blocks", panel::Style::half_blocks},
-                                        {"--braille", panel::Style::braille}, {"--ascii", panel::Style::ascii}}) {
+                                        {"--braille", panel::Style::braille},
+                                        {"--ascii", panel::Style::ascii}}) {
         if (!is_one_of(option, given)) continue;
         if (style) throw UsageError("--blocks, --braille and --ascii exclude each other");
         if (is_one_of("--page", given)) throw UsageError(std::string(option) + " and --page exclude each other");
@@ -101,8 +102,8 @@ Choice parse_options(const std::vector<std::string> &words, bool terminal) {
         if (is_one_of(option, {"--target", "--speed", "--port"})) {
             if (i + 1 == words.size()) throw UsageError(option + " needs a value after it");
             take_value(option, words[++i], choice.live);
-        } else if (!is_one_of(option, {"--layout", "--demo", "--page", "--no-page", "--blocks", "--braille",
-                                       "--ascii"})) {
+        } else if (!is_one_of(option,
+                              {"--layout", "--demo", "--page", "--no-page", "--blocks", "--braille", "--ascii"})) {
             refuse_unknown(option);
         }
         given.push_back(option);
@@ -118,4 +119,4 @@ Choice parse_options(const std::vector<std::string> &words, bool terminal) {
     return choice;
 }
 
-} // namespace display_sim
+} // namespace desk

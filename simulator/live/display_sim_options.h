@@ -8,7 +8,7 @@
 #include "simulator/desk/error.h"
 #include "simulator/live/live_stage.h"
 
-namespace display_sim {
+namespace desk {
 
 extern const char *const usage;
 
@@ -28,4 +28,4 @@ struct Choice {
 // on; elsewhere it is the demo, unless the page alone is asked for. Throws UsageError for the first wrong word.
 Choice parse_options(const std::vector<std::string> &words, bool terminal);
 
-} // namespace display_sim
+} // namespace desk

@@ -6,7 +6,7 @@
 
 #include "simulator/desk/error.h"
 
-namespace display_sim {
+namespace desk {
 
 void print(const std::string &text) {
     std::fputs(text.c_str(), stdout);
@@ -15,4 +15,4 @@ void print(const std::string &text) {
     throw desk::system_error("can't write the output");
 }
 
-} // namespace display_sim
+} // namespace desk

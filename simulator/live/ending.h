@@ -7,7 +7,7 @@
 
 #include "panel/terminal.h"
 
-namespace display_sim {
+namespace desk {
 
 using panel::catch_endings;
 using panel::end_wanted;
@@ -15,4 +15,4 @@ using panel::end_wanted;
 // Prints at once. Throws desk::Error when nobody reads any more.
 void print(const std::string &text);
 
-} // namespace display_sim
+} // namespace desk

@@ -15,7 +15,7 @@
 #include "simulator/live/overheard.h"
 #include "simulator/scenario/scenario.h"
 
-namespace display_sim {
+namespace desk {
 
 static constexpr int64_t step_ms = 100;
 static constexpr int64_t long_step_ms = 1000;
@@ -217,7 +217,8 @@ bool LiveScreen::turn() {
 void show_live(desk::Stage &stage, desk::Pace &pace, const LiveView &what, const LiveWork &work) {
     keys(); // a bad table is told before the screen changes
     LiveScreen screen(stage, pace, what, work);
-    while (!end_wanted() && screen.turn()) {}
+    while (!end_wanted() && screen.turn()) {
+    }
 }
 
-} // namespace display_sim
+} // namespace desk

@@ -9,7 +9,7 @@
 #include "simulator/scenario/pace.h"
 #include "simulator/scenario/stage.h"
 
-namespace display_sim {
+namespace desk {
 
 // What is shown, and how.
 struct LiveView {
@@ -30,4 +30,4 @@ struct LiveWork {
 // end is wanted (ending.h, or the key for it). The terminal is as before in every case.
 void show_live(desk::Stage &stage, desk::Pace &pace, const LiveView &what, const LiveWork &work);
 
-} // namespace display_sim
+} // namespace desk

@@ -6,7 +6,7 @@
 #include "simulator/scenario/scenario.h"
 #include "client/vocabulary.h"
 
-namespace display_sim {
+namespace desk {
 
 struct KeyRow {
     char key;
@@ -124,4 +124,4 @@ std::string full_legend(int columns) {
     return in_lines(items, static_cast<size_t>(columns), width);
 }
 
-} // namespace display_sim
+} // namespace desk

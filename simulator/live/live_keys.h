@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-namespace display_sim {
+namespace desk {
 
 constexpr char key_quits = 'q';
 constexpr char key_lists = '?';
@@ -33,4 +33,4 @@ std::string compact_legend(int columns);
 // Each key and what it sends.
 std::string full_legend(int columns);
 
-} // namespace display_sim
+} // namespace desk

@@ -10,7 +10,7 @@
 #include "simulator/live/live.h"
 #include "simulator/page/page.h"
 
-namespace display_sim {
+namespace desk {
 
 static constexpr int turn_ms = 10;
 
@@ -26,7 +26,7 @@ static std::string perform(const desk::Page *page, const std::function<void()> &
     if (over) return "The daemon has ended; the page can start it again.";
     try {
         work();
-    } catch (const desk::Unmet &) { // the end
+    } catch (const desk::WaitFailed &) { // the end
     } catch (const desk::Error &) {
         if (page == nullptr) throw;
         return "The daemon has ended.";
@@ -51,4 +51,4 @@ void run_live(const LiveOptions &options) {
     while (!end_wanted()) work.turn();
 }
 
-} // namespace display_sim
+} // namespace desk

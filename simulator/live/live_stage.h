@@ -7,7 +7,7 @@
 #include "panel/drawing.h"
 #include "simulator/scenario/stage.h"
 
-namespace display_sim {
+namespace desk {
 
 struct LiveOptions {
     desk::View view = desk::View::device; // the one that the terminal shows
@@ -21,4 +21,4 @@ struct LiveOptions {
 // Returns when the end is wanted. Throws desk::Error when a daemon ends by itself and no page shows it.
 void run_live(const LiveOptions &options);
 
-} // namespace display_sim
+} // namespace desk

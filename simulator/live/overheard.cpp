@@ -4,7 +4,7 @@
 #include "app/signal_names.h"
 #include "simulator/desk/error.h"
 
-namespace display_sim {
+namespace desk {
 
 void Ear::Close::operator()(DBusConnection *connection) const {
     dbus_connection_close(connection);
@@ -74,4 +74,4 @@ std::vector<Overheard> Ear::commands() {
     return heard;
 }
 
-} // namespace display_sim
+} // namespace desk

@@ -1,4 +1,4 @@
-// An ear on the desk's bus: the display commands of everyone, so that a person at the terminal sees what another
+// Listens on the desk's bus: the display commands of everyone, so that a person at the terminal sees what another
 // program has sent, also while the daemons stand still and log nothing.
 #pragma once
 
@@ -8,7 +8,7 @@
 
 #include <dbus/dbus.h>
 
-namespace display_sim {
+namespace desk {
 
 // One command as it went over the bus.
 struct Overheard {
@@ -31,4 +31,4 @@ private:
     std::unique_ptr<DBusConnection, Close> connection_;
 };
 
-} // namespace display_sim
+} // namespace desk

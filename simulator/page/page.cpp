@@ -90,9 +90,8 @@ static void add_questions(Server &routes, JobQueue &jobs, PageController &contro
         if (!view || scale < 1 || scale > largest_scale) {
             return answer_error(response, 400, "give view=device or view=layout, and scale=1 to 16");
         }
-        answer_for(jobs, response, [&] {
-            response.set_content(panel::to_png(controller.picture(*view), scale), "image/png");
-        });
+        answer_for(jobs, response,
+                   [&] { response.set_content(panel::to_png(controller.picture(*view), scale), "image/png"); });
     });
     routes.Get("/api/scenario", [&](const Request &, Response &response) {
         answer_for(jobs, response, [&] {
@@ -114,9 +113,8 @@ static void add_requests(Server &routes, JobQueue &jobs, PageController &control
         if (request.body != "start" && request.body != "stop") {
             return answer_error(response, 400, "send start or stop");
         }
-        answer_for(jobs, response, [&] {
-            request.body == "start" ? controller.begin_recording() : controller.end_recording();
-        });
+        answer_for(jobs, response,
+                   [&] { request.body == "start" ? controller.begin_recording() : controller.end_recording(); });
     });
 }
 

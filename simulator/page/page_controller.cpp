@@ -29,7 +29,7 @@ PageController::~PageController() { stage_.set_watcher(nullptr); }
 void PageController::turn() {
     try {
         if (trouble_.empty() && stage_.started()) pace_.turn();
-    } catch (const Unmet &) { // the end
+    } catch (const WaitFailed &) { // the end
     } catch (const Error &problem) {
         trouble_ = problem.what();
     }
@@ -38,7 +38,7 @@ void PageController::turn() {
 
 // While a line waits on the daemons' clock, the pages see the time fly.
 void PageController::watch_wait() {
-    if (end_wanted_()) throw Unmet("the simulator is ending");
+    if (end_wanted_()) throw WaitFailed("the simulator is ending");
     for (View view : both_views) publish_log(view); // at their moments
     publish_changes();
 }
@@ -62,7 +62,7 @@ void PageController::carry_out(const Action &action) {
     try {
         desk::perform(stage_, action);
         if (starts) trouble_.clear();
-    } catch (const Unmet &) {
+    } catch (const WaitFailed &) {
         throw;
     } catch (const Error &problem) {
         trouble_ = problem.what();
@@ -184,10 +184,11 @@ void PageController::publish_log(View view) {
     const std::vector<LogLine> lines = stage_.log(view);
     for (; static_cast<size_t>(logged) < lines.size(); logged++) {
         const LogLine &line = lines[static_cast<size_t>(logged)];
-        hub_.publish("log", one_line({{"view", name_of(view)},
-                                      {"seconds", static_cast<double>(stage_.now_us() / 1000) / 1000.0},
-                                      {"error", line.priority <= LOG_ERR},
-                                      {"text", without_newline(line.text)}}),
+        hub_.publish("log",
+                     one_line({{"view", name_of(view)},
+                               {"seconds", static_cast<double>(stage_.now_us() / 1000) / 1000.0},
+                               {"error", line.priority <= LOG_ERR},
+                               {"text", without_newline(line.text)}}),
                      Keep::history);
     }
 }

@@ -18,8 +18,7 @@ static constexpr size_t worker_threads = most_listeners + 8;
 
 static const httplib::Headers fixed_headers = {
     {"Cache-Control", "no-store"},
-    {"Content-Security-Policy",
-     "default-src 'self'; img-src 'self' data:; frame-ancestors 'none'; base-uri 'none'"},
+    {"Content-Security-Policy", "default-src 'self'; img-src 'self' data:; frame-ancestors 'none'; base-uri 'none'"},
     {"Cross-Origin-Resource-Policy", "same-origin"},
     {"Referrer-Policy", "no-referrer"},
     {"X-Content-Type-Options", "nosniff"},
@@ -79,7 +78,8 @@ WebServer::WebServer(int port) : server_(std::make_unique<httplib::Server>()) {
     port_ = port == 0 ? server_->bind_to_any_port("127.0.0.1") : port;
     const bool bound = port == 0 ? port_ > 0 : server_->bind_to_port("127.0.0.1", port);
     if (!bound) {
-        throw Error("can't serve the page on port " + std::to_string(port) + ": it is taken or not allowed. "
+        throw Error("can't serve the page on port " + std::to_string(port) +
+                    ": it is taken or not allowed. "
                     "Give another one with --port, or --no-page.");
     }
     server_->new_task_queue = [] { return new httplib::ThreadPool(worker_threads); };
@@ -87,10 +87,9 @@ WebServer::WebServer(int port) : server_(std::make_unique<httplib::Server>()) {
     // One request a connection: the unread body of a refused request must never count as the next request.
     server_->set_keep_alive_max_count(1);
     server_->set_default_headers(fixed_headers);
-    server_->set_pre_routing_handler(
-        [this](const httplib::Request &request, httplib::Response &response) {
-            return guard(request, response, port_);
-        });
+    server_->set_pre_routing_handler([this](const httplib::Request &request, httplib::Response &response) {
+        return guard(request, response, port_);
+    });
 }
 
 WebServer::~WebServer() { stop(); }

@@ -9,9 +9,7 @@
 
 namespace desk {
 
-static std::string number_16(int64_t value) {
-    return panel::big_endian(static_cast<uint32_t>(value)).substr(2);
-}
+static std::string number_16(int64_t value) { return panel::big_endian(static_cast<uint32_t>(value)).substr(2); }
 
 static std::string compressed(const std::string &bytes) {
     uLongf length = compressBound(static_cast<uLong>(bytes.size()));
@@ -29,7 +27,8 @@ std::string to_png(const panel::Picture &picture, int scale) { return panel::to_
 
 // The rectangle in which two pictures of one size differ; one pixel when they don't, because a frame can't be
 // empty.
-static void changed_part(const panel::Picture &before, const panel::Picture &now, int &x, int &y, panel::Picture &part) {
+static void changed_part(const panel::Picture &before, const panel::Picture &now, int &x, int &y,
+                         panel::Picture &part) {
     const panel::Picture difference = now.difference(before);
     int right = 0;
     int bottom = 0;

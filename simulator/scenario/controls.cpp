@@ -13,10 +13,9 @@ static Access presence(const char *path, const std::string &there = "on", const 
 
 // A file's first line; none is no file.
 static Access line_or_none(const char *path) {
-    return {[=](Box &box, const std::string &word) {
-                word == none_word ? box.remove(path) : box.write(path, word + "\n");
-            },
-            [=](const Box &box) { return box.exists(path) ? box.first_line(path) : none_word; }};
+    return {
+        [=](Box &box, const std::string &word) { word == none_word ? box.remove(path) : box.write(path, word + "\n"); },
+        [=](const Box &box) { return box.exists(path) ? box.first_line(path) : none_word; }};
 }
 
 // The display takes what stands behind the last '='; the whole line when there is none.
@@ -78,36 +77,38 @@ static std::string code(const char *path) { return std::string("`") + path + "`"
 
 const std::vector<Control> &controls() {
     static const std::vector<Control> table = {
-        {"supply", "The supply voltage that the converter measures; `none`: the converter is gone",
-         "Supply", "Supply voltage", Measure{"VOLTS", 0, 1000, false, "V", "present", {0, 32, 0.1, 12.4}},
+        {"supply",
+         "The supply voltage that the converter measures; `none`: the converter is gone",
+         "Supply",
+         "Supply voltage",
+         Measure{"VOLTS", 0, 1000, false, "V", "present", {0, 32, 0.1, 12.4}},
          {set_supply, supply}},
-        {"jack", "What the vehicle interface answers for the jack; `none`: it does not answer",
-         "Supply", "Jack voltage", Measure{"MILLIVOLTS", 0, 1000000, true, "mV", "answers", {0, 30000, 100, 12000}},
+        {"jack", "What the vehicle interface answers for the jack; `none`: it does not answer", "Supply",
+         "Jack voltage", Measure{"MILLIVOLTS", 0, 1000000, true, "mV", "answers", {0, 30000, 100, 12000}},
          tool_number(jack_state)},
-        {"jack-ready", "Whether the vehicle interface takes questions (" + code(FLAG_VCI_READY) + ")",
-         "Supply", "Jack ready", Switch{}, presence(FLAG_VCI_READY)},
-        {"wifi", "The Wi-Fi station's link",
-         "Wi-Fi station", "Link up", Switch{"up", "down"}, {set_link, link}},
-        {"ssid", "The network that the station has joined; `\"\"` for none",
-         "Wi-Fi station", "Network", Text{"NAME", false, 70, "not joined"}, tool_text(ssid_state)},
-        {"signal", "The station's signal; `none`: the tool does not tell",
-         "Wi-Fi station", "Signal", Measure{"DBM", -10000, 10000, true, "dBm", "known", {-100, -10, 1, -55}},
-         tool_number(signal_state)},
-        {"noise", "What the noise tool prints, for the debug panel",
-         "Wi-Fi station", "Noise", Text{"TEXT", false, 40}, tool_text(noise_state)},
-        {"serial", "The serial number; `none`: the file is gone",
-         "Identity", "Serial number", Text{"TEXT", true, 60, "no file"}, line_or_none(FILE_SERIAL_NUMBER)},
-        {"bluetooth", "The Bluetooth name; `none`: the file is gone",
-         "Identity", "Bluetooth name", Text{"NAME", true, 60, "no file"}, bluetooth_name()},
-        {"warranty-lock", "The warranty lock (" + code(FLAG_WARRANTY_LOCK) + ")",
-         "Flags", "Warranty lock", Switch{}, presence(FLAG_WARRANTY_LOCK)},
-        {"hotspot", "Whether the box offers a hotspot; `off` makes " + code(FLAG_NO_AP),
-         "Flags", "Hotspot allowed", Switch{}, presence(FLAG_NO_AP, "off", "on")},
-        {"activity-alt", "The other set of activity pictures (" + code(FLAG_ACTIVITY_ALT) + ")",
-         "Flags", "Other activity icon", Switch{}, presence(FLAG_ACTIVITY_ALT)},
+        {"jack-ready", "Whether the vehicle interface takes questions (" + code(FLAG_VCI_READY) + ")", "Supply",
+         "Jack ready", Switch{}, presence(FLAG_VCI_READY)},
+        {"wifi", "The Wi-Fi station's link", "Wi-Fi station", "Link up", Switch{"up", "down"}, {set_link, link}},
+        {"ssid", "The network that the station has joined; `\"\"` for none", "Wi-Fi station", "Network",
+         Text{"NAME", false, 70, "not joined"}, tool_text(ssid_state)},
+        {"signal", "The station's signal; `none`: the tool does not tell", "Wi-Fi station", "Signal",
+         Measure{"DBM", -10000, 10000, true, "dBm", "known", {-100, -10, 1, -55}}, tool_number(signal_state)},
+        {"noise", "What the noise tool prints, for the debug panel", "Wi-Fi station", "Noise", Text{"TEXT", false, 40},
+         tool_text(noise_state)},
+        {"serial", "The serial number; `none`: the file is gone", "Identity", "Serial number",
+         Text{"TEXT", true, 60, "no file"}, line_or_none(FILE_SERIAL_NUMBER)},
+        {"bluetooth", "The Bluetooth name; `none`: the file is gone", "Identity", "Bluetooth name",
+         Text{"NAME", true, 60, "no file"}, bluetooth_name()},
+        {"warranty-lock", "The warranty lock (" + code(FLAG_WARRANTY_LOCK) + ")", "Flags", "Warranty lock", Switch{},
+         presence(FLAG_WARRANTY_LOCK)},
+        {"hotspot", "Whether the box offers a hotspot; `off` makes " + code(FLAG_NO_AP), "Flags", "Hotspot allowed",
+         Switch{}, presence(FLAG_NO_AP, "off", "on")},
+        {"activity-alt", "The other set of activity pictures (" + code(FLAG_ACTIVITY_ALT) + ")", "Flags",
+         "Other activity icon", Switch{}, presence(FLAG_ACTIVITY_ALT)},
         {"firmware-type",
-         "The firmware that runs (" + code(FILE_FW_TYPE_RUNNING) + "): `FT_MAINAPP_J2534` brings PASSTHRU, which "
-         "stays up until another mode comes; `none`: the file is gone",
+         "The firmware that runs (" + code(FILE_FW_TYPE_RUNNING) +
+             "): `FT_MAINAPP_J2534` brings PASSTHRU, which "
+             "stays up until another mode comes; `none`: the file is gone",
          "Flags", "Firmware type", Text{"TEXT", true, 60, "no file", "FT_MAINAPP_J2534"}, firmware_type()},
     };
     return table;

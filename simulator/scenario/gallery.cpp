@@ -147,7 +147,7 @@ void make_gallery(const std::string &scenarios, const std::string &out) {
         }
     }
     panel::save_bytes(out + "/README.md", page);
-    std::printf("%s: %zu pictures in two registrations and README.md\n", out.c_str(), pictures.size());
+    std::printf("%s: %zu pictures of both panels and README.md\n", out.c_str(), pictures.size());
 }
 
 int gallery_command(const std::vector<std::string> &arguments) {

@@ -173,7 +173,7 @@ static bool same_file(const fs::path &a, const fs::path &b) {
     return fs::weakly_canonical(fs::absolute(a)) == fs::weakly_canonical(fs::absolute(b));
 }
 
-// What the story is to be compared with must outlive it, and the comparison would be one of a picture with itself.
+// What the scenario is to be compared with must outlive it, and the comparison would be one of a picture with itself.
 static void spare_expected(const PlayOptions &options, const std::string &name,
                            const std::vector<ScenarioLine> &lines) {
     std::vector<fs::path> spared = {options.scenario};
@@ -183,10 +183,9 @@ static void spare_expected(const PlayOptions &options, const std::string &name,
     for (const std::string &written : names_written(name, lines)) {
         for (const fs::path &path : spared) {
             if (!same_file(fs::path(options.out) / written, path)) continue;
-            throw ScenarioError("display-sim: in --out " + options.out + " this would be written over " +
-                                path.string() + ", which " +
-                                (path == options.scenario ? "is the scenario" : "the scenario expects") +
-                                "; give it another folder");
+            throw ScenarioError(
+                "display-sim: in --out " + options.out + " this would be written over " + path.string() + ", which " +
+                (path == options.scenario ? "is the scenario" : "the scenario expects") + "; give it another folder");
         }
     }
 }
@@ -222,12 +221,12 @@ static bool daemon_has_ended(Stage &stage) {
     }
 }
 
-// The rest of a story has no meaning after a wait that was not met; a wrong picture stops nothing.
+// The rest of a scenario has no meaning after a wait that was not met; a wrong picture stops nothing.
 static void play_lines(Run &run, const std::vector<ScenarioLine> &lines) {
     for (const ScenarioLine &line : lines) {
         try {
             play_line(run, line);
-        } catch (const Unmet &problem) {
+        } catch (const WaitFailed &problem) {
             return complain(run, line, problem.what());
         } catch (const std::exception &problem) {
             if (daemon_has_ended(run.stage)) return complain(run, line, problem.what());
@@ -240,8 +239,8 @@ static void play_lines(Run &run, const std::vector<ScenarioLine> &lines) {
 static std::string verdict(const Run &run, const std::vector<ScenarioLine> &lines) {
     if (run.broken) return "NOT carried out";
     if (run.failures > 0) return std::to_string(run.failures) + " NOT as expected";
-    const bool tested = std::any_of(lines.begin(), lines.end(),
-                                    [](const ScenarioLine &line) { return tests_something(line.action); });
+    const bool tested =
+        std::any_of(lines.begin(), lines.end(), [](const ScenarioLine &line) { return tests_something(line.action); });
     if (!tested) return "NOTHING was tested, for no line expects a picture, a log line, a mode or a still picture";
     return "as expected";
 }
@@ -254,9 +253,9 @@ static void report(Run &run, const std::vector<ScenarioLine> &lines, std::chrono
         run.broken = true;
         std::fprintf(stderr, "display-sim: %s\n", problem.what());
     }
-    std::printf("%s: %zu lines in %.1f s; %d pictures and a film of %zu frames (%s) in %s: %s\n",
-                run.name.c_str(), lines.size(), taken.count(), run.pictures, run.film.frames(),
-                fs::path(film).filename().c_str(), run.options.out.c_str(), verdict(run, lines).c_str());
+    std::printf("%s: %zu lines in %.1f s; %d pictures and a film of %zu frames (%s) in %s: %s\n", run.name.c_str(),
+                lines.size(), taken.count(), run.pictures, run.film.frames(), fs::path(film).filename().c_str(),
+                run.options.out.c_str(), verdict(run, lines).c_str());
     if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return;
     run.broken = true;
     std::fprintf(stderr, "display-sim: %s\n", system_error("can't write the report").what());

@@ -81,7 +81,8 @@ void Film::shoot() {
     if (pictures_.frames() >= most_frames) return;
     const int64_t now_us = stage_.now_us();
     const int64_t shown_ms = now_us >= shot_at_us_ ? (now_us - shot_at_us_) / 1000 : longest_frame_ms;
-    pictures_.add(side_by_side(panels_[1], panels_[0], caption_), std::clamp(shown_ms, shortest_frame_ms, longest_frame_ms));
+    pictures_.add(side_by_side(panels_[1], panels_[0], caption_),
+                  std::clamp(shown_ms, shortest_frame_ms, longest_frame_ms));
     shot_at_us_ = now_us;
 }
 

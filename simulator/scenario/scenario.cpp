@@ -28,8 +28,7 @@ static std::string trimmed(const std::string &text) {
 static char unescaped(char letter) {
     if (letter == 'n') return '\n';
     if (letter == '"' || letter == '\\') return letter;
-    throw ScenarioError(std::string("'\\") + letter +
-                        "' means nothing inside quotes; there are \\\", \\\\ and \\n");
+    throw ScenarioError(std::string("'\\") + letter + "' means nothing inside quotes; there are \\\", \\\\ and \\n");
 }
 
 // `place` stands on the opening quote and ends behind the closing one.

@@ -1,4 +1,4 @@
-// Scenarios: short stories of the display as lines of text that a person writes by hand. This file owns the
+// Scenarios: what happens to the display, as lines of text that a person writes by hand. This file owns the
 // language (docs/scenarios.md): one line becomes an Action, and the table of commands says what each takes
 // and does to the stage. The web page and the player speak these lines.
 #pragma once
@@ -35,10 +35,10 @@ struct Action {
 // A command of the language.
 struct Command {
     std::string name;
-    std::string arguments; // for people: "VOLTS|none"
-    std::string meaning;   // one line for people, in Markdown
-    bool prepares_box;     // starts nothing: may come before the start
-    bool takes_rest;       // the rest of the line is one text
+    std::string arguments;                     // for people: "VOLTS|none"
+    std::string meaning;                       // one line for people, in Markdown
+    bool prepares_box;                         // starts nothing: may come before the start
+    bool takes_rest;                           // the rest of the line is one text
     std::function<void(Action &action)> check; // fills the action from its words; throws ScenarioError
     std::function<void(Stage &stage, const Action &action)> perform; // empty: the player's affair
 };
@@ -54,7 +54,7 @@ bool tests_something(const Action &action);
 
 // Carries the action out. Lines that prepare the box start nothing; before any other the daemons are started as normal
 // if nothing has started them yet. "picture", "expect" and "note" mean nothing here: they are the player's. Throws
-// Unmet when a wait's limit passes.
+// WaitFailed when a wait's limit passes.
 void perform(Stage &stage, const Action &action);
 // The same for a line; an empty one and a comment do nothing. Throws ScenarioError, too.
 void perform(Stage &stage, const std::string &line);

@@ -157,7 +157,11 @@ static void start(Stage &stage, const Action &action) { stage.start(action.start
 static void send(Stage &stage, const Action &action) { stage.send(action.text, action.arguments); }
 
 static Command command_of(const Control &control) {
-    return {control.name, arguments_of(control), control.meaning, true, false,
+    return {control.name,
+            arguments_of(control),
+            control.meaning,
+            true,
+            false,
             [&control](Action &action) {
                 take_text(action);
                 std::visit([&action](const auto &kind) { check(action, kind); }, control.kind);
@@ -172,8 +176,8 @@ static std::vector<Command> make_commands() {
          "no tools",
          false, false, take_start, start},
         {"send", "WORD [ARGUMENTS...]",
-         "Send a display command over the bus, its arguments in quotes if they have blanks", false, false,
-         take_command, send},
+         "Send a display command over the bus, its arguments in quotes if they have blanks", false, false, take_command,
+         send},
     };
     for (const Control &control : controls()) commands.push_back(command_of(control));
     const std::vector<Command> further = {
@@ -181,14 +185,12 @@ static std::vector<Command> make_commands() {
          "Let the daemons' time pass, or wait (10 s of it at most) for a log line, the mode row's text or a "
          "still picture",
          false, true, take_wait, wait},
-        {"picture", "NAME", "Take a picture of both panels under that name", false, false, take_picture_name,
-         nullptr},
+        {"picture", "NAME", "Take a picture of both panels under that name", false, false, take_picture_name, nullptr},
         {"expect", "NAME|FILE",
          "Compare both panels with the pictures NAME-device.pbm and NAME-layout.pbm beside the scenario, or one "
          "panel with one of these files",
          false, false, take_expected_file, nullptr},
-        {"note", "[TEXT]", "A caption for what follows, in the film and the report", true, true, take_note,
-         nullptr},
+        {"note", "[TEXT]", "A caption for what follows, in the film and the report", true, true, take_note, nullptr},
     };
     commands.insert(commands.end(), further.begin(), further.end());
     return commands;

@@ -116,8 +116,8 @@ void Stage::wait_for_log(const std::string &text) {
     for (size_t i = log_mark_[0]; i < lines.size(); i++) {
         seen += "\n    " + lines[i].text.substr(0, lines[i].text.find('\n'));
     }
-    throw Unmet("no log line has \"" + text + "\"" + within_limit() +
-                "; logged since the last command:" + (seen.empty() ? " nothing" : seen));
+    throw WaitFailed("no log line has \"" + text + "\"" + within_limit() +
+                     "; logged since the last command:" + (seen.empty() ? " nothing" : seen));
 }
 
 // The mode row between its two icons.
@@ -127,8 +127,8 @@ void Stage::wait_for_mode(const std::string &text) {
     if (pass_until([&] { return shows_exactly(mode_row(picture(View::layout)), text); }, watch_step_ms)) {
         return;
     }
-    throw Unmet("the mode row does not show \"" + text + "\"" + within_limit() + "; it shows:\n" +
-                panel::drawn(mode_row(picture(View::layout)), panel::Marks::half_blocks));
+    throw WaitFailed("the mode row does not show \"" + text + "\"" + within_limit() + "; it shows:\n" +
+                     panel::drawn(mode_row(picture(View::layout)), panel::Marks::half_blocks));
 }
 
 Picture without_activity_icon(const Picture &layout) {
@@ -143,14 +143,13 @@ void Stage::wait_until_settled() {
     std::array<Picture, 2> before;
     int64_t since = now_us();
     const auto settled = [&] {
-        const std::array<Picture, 2> now = {picture(View::device),
-                                            without_activity_icon(picture(View::layout))};
+        const std::array<Picture, 2> now = {picture(View::device), without_activity_icon(picture(View::layout))};
         if (now != before) since = now_us();
         before = now;
         return now_us() - since >= settled_ms * 1000;
     };
     if (!pass_until(settled, watch_step_ms)) {
-        throw Unmet("the picture does not come to rest" + within_limit());
+        throw WaitFailed("the picture does not come to rest" + within_limit());
     }
 }
 

@@ -45,7 +45,7 @@ struct StageOptions {
 };
 
 // What a scenario asked for did not happen: a wait ran into its limit. Other Errors are trouble of the desk.
-class Unmet : public Error {
+class WaitFailed : public Error {
 public:
     using Error::Error;
 };
@@ -83,7 +83,7 @@ public:
     // ends the wait.
     void set_watcher(std::function<void()> watcher) { watcher_ = std::move(watcher); }
 
-    // Waits on the daemons' clock, 10 s of it at most. Throw Unmet.
+    // Waits on the daemons' clock, 10 s of it at most. Throw WaitFailed.
     void wait_for_log(const std::string &text);
     void wait_for_mode(const std::string &text); // the words in the mode row of the layout's picture
     void wait_until_settled();                   // nothing but the activity icon moved for 700 ms

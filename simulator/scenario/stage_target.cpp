@@ -32,11 +32,9 @@ static fs::path armhf_build() {
 
 void choose_armhf(Options &options) {
     const fs::path build = armhf_build();
-    const std::string daemon =
-        (build / (options.layout ? "status-display-layout" : "status-display")).string();
+    const std::string daemon = (build / (options.layout ? "status-display-layout" : "status-display")).string();
     const std::string sysroot = (build.parent_path() / "armhf-sysroot").string();
-    for (const std::string &needed :
-         {daemon, (build / "simulator/libdesk_shim.so").string(), sysroot + "/usr/lib"}) {
+    for (const std::string &needed : {daemon, (build / "simulator/libdesk_shim.so").string(), sysroot + "/usr/lib"}) {
         if (!fs::exists(needed)) {
             throw Error("there is no " + needed + "; './setup armhf' makes the 32-bit ARM build");
         }

@@ -9,8 +9,7 @@
 namespace {
 
 static const lv_img_dsc_t *const NORMAL[] = {&img_activity_1, &img_activity_2, &img_activity_3};
-static const lv_img_dsc_t *const ALTERNATIVE[] = {&img_activity_alt_1, &img_activity_alt_2,
-                                                  &img_activity_alt_3};
+static const lv_img_dsc_t *const ALTERNATIVE[] = {&img_activity_alt_1, &img_activity_alt_2, &img_activity_alt_3};
 
 // Number of the picture for the step that is taken (1 to 60), or 0 where nothing changes.
 static int picture_at(int step) {
@@ -163,4 +162,4 @@ TEST_F(ActivityIcon, OneStepEveryHundredMilliseconds) {
     EXPECT_EQ(lv_img_get_src(icon), &img_activity_alt_3);
 }
 
-}  // namespace
+} // namespace

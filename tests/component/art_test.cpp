@@ -21,12 +21,11 @@ const uint32_t last_code_asked = 0x2FF;
 struct Glyph {
     bool found;
     lv_font_glyph_dsc_t box;
-    std::vector<std::string> rows;  // '#' lit, '.' dark
+    std::vector<std::string> rows; // '#' lit, '.' dark
 };
 
 // Bits run on from row to row; only a glyph begins on a whole byte.
-std::vector<std::string> glyph_rows(const lv_font_t &font, uint32_t code, const lv_font_glyph_dsc_t &box)
-{
+std::vector<std::string> glyph_rows(const lv_font_t &font, uint32_t code, const lv_font_glyph_dsc_t &box) {
     const uint8_t *bitmap = font.get_glyph_bitmap(&font, code);
     std::vector<std::string> rows(box.box_h, std::string(box.box_w, '.'));
     for (size_t bit = 0; bit < size_t{box.box_w} * box.box_h; ++bit)
@@ -34,16 +33,14 @@ std::vector<std::string> glyph_rows(const lv_font_t &font, uint32_t code, const 
     return rows;
 }
 
-Glyph glyph_of(const lv_font_t &font, uint32_t code)
-{
+Glyph glyph_of(const lv_font_t &font, uint32_t code) {
     Glyph glyph{};
     glyph.found = font.get_glyph_dsc(&font, &glyph.box, code, 0);
     if (glyph.found) glyph.rows = glyph_rows(font, code, glyph.box);
     return glyph;
 }
 
-std::set<uint32_t> text_characters()
-{
+std::set<uint32_t> text_characters() {
     const uint32_t ranges[][2] = {{0x20, 0x26}, {0x28, 0x3F}, {0x41, 0x5D}, {0x5F, 0x5F}, {0x61, 0x7D}};
     std::set<uint32_t> codes;
     for (const auto &range : ranges)
@@ -51,38 +48,33 @@ std::set<uint32_t> text_characters()
     return codes;
 }
 
-std::set<uint32_t> small_characters()
-{
+std::set<uint32_t> small_characters() {
     std::set<uint32_t> codes;
     for (uint32_t code = 0x20; code <= 0x7F; ++code) codes.insert(code);
     return codes;
 }
 
-std::set<uint32_t> characters_found(const lv_font_t &font, const std::vector<uint32_t> &order)
-{
+std::set<uint32_t> characters_found(const lv_font_t &font, const std::vector<uint32_t> &order) {
     std::set<uint32_t> codes;
     for (uint32_t code : order)
         if (glyph_of(font, code).found) codes.insert(code);
     return codes;
 }
 
-std::vector<uint32_t> upwards()
-{
+std::vector<uint32_t> upwards() {
     std::vector<uint32_t> codes;
     for (uint32_t code = 1; code <= last_code_asked; ++code) codes.push_back(code);
     return codes;
 }
 
-void expect_characters(const lv_font_t &font, const std::set<uint32_t> &wanted)
-{
+void expect_characters(const lv_font_t &font, const std::set<uint32_t> &wanted) {
     std::vector<uint32_t> order = upwards();
     EXPECT_EQ(characters_found(font, order), wanted);
     EXPECT_EQ(characters_found(font, {order.rbegin(), order.rend()}), wanted);
 }
 
 // LVGL keeps the last letter it looked up, found or not; one question's answer must not colour the next.
-void expect_any_order(const lv_font_t &font, const std::set<uint32_t> &wanted)
-{
+void expect_any_order(const lv_font_t &font, const std::set<uint32_t> &wanted) {
     for (uint32_t before = 0x1F; before <= 0x80; ++before)
         for (uint32_t code = 0x1F; code <= 0x80; ++code) {
             EXPECT_EQ(glyph_of(font, before).found, wanted.count(before) == 1) << "code " << before;
@@ -90,8 +82,7 @@ void expect_any_order(const lv_font_t &font, const std::set<uint32_t> &wanted)
         }
 }
 
-void expect_glyph(const lv_font_t &font, char letter, int width, int height, int advance)
-{
+void expect_glyph(const lv_font_t &font, char letter, int width, int height, int advance) {
     const Glyph glyph = glyph_of(font, static_cast<unsigned char>(letter));
     EXPECT_EQ(glyph.box.box_w, width) << letter;
     EXPECT_EQ(glyph.box.box_h, height) << letter;
@@ -99,8 +90,7 @@ void expect_glyph(const lv_font_t &font, char letter, int width, int height, int
     EXPECT_EQ(glyph.box.bpp, 1) << letter;
 }
 
-void expect_inside_line(const lv_font_t &font, const std::set<uint32_t> &codes)
-{
+void expect_inside_line(const lv_font_t &font, const std::set<uint32_t> &codes) {
     for (uint32_t code : codes) {
         const lv_font_glyph_dsc_t box = glyph_of(font, code).box;
         EXPECT_LE(box.ofs_y + box.box_h, font.line_height - font.base_line) << "above the line: " << code;
@@ -110,16 +100,14 @@ void expect_inside_line(const lv_font_t &font, const std::set<uint32_t> &codes)
     }
 }
 
-bool anything_lit(const Glyph &glyph)
-{
+bool anything_lit(const Glyph &glyph) {
     for (const std::string &row : glyph.rows)
         if (row.find('#') != std::string::npos) return true;
     return false;
 }
 
 // Only the blank may draw nothing, and no two characters may look the same.
-void expect_all_differ(const lv_font_t &font, const std::set<uint32_t> &codes)
-{
+void expect_all_differ(const lv_font_t &font, const std::set<uint32_t> &codes) {
     std::set<std::pair<int, std::vector<std::string>>> seen;
     for (uint32_t code : codes) {
         const Glyph glyph = glyph_of(font, code);
@@ -128,8 +116,7 @@ void expect_all_differ(const lv_font_t &font, const std::set<uint32_t> &codes)
     }
 }
 
-std::vector<std::string> doubled(const std::vector<std::string> &rows)
-{
+std::vector<std::string> doubled(const std::vector<std::string> &rows) {
     std::vector<std::string> result;
     for (const std::string &row : rows) {
         std::string wide;
@@ -140,15 +127,13 @@ std::vector<std::string> doubled(const std::vector<std::string> &rows)
 }
 
 // The width of a label with this text; letter_space is 0 in every style that shows one of these fonts.
-int width_of(const lv_font_t &font, const char *text)
-{
+int width_of(const lv_font_t &font, const char *text) {
     lv_point_t size;
     lv_txt_get_size(&size, text, &font, 0, 0, LV_COORD_MAX, LV_TXT_FLAG_NONE);
     return size.x;
 }
 
-void expect_fits(const lv_font_t &font, int space, std::initializer_list<const char *> texts)
-{
+void expect_fits(const lv_font_t &font, int space, std::initializer_list<const char *> texts) {
     for (const char *text : texts) {
         EXPECT_GT(width_of(font, text), 0) << text;
         EXPECT_LE(width_of(font, text), space) << text;
@@ -160,45 +145,29 @@ struct Picture {
     const lv_img_dsc_t *image;
     unsigned width, height;
     const char *palette;
-    const char *rows;  // one group of hexadecimal digits a row
+    const char *rows; // one group of hexadecimal digits a row
 };
 
 const char plain_palette[] = "000000ff ffffffff";
 const char grey_palette[] = "040204ff fcfefcff";
 
 const Picture pictures[] = {
-    {"img_activity_1", &img_activity_1, 8, 8, plain_palette,
-     "ff e7 c3 81 81 c3 e7 ff"},
-    {"img_activity_2", &img_activity_2, 8, 8, plain_palette,
-     "ff c3 81 81 81 81 c3 ff"},
-    {"img_activity_3", &img_activity_3, 8, 8, plain_palette,
-     "c3 81 00 00 00 00 81 c3"},
-    {"img_activity_alt_1", &img_activity_alt_1, 12, 9, grey_palette,
-     "f9f0 c030 8010 9990 8010 e670 c930 9f90 fff0"},
-    {"img_activity_alt_2", &img_activity_alt_2, 11, 8, grey_palette,
-     "df60 eee0 c060 9120 0000 4040 5f40 e4e0"},
-    {"img_activity_alt_3", &img_activity_alt_3, 10, 8, plain_palette,
-     "f3c0 e1c0 c0c0 9240 8040 edc0 d2c0 ad40"},
-    {"img_supply_1", &img_supply_1, 12, 8, plain_palette,
-     "c630 0000 7fe0 7f60 4620 7f60 7fe0 0000"},
-    {"img_jack", &img_jack, 13, 8, plain_palette,
-     "ccf8 0038 7fa0 7da8 48a0 7da8 7fa0 0038"},
-    {"icon_bt", &icon_bt, 13, 9, plain_palette,
-     "ff78 ff38 ff58 fd38 fe78 fd38 ff58 ff38 ff78"},
-    {"icon_usb", &icon_usb, 13, 9, plain_palette,
-     "fff8 f878 f700 f720 c700 f720 f700 f878 fff8"},
-    {"icon_wifi", &icon_wifi, 13, 9, plain_palette,
-     "fff8 e038 dfd8 f078 efb8 f8f8 fff8 fdf8 fff8"},
-    {"icon_hotspot", &icon_hotspot, 13, 9, plain_palette,
-     "fff8 fc18 fbe8 f630 f5d0 f550 f7f0 fbe8 fff8"},
-    {"icon_signal_1", &icon_signal_1, 17, 8, plain_palette,
-     "fff000 fff700 fff700 fc1700 fdd700 05d700 75d700 041000"},
-    {"icon_signal_2", &icon_signal_2, 17, 8, plain_palette,
-     "fff000 fff700 fff700 fc1700 fdd700 05d700 05d700 041000"},
-    {"icon_signal_3", &icon_signal_3, 17, 8, plain_palette,
-     "fff000 fff700 fff700 fc1700 fc1700 041700 041700 041000"},
-    {"icon_signal_4", &icon_signal_4, 17, 8, plain_palette,
-     "fff000 fff000 fff000 fc1000 fc1000 041000 041000 041000"},
+    {"img_activity_1", &img_activity_1, 8, 8, plain_palette, "ff e7 c3 81 81 c3 e7 ff"},
+    {"img_activity_2", &img_activity_2, 8, 8, plain_palette, "ff c3 81 81 81 81 c3 ff"},
+    {"img_activity_3", &img_activity_3, 8, 8, plain_palette, "c3 81 00 00 00 00 81 c3"},
+    {"img_activity_alt_1", &img_activity_alt_1, 12, 9, grey_palette, "f9f0 c030 8010 9990 8010 e670 c930 9f90 fff0"},
+    {"img_activity_alt_2", &img_activity_alt_2, 11, 8, grey_palette, "df60 eee0 c060 9120 0000 4040 5f40 e4e0"},
+    {"img_activity_alt_3", &img_activity_alt_3, 10, 8, plain_palette, "f3c0 e1c0 c0c0 9240 8040 edc0 d2c0 ad40"},
+    {"img_supply_1", &img_supply_1, 12, 8, plain_palette, "c630 0000 7fe0 7f60 4620 7f60 7fe0 0000"},
+    {"img_jack", &img_jack, 13, 8, plain_palette, "ccf8 0038 7fa0 7da8 48a0 7da8 7fa0 0038"},
+    {"icon_bt", &icon_bt, 13, 9, plain_palette, "ff78 ff38 ff58 fd38 fe78 fd38 ff58 ff38 ff78"},
+    {"icon_usb", &icon_usb, 13, 9, plain_palette, "fff8 f878 f700 f720 c700 f720 f700 f878 fff8"},
+    {"icon_wifi", &icon_wifi, 13, 9, plain_palette, "fff8 e038 dfd8 f078 efb8 f8f8 fff8 fdf8 fff8"},
+    {"icon_hotspot", &icon_hotspot, 13, 9, plain_palette, "fff8 fc18 fbe8 f630 f5d0 f550 f7f0 fbe8 fff8"},
+    {"icon_signal_1", &icon_signal_1, 17, 8, plain_palette, "fff000 fff700 fff700 fc1700 fdd700 05d700 75d700 041000"},
+    {"icon_signal_2", &icon_signal_2, 17, 8, plain_palette, "fff000 fff700 fff700 fc1700 fdd700 05d700 05d700 041000"},
+    {"icon_signal_3", &icon_signal_3, 17, 8, plain_palette, "fff000 fff700 fff700 fc1700 fc1700 041700 041700 041000"},
+    {"icon_signal_4", &icon_signal_4, 17, 8, plain_palette, "fff000 fff000 fff000 fc1000 fc1000 041000 041000 041000"},
     {"icon_reboot", &icon_reboot, 22, 22, plain_palette,
      "fffffc ff03fc fcfcfc fbff7c f7ffbc efffdc efffdc dfffec dfffec dfffec dfffec ffffec "
      "ffffec ffffdc ffffdc ff7fbc feff7c fdfcfc f803fc fdfffc fefffc ff7ffc"},
@@ -210,8 +179,7 @@ const Picture pictures[] = {
      "c0000c bffff4 7703b8 637b18 7703b8 7ffff8 000000 0fffc0 0fffc0 0fffc0"},
 };
 
-std::vector<uint8_t> bytes_of(const std::string &hex)
-{
+std::vector<uint8_t> bytes_of(const std::string &hex) {
     std::istringstream groups(hex);
     std::string group;
     std::vector<uint8_t> bytes;
@@ -221,10 +189,9 @@ std::vector<uint8_t> bytes_of(const std::string &hex)
     return bytes;
 }
 
-}  // namespace
+} // namespace
 
-TEST(Art, FontsHaveTheirLineAndBaseLine)
-{
+TEST(Art, FontsHaveTheirLineAndBaseLine) {
     EXPECT_EQ(font_16.line_height, 16);
     EXPECT_EQ(font_16.base_line, 4);
     EXPECT_EQ(font_32.line_height, 32);
@@ -233,8 +200,7 @@ TEST(Art, FontsHaveTheirLineAndBaseLine)
     EXPECT_EQ(font_8.base_line, 2);
 }
 
-TEST(Art, FontsAreOneBitWithoutKerningOrSubpixels)
-{
+TEST(Art, FontsAreOneBitWithoutKerningOrSubpixels) {
     for (const lv_font_t *font : {&font_16, &font_32, &font_8}) {
         EXPECT_EQ(font->subpx, LV_FONT_SUBPX_NONE);
         EXPECT_EQ(font->get_glyph_dsc, lv_font_get_glyph_dsc_fmt_txt);
@@ -245,57 +211,49 @@ TEST(Art, FontsAreOneBitWithoutKerningOrSubpixels)
     }
 }
 
-TEST(Art, ExampleGlyphsHaveTheirBoxes)
-{
+TEST(Art, ExampleGlyphsHaveTheirBoxes) {
     expect_glyph(font_16, '!', 2, 10, 3);
     expect_glyph(font_16, 'C', 6, 10, 7);
     expect_glyph(font_32, '!', 4, 20, 6);
     expect_glyph(font_32, 'C', 12, 20, 14);
 }
 
-TEST(Art, TextFontsCoverTheirNinetyCharactersAndNoOther)
-{
+TEST(Art, TextFontsCoverTheirNinetyCharactersAndNoOther) {
     ASSERT_EQ(text_characters().size(), 90u);
     expect_characters(font_16, text_characters());
     expect_characters(font_32, text_characters());
 }
 
-TEST(Art, SmallFontCoversItsNinetySixCharactersAndNoOther)
-{
+TEST(Art, SmallFontCoversItsNinetySixCharactersAndNoOther) {
     ASSERT_EQ(small_characters().size(), 96u);
     expect_characters(font_8, small_characters());
 }
 
-TEST(Art, GlyphsAreFoundInAnyOrder)
-{
+TEST(Art, GlyphsAreFoundInAnyOrder) {
     expect_any_order(font_16, text_characters());
     expect_any_order(font_32, text_characters());
     expect_any_order(font_8, small_characters());
 }
 
-TEST(Art, CharactersWithoutGlyphTakeNoRoom)
-{
+TEST(Art, CharactersWithoutGlyphTakeNoRoom) {
     for (const char *missing : {"'", "@", "^", "`", "~", "\xC3\xA4", "\xE2\x82\xAC"}) {
         EXPECT_EQ(width_of(font_16, missing), 0) << missing;
         EXPECT_EQ(width_of(font_32, missing), 0) << missing;
     }
 }
 
-TEST(Art, GlyphsStayInsideTheirLine)
-{
+TEST(Art, GlyphsStayInsideTheirLine) {
     expect_inside_line(font_16, text_characters());
     expect_inside_line(font_32, text_characters());
     expect_inside_line(font_8, small_characters());
 }
 
-TEST(Art, EveryCharacterLooksDifferent)
-{
+TEST(Art, EveryCharacterLooksDifferent) {
     expect_all_differ(font_16, text_characters());
     expect_all_differ(font_8, small_characters());
 }
 
-TEST(Art, LargeFontIsTheTextFontDoubled)
-{
+TEST(Art, LargeFontIsTheTextFontDoubled) {
     for (uint32_t code : text_characters()) {
         const Glyph small = glyph_of(font_16, code), large = glyph_of(font_32, code);
         EXPECT_EQ(large.box.adv_w, small.box.adv_w * 2) << "code " << code;
@@ -306,24 +264,21 @@ TEST(Art, LargeFontIsTheTextFontDoubled)
     }
 }
 
-TEST(Art, DigitsAreEquallyWide)
-{
+TEST(Art, DigitsAreEquallyWide) {
     for (const lv_font_t *font : {&font_16, &font_32, &font_8})
         for (uint32_t digit = '1'; digit <= '9'; ++digit)
             EXPECT_EQ(glyph_of(*font, digit).box.adv_w, glyph_of(*font, '0').box.adv_w) << "code " << digit;
 }
 
 // 118 pixels, the text in the middle, a 13-pixel icon at each end.
-TEST(Art, ModeTextsFitBetweenTheirIcons)
-{
+TEST(Art, ModeTextsFitBetweenTheirIcons) {
     expect_fits(font_16, 118 - 2 * 13,
-                {"AUTOCHECK...", "NO WARRANTY", "DIAGNOSIS", "DOIP ETHERNET", "REC ON", "REC ...", "DOIP",
-                 "PASSTHRU", "POWER DOWN", "RESTARTING...", "READY"});
+                {"AUTOCHECK...", "NO WARRANTY", "DIAGNOSIS", "DOIP ETHERNET", "REC ON", "REC ...", "DOIP", "PASSTHRU",
+                 "POWER DOWN", "RESTARTING...", "READY"});
 }
 
 // 118 pixels, the text in the middle; icons of at most 13 pixels on the right, the signal's 17 on the left.
-TEST(Art, ConnectivityTextsFitBesideTheirIcons)
-{
+TEST(Art, ConnectivityTextsFitBesideTheirIcons) {
     expect_fits(font_16, 118 - 2 * 13, {"WireGuard VPN", "USB", "HOTSPOT", "BLUETOOTH"});
     for (uint32_t code : text_characters()) {
         const std::string longest_name(11, static_cast<char>(code));
@@ -331,16 +286,14 @@ TEST(Art, ConnectivityTextsFitBesideTheirIcons)
     }
 }
 
-TEST(Art, VoltagesFitTheirBoxes)
-{
+TEST(Art, VoltagesFitTheirBoxes) {
     expect_fits(font_32, 63, {"24.8v", "14.2v", "00.0v", "-.-v"});
     expect_fits(font_16, 57, {"Max. 14.2", "Max. -.-", "Min. 14.2", "Min. -.-", "Max. 00.0"});
 }
 
 // Boxes 120 wide. The message's icon is 22 wide, 30 (34 beside an error) left of the middle, the text 20 (14)
 // right of it; both centred, so the text must reach neither the icon nor the 2-pixel frame.
-TEST(Art, OverlayTextsFitBesideTheirIcons)
-{
+TEST(Art, OverlayTextsFitBesideTheirIcons) {
     const int beside_error_icon = 2 * (34 + 14 - 22 / 2), beside_icon = 2 * (60 - 20 - 2);
     expect_fits(font_16, beside_error_icon, {"ERROR: WIFI\n Connection", "ERROR\n LX-M4-1"});
     expect_fits(font_16, beside_icon, {"PLEASE\nREBOOT", "   CHECK  \nIGNITION"});
@@ -348,13 +301,11 @@ TEST(Art, OverlayTextsFitBesideTheirIcons)
     expect_fits(font_8, 120 - 2 * 2, {"FT_MAINAPP_J2534"});
 }
 
-TEST(Art, ProductionRowsFitTheScreen)
-{
+TEST(Art, ProductionRowsFitTheScreen) {
     expect_fits(font_16, 128, {"FW: Updating...", "FW: Error Updating", "FW: Latest Version", "HW: QB418T"});
 }
 
-TEST(Art, PicturesHaveTheirBytes)
-{
+TEST(Art, PicturesHaveTheirBytes) {
     for (const Picture &picture : pictures) {
         SCOPED_TRACE(picture.name);
         const lv_img_dsc_t &image = *picture.image;
@@ -365,8 +316,7 @@ TEST(Art, PicturesHaveTheirBytes)
     }
 }
 
-TEST(Art, PicturesHaveTheirSizeAndFormat)
-{
+TEST(Art, PicturesHaveTheirSizeAndFormat) {
     for (const Picture &picture : pictures) {
         SCOPED_TRACE(picture.name);
         const lv_img_header_t &header = picture.image->header;
@@ -378,8 +328,7 @@ TEST(Art, PicturesHaveTheirSizeAndFormat)
 }
 
 // LVGL reads the palette as 32-bit colours.
-TEST(Art, PalettesAreAlignedForLvgl)
-{
+TEST(Art, PalettesAreAlignedForLvgl) {
     for (const Picture &picture : pictures)
         EXPECT_EQ(reinterpret_cast<uintptr_t>(picture.image->data) % 4, 0u) << picture.name;
 }

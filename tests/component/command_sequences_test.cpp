@@ -51,8 +51,7 @@ protected:
         display_state = start.state;
         lv_task_set_prio(display_state.voltage_task, static_cast<lv_task_prio_t>(start.voltage_prio));
         lv_task_set_prio(display_state.progress_task, static_cast<lv_task_prio_t>(start.progress_prio));
-        if (display_state.fw_status_label)
-            lv_label_set_text(display_state.fw_status_label, "FW: Updating...");
+        if (display_state.fw_status_label) lv_label_set_text(display_state.fw_status_label, "FW: Updating...");
     }
 
     // One command on the display and on the model.
@@ -73,8 +72,7 @@ protected:
                     Model model = start;
                     for (const Command *command : {&first, &second, &third}) {
                         ASSERT_EQ(difference_after(model, *command), "")
-                            << first.word << ", " << second.word << ", " << third.word << ": at "
-                            << command->word;
+                            << first.word << ", " << second.word << ", " << third.word << ": at " << command->word;
                     }
                 }
             }
@@ -84,13 +82,9 @@ protected:
     Model start;
 };
 
-TEST_F(CommandSequences, AllTriplesDoAsTheModel) {
-    compare_all_triples(false);
-}
+TEST_F(CommandSequences, AllTriplesDoAsTheModel) { compare_all_triples(false); }
 
-TEST_F(CommandSequences, AllTriplesInProductionDoAsTheModel) {
-    compare_all_triples(true);
-}
+TEST_F(CommandSequences, AllTriplesInProductionDoAsTheModel) { compare_all_triples(true); }
 
 // ---- With time
 
@@ -148,8 +142,7 @@ TEST_P(Triples, WithTimeBetween) {
             }
             let_pass(1000);
             send_command("Check_Igni");
-            ASSERT_TRUE(display_state.ignition_shown)
-                << first.word << ", " << second.word << ", " << third.word;
+            ASSERT_TRUE(display_state.ignition_shown) << first.word << ", " << second.word << ", " << third.word;
             log_lines.clear();
             shell_commands.clear();
         }

@@ -12,8 +12,7 @@
 #include "support.h"
 #include "widgets.h"
 
-constexpr int ALL_VIEWS[] = {CONN_STATION, CONN_USB, CONN_HOTSPOT, CONN_BLUETOOTH,
-                             CONN_ICONS,   CONN_VPN, CONN_SERIAL};
+constexpr int ALL_VIEWS[] = {CONN_STATION, CONN_USB, CONN_HOTSPOT, CONN_BLUETOOTH, CONN_ICONS, CONN_VPN, CONN_SERIAL};
 constexpr char LINK_MODE[] = "/sys/class/net/wlan0/link_mode";
 constexpr char OPERSTATE[] = "/sys/class/net/wlan0/operstate";
 
@@ -24,7 +23,7 @@ struct Image {
     int x;
 };
 struct View {
-    std::string text;  ///< of the centred label; "" for no label
+    std::string text; ///< of the centred label; "" for no label
     std::vector<Image> images;
 };
 
@@ -89,19 +88,18 @@ static View view_of(int code) {
         case CONN_BLUETOOTH: return {"BLUETOOTH", {{&icon_bt, LV_ALIGN_IN_RIGHT_MID, 0}}};
         case CONN_SERIAL: return {"SN: QB-77", {}};
         case CONN_STATION:
-            return {"HomeNet",
-                    {{&icon_wifi, LV_ALIGN_IN_RIGHT_MID, 0}, {&icon_signal_3, LV_ALIGN_IN_LEFT_MID, 0}}};
+            return {"HomeNet", {{&icon_wifi, LV_ALIGN_IN_RIGHT_MID, 0}, {&icon_signal_3, LV_ALIGN_IN_LEFT_MID, 0}}};
         default:
-            return {"", {{&icon_wifi, LV_ALIGN_CENTER, -20}, {&icon_usb, LV_ALIGN_CENTER, -7},
-                         {&icon_hotspot, LV_ALIGN_CENTER, 7}, {&icon_bt, LV_ALIGN_CENTER, 20}}};
+            return {"",
+                    {{&icon_wifi, LV_ALIGN_CENTER, -20},
+                     {&icon_usb, LV_ALIGN_CENTER, -7},
+                     {&icon_hotspot, LV_ALIGN_CENTER, 7},
+                     {&icon_bt, LV_ALIGN_CENTER, 20}}};
     }
 }
 
 static View icons_without_hotspot() {
-    return {"",
-            {{&icon_wifi, LV_ALIGN_CENTER, -13},
-             {&icon_usb, LV_ALIGN_CENTER, 0},
-             {&icon_bt, LV_ALIGN_CENTER, 13}}};
+    return {"", {{&icon_wifi, LV_ALIGN_CENTER, -13}, {&icon_usb, LV_ALIGN_CENTER, 0}, {&icon_bt, LV_ALIGN_CENTER, 13}}};
 }
 
 static View station(const std::string &name, const lv_img_dsc_t *signal) {
@@ -135,8 +133,7 @@ TEST_F(ConnectivityLine, EveryRecordGivesItsView) {
                 ASSERT_EQ(connectivity_line(force), rebuilt ? 1u : 0u) << bits << " from " << shown;
                 ASSERT_EQ(record_difference(expected.state, display_state), "") << bits << " from " << shown;
                 if (rebuilt) {
-                    ASSERT_EQ(difference_from(view_of(display_state.conn_shown)), "")
-                        << bits << " from " << shown;
+                    ASSERT_EQ(difference_from(view_of(display_state.conn_shown)), "") << bits << " from " << shown;
                 } else {
                     ASSERT_EQ(children_of(row), std::vector<lv_obj_t *>{old}) << bits << " from " << shown;
                 }
@@ -224,10 +221,10 @@ TEST_F(ConnectivityLine, SignalIconByQuality) {
         const lv_img_dsc_t *icon;
     };
     const Case cases[] = {
-        {"", &icon_signal_1}, {"0", &icon_signal_1}, {"1", &icon_signal_1}, {"25", &icon_signal_1},
-        {"26", &icon_signal_2}, {"50", &icon_signal_2}, {"51", &icon_signal_3}, {"75", &icon_signal_3},
+        {"", &icon_signal_1},   {"0", &icon_signal_1},   {"1", &icon_signal_1},   {"25", &icon_signal_1},
+        {"26", &icon_signal_2}, {"50", &icon_signal_2},  {"51", &icon_signal_3},  {"75", &icon_signal_3},
         {"76", &icon_signal_4}, {"100", &icon_signal_4}, {"999", &icon_signal_4}, {"1000", nullptr},
-        {"5000000", nullptr}, {"-1", nullptr}, {"-100", nullptr},
+        {"5000000", nullptr},   {"-1", nullptr},         {"-100", nullptr},
     };
     for (const Case &one : cases) {
         strcpy(display_state.wifi_ssid, "HomeNet");
@@ -329,13 +326,12 @@ static void wifi(const char *link_mode, const char *operstate) {
 
 TEST_F(ConnectivityLine, RefreshAsksTheProbesOnlyWithoutAnotherChannel) {
     wifi("1\n", "up\n");
-    answer_commands([](const std::string &command) {
-        return command.find("ssid") != std::string::npos ? "HomeNet\n" : "-60\n";
-    });
+    answer_commands(
+        [](const std::string &command) { return command.find("ssid") != std::string::npos ? "HomeNet\n" : "-60\n"; });
     for (unsigned bits = 0; bits < 64; bits++) {
         start(bits, CONN_ICONS);
         display_state.wifi_ssid[0] = '\0';
-        const bool taken = (bits & ~8u) != 0;  // everything but the station itself
+        const bool taken = (bits & ~8u) != 0; // everything but the station itself
         shell_commands.clear();
         Model expected = Model::of_display();
         if (taken) {

@@ -87,18 +87,16 @@ TEST_F(DispatchArguments, CodeOfAnotherTypeCountsAsMissing) {
 }
 
 TEST_F(DispatchArguments, EveryCodeOverEveryBox) {
-    const char *codes[] = {"",      "E",      "E4",     "E42",    "LX42",  "W",      "WI",
-                           "WIF",   "WIFI",   "WIFI0",  "WIFI01", "C",     "CW",     "CWI",
-                           "CWIF",  "CWIFI",  "CWIFI0", "wifi",   "cwifi", "WiFI",   " WIFI",
-                           "XWIFI", "XCWIFI", "IFI",    "%s%n%d", "a\nb",  "WIFI\n", "CWIFI\nx"};
+    const char *codes[] = {"",       "E",     "E4",     "E42", "LX42",   "W",     "WI",     "WIF",     "WIFI",  "WIFI0",
+                           "WIFI01", "C",     "CW",     "CWI", "CWIF",   "CWIFI", "CWIFI0", "wifi",    "cwifi", "WiFI",
+                           " WIFI",  "XWIFI", "XCWIFI", "IFI", "%s%n%d", "a\nb",  "WIFI\n", "CWIFI\nx"};
     for (const char *code : codes) {
         for (unsigned bits = 0; bits < 32; bits++) {
             Model expected = start_with_boxes(bits);
             expected.command("Error_Code", {}, code);
             send_command("Error_Code", code);
             ASSERT_EQ(expected.difference(), "") << code << " over " << bits;
-            if (expected.boxes == 1 && display_state.error_shown && !display_state.reboot_shown &&
-                (bits & 15) == 0) {
+            if (expected.boxes == 1 && display_state.error_shown && !display_state.reboot_shown && (bits & 15) == 0) {
                 ASSERT_EQ(shown_error(), expected.state.error_text) << code;
             }
         }
@@ -177,8 +175,7 @@ TEST_F(DispatchArguments, ClearedWifiErrorFetchesTheStation) {
 // ---- cd_update
 
 TEST_F(DispatchArguments, UpdateWithEveryNumberOfArguments) {
-    constexpr int32_t LOWEST = std::numeric_limits<int32_t>::min(),
-                      HIGHEST = std::numeric_limits<int32_t>::max();
+    constexpr int32_t LOWEST = std::numeric_limits<int32_t>::min(), HIGHEST = std::numeric_limits<int32_t>::max();
     for (const int32_t seconds : {0, 1, 120, -1, 32767, 32768, 65536, LOWEST, HIGHEST}) {
         for (unsigned bits = 0; bits < 32; bits++) {
             // The bar that is up must exist for the firmware flag.
@@ -282,10 +279,10 @@ TEST_F(DispatchArguments, UpdateInProductionAlsoWritesTheFirmwareRow) {
     struct Step {
         const char *word, *row;
     };
-    const Step steps[] = {{"M4_done", "FW: Latest Version"}, {"cd_update", "FW: Updating..."},
+    const Step steps[] = {{"M4_done", "FW: Latest Version"},  {"cd_update", "FW: Updating..."},
                           {"M4_error", "FW: Error Updating"}, {"M4_update", "FW: Updating..."},
                           {"M4_error", "FW: Error Updating"}, {"cd_update", "FW: Updating..."},
-                          {"Reboot", "FW: Updating..."}, {"M4_done", "FW: Latest Version"}};
+                          {"Reboot", "FW: Updating..."},      {"M4_done", "FW: Latest Version"}};
     for (const Step &step : steps) {
         log_lines.clear();
         send_command(step.word);

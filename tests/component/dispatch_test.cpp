@@ -1,4 +1,4 @@
-// What each of the 29 words does to the record, to the boxes and to the two tasks, from every start that
+// What each word does to the record, to the boxes and to the two tasks, from every start that
 // matters, compared with the plain model; and how words are recognised. The arguments of "Error_Code" and
 // "cd_update" have their own file.
 #include "app/dispatch.h"
@@ -63,8 +63,7 @@ TEST_F(Dispatch, PrefixHoldsForAllShortTexts) {
     ASSERT_EQ(texts.size(), 121u);
     for (const std::string &word : texts) {
         for (const std::string &text : texts) {
-            ASSERT_EQ(is_prefix(word.c_str(), text.c_str()), begins_with(text, word))
-                << word << " in " << text;
+            ASSERT_EQ(is_prefix(word.c_str(), text.c_str()), begins_with(text, word)) << word << " in " << text;
         }
     }
 }
@@ -73,8 +72,7 @@ TEST_F(Dispatch, ProperPrefixesOfWordsDoNothing) {
     for (const std::string &word : ALL_WORDS) {
         for (size_t length = 0; length < word.size(); length++) {
             set_flags(MODE_FLAGS, 0x155);
-            EXPECT_EQ(difference_after("nothing", word.substr(0, length)), "")
-                << word << " cut to " << length;
+            EXPECT_EQ(difference_after("nothing", word.substr(0, length)), "") << word << " cut to " << length;
         }
     }
 }
@@ -83,7 +81,7 @@ TEST_F(Dispatch, AnythingMayFollowAWord) {
     std::vector<std::string> tails = {" ", "ition", "_more", "\n", std::string(500, 'x'), "\u00e9"};
     for (char c = 1; c < 127; c++) tails.push_back(std::string(1, c));
     for (const std::string &word : ALL_WORDS) {
-        if (word == "Error_Code") continue;  // says the whole command in its complaint: a test of its own
+        if (word == "Error_Code") continue; // says the whole command in its complaint: a test of its own
         for (const std::string &tail : tails) {
             const DisplayState before = display_state;
             EXPECT_EQ(difference_after(word, word + tail), "") << word << " followed by " << tail;
@@ -152,8 +150,7 @@ TEST_F(Dispatch, EveryWordFromEveryChannelAndView) {
                 strcpy(display_state.last_quality, (bits & 128) != 0 ? "50" : "");
                 display_state.wifi_quality = "50";
                 display_state.conn_shown = shown;
-                ASSERT_EQ(difference_after(word, message), "")
-                    << word << ", start " << bits << ", view " << shown;
+                ASSERT_EQ(difference_after(word, message), "") << word << ", start " << bits << ", view " << shown;
             }
         }
     }
@@ -167,10 +164,8 @@ TEST_F(Dispatch, EveryWordOverEveryBox) {
             set_flags(BOX_FLAGS, bits & 31);
             set_flags(MODE_FLAGS, 0);
             display_state.power_down = (bits & 32) != 0;
-            lv_task_set_prio(display_state.voltage_task,
-                             (bits & 64) != 0 ? LV_TASK_PRIO_OFF : LV_TASK_PRIO_MID);
-            lv_task_set_prio(display_state.progress_task,
-                             (bits & 64) != 0 ? LV_TASK_PRIO_MID : LV_TASK_PRIO_OFF);
+            lv_task_set_prio(display_state.voltage_task, (bits & 64) != 0 ? LV_TASK_PRIO_OFF : LV_TASK_PRIO_MID);
+            lv_task_set_prio(display_state.progress_task, (bits & 64) != 0 ? LV_TASK_PRIO_MID : LV_TASK_PRIO_OFF);
 
             Model expected = Model::of_display();
             expected.other_objects = model.other_objects;
@@ -238,8 +233,7 @@ static bool power_down_after(const char *word) {
 }
 
 TEST_F(Dispatch, PowerDownIsRespectedBySomeAndEndedByOthers) {
-    for (const char *word :
-         {"M4_ready", "M4_none", "REC_OFF", "DoIP_off", "rj45_pt_disable", "rj45_pt_enable"}) {
+    for (const char *word : {"M4_ready", "M4_none", "REC_OFF", "DoIP_off", "rj45_pt_disable", "rj45_pt_enable"}) {
         EXPECT_TRUE(power_down_after(word)) << word;
         EXPECT_FALSE(display_state.ready || display_state.mode_doip_ethernet) << word;
     }

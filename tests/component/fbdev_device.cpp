@@ -13,7 +13,7 @@
 #include <unistd.h>
 
 FakeDevice device;
-static int device_fd = -2;  ///< no file's, and not the -1 of anonymous memory
+static int device_fd = -2; ///< no file's, and not the -1 of anonymous memory
 
 static int failed(int error) {
     errno = error;

@@ -8,13 +8,13 @@
 #include <vector>
 
 struct FakeDevice {
-    bool present = false;  ///< calls are answered here instead of by the system
+    bool present = false; ///< calls are answered here instead of by the system
     uint32_t xres = 64, yres = 128, bits = 1, line_length = 8, xoffset = 0, yoffset = 0;
     int open_error = 0, fixed_error = 0, variable_error = 0,
-        map_error = 0;  ///< errno of the call, 0: it works
+        map_error = 0; ///< errno of the call, 0: it works
 
-    uint8_t *memory = nullptr;       ///< what mmap hands out
-    std::vector<std::string> calls;  ///< what the driver asked for, in order
+    uint8_t *memory = nullptr;      ///< what mmap hands out
+    std::vector<std::string> calls; ///< what the driver asked for, in order
 };
 
 /// The one device. Tests change it in a child process of their own, see in_child().

@@ -90,8 +90,7 @@ TEST(FbdevInit, EachFailureIsNamedAndSurvived) {
         {&FakeDevice::open_error, ENOENT, "", "Error: cannot open framebuffer device", "open rw, "},
         {&FakeDevice::open_error, EACCES, "", "Error: cannot open framebuffer device", "open rw, "},
         {&FakeDevice::fixed_error, ENOTTY, OPENED, "Error reading fixed information", "open rw, fixed, "},
-        {&FakeDevice::variable_error, EIO, OPENED, "Error reading variable information",
-         "open rw, fixed, variable, "},
+        {&FakeDevice::variable_error, EIO, OPENED, "Error reading variable information", "open rw, fixed, variable, "},
         {&FakeDevice::map_error, ENODEV, OPENED + size, "Error: failed to map framebuffer device to memory",
          "open rw, fixed, variable, map 1024 rw shared at 0, "},
     };
@@ -143,9 +142,7 @@ TEST(FbdevInit, DisplayGoesOnWithoutADevice) {
 
 // ---- The copy, against a reference that goes byte by byte
 
-static uint32_t bytes_of_a_pixel() {
-    return device.bits >= 24 ? 4 : device.bits / 8;
-}
+static uint32_t bytes_of_a_pixel() { return device.bits >= 24 ? 4 : device.bits / 8; }
 
 using Bytes = std::vector<uint8_t>;
 
@@ -161,8 +158,7 @@ static void expect_block(Bytes &expected, uint64_t at, const uint8_t *source, ui
     for (uint64_t i = 0; i < length && at + i < expected.size(); ++i) expected[at + i] = source[i];
 }
 
-static void expect_area(Bytes &expected, int x1, int y1, int x2, int y2,
-                        const std::vector<lv_color_t> &pixels) {
+static void expect_area(Bytes &expected, int x1, int y1, int x2, int y2, const std::vector<lv_color_t> &pixels) {
     const int xres = static_cast<int>(device.xres), yres = static_cast<int>(device.yres);
     if (x2 < 0 || y2 < 0 || x1 >= xres || y1 >= yres || x2 < x1 || y2 < y1) return;
     const int left = std::max(x1, 0), top = std::max(y1, 0);
@@ -179,8 +175,7 @@ static void expect_area(Bytes &expected, int x1, int y1, int x2, int y2,
         } else if (device.bits == 8 || device.bits == 16 || device.bits == 24 || device.bits == 32) {
             const uint64_t size = bytes_of_a_pixel();
             expect_block(expected, (first + line * device.line_length / size) * size,
-                         reinterpret_cast<const uint8_t *>(row),
-                         static_cast<uint64_t>(right - left + 1) * size);
+                         reinterpret_cast<const uint8_t *>(row), static_cast<uint64_t>(right - left + 1) * size);
         }
     }
 }
@@ -191,8 +186,7 @@ static std::string area_text(int x1, int y1, int x2, int y2) {
 }
 
 // Flushes one area onto a background and compares every mapped byte.
-static std::string try_area(int x1, int y1, int x2, int y2, uint8_t background,
-                            std::vector<lv_color_t> &pixels) {
+static std::string try_area(int x1, int y1, int x2, int y2, uint8_t background, std::vector<lv_color_t> &pixels) {
     const size_t size = device.line_length * device.yres;
     memset(device.memory, background, size);
     Bytes expected(size, background);
@@ -231,9 +225,8 @@ static std::string try_all_areas() {
 
 static void expect_all_areas_right(FakeDevice wanted) {
     const std::string name = std::to_string(wanted.bits) + " bits, " + std::to_string(wanted.xres) + "x" +
-                             std::to_string(wanted.yres) + ", lines of " +
-                             std::to_string(wanted.line_length) + ", offset " +
-                             std::to_string(wanted.xoffset) + "," + std::to_string(wanted.yoffset);
+                             std::to_string(wanted.yres) + ", lines of " + std::to_string(wanted.line_length) +
+                             ", offset " + std::to_string(wanted.xoffset) + "," + std::to_string(wanted.yoffset);
     const ChildOutcome outcome = in_child([&wanted] {
         device = wanted;
         return try_all_areas();
@@ -391,4 +384,4 @@ TEST(FbdevClip, FarAwayCornersAndEmptyDevices) {
     EXPECT_EQ(outcome.report, "right");
 }
 
-}  // namespace
+} // namespace

@@ -36,9 +36,7 @@ protected:
 constexpr int32_t LOWEST = std::numeric_limits<int32_t>::min();
 constexpr int32_t HIGHEST = std::numeric_limits<int32_t>::max();
 
-static int16_t low_16_bits(uint32_t number) {
-    return static_cast<int16_t>(static_cast<uint16_t>(number & 0xFFFF));
-}
+static int16_t low_16_bits(uint32_t number) { return static_cast<int16_t>(static_cast<uint16_t>(number & 0xFFFF)); }
 
 // ---- Steps
 
@@ -104,7 +102,7 @@ TEST_F(FirmwareBar, TheFirstStepWaitsForTheRestOfTheSecond) {
     EXPECT_EQ(display_state.fw_progress, 1u) << "a second after its last step";
 
     run_for(250);
-    send_command("cd_update", 60, "OTHER");  // the box is up: the counter begins anew, the second does not
+    send_command("cd_update", 60, "OTHER"); // the box is up: the counter begins anew, the second does not
     run_for(749);
     EXPECT_EQ(display_state.fw_progress, 0u);
     run_for(1);
@@ -161,7 +159,7 @@ TEST_F(FirmwareBar, AShorterUpdateRunsBackFromItsOwnEnd) {
         send_command("cd_update", duration, "FIRST");
         display_state.fw_progress = counter - 1;
         next_step();
-        while (test_clock_us / 1000 % 300 != 0) run_for(1);  // the panel is drawn, and moved, every 30 ms
+        while (test_clock_us / 1000 % 300 != 0) run_for(1); // the panel is drawn, and moved, every 30 ms
         send_command("cd_update", 60, "SECOND");
         std::vector<int> seen;
         for (int ms = 0; ms < 150; ms++) {
@@ -177,14 +175,13 @@ TEST_F(FirmwareBar, AShorterUpdateRunsBackFromItsOwnEnd) {
 
 // ---- Durations
 
-constexpr int32_t DURATIONS[] = {LOWEST, LOWEST + 1, -65537, -65536, -65535, -65000,      -32769,
-                                 -32768, -32767,     -2,     -1,     0,      1,           2,
-                                 120,    32766,      32767,  32768,  32769,  65534,       65535,
-                                 65536,  65537,      70000,  131072, 131073, HIGHEST - 1, HIGHEST};
+constexpr int32_t DURATIONS[] = {LOWEST, LOWEST + 1, -65537, -65536, -65535, -65000, -32769,      -32768, -32767, -2,
+                                 -1,     0,          1,      2,      120,    32766,  32767,       32768,  32769,  65534,
+                                 65535,  65536,      65537,  70000,  131072, 131073, HIGHEST - 1, HIGHEST};
 
 TEST_F(FirmwareBar, EndIsCutToSixteenBits) {
     for (const int32_t duration : DURATIONS) {
-        send_command("cd_update", duration, "FT_MAIN");  // the first builds the box, the others restart it
+        send_command("cd_update", duration, "FT_MAIN"); // the first builds the box, the others restart it
         EXPECT_EQ(value(), 0) << duration;
         EXPECT_EQ(display_state.fw_time_to_full, duration);
         const int16_t expected = low_16_bits(static_cast<uint32_t>(duration));
@@ -199,11 +196,10 @@ TEST_F(FirmwareBar, EndIsCutToSixteenBits) {
 
 // Each step from each counter: compared in 32 bits without sign, set in 16 bits with sign.
 TEST_F(FirmwareBar, EveryDurationWithEveryCounter) {
-    constexpr uint32_t COUNTERS[] = {0,           1,           2,           118,         119,
-                                     120,         32765,       32766,       32767,       32768,
-                                     65533,       65534,       65535,       65536,       65537,
-                                     69999,       131071,      131072,      0x7FFFFFFE,  0x7FFFFFFF,
-                                     0x80000000u, 0xFFFF0000u, 0xFFFFFFFDu, 0xFFFFFFFEu, 0xFFFFFFFFu};
+    constexpr uint32_t COUNTERS[] = {
+        0,          1,          2,           118,         119,         120,         32765,      32766,  32767,
+        32768,      65533,      65534,       65535,       65536,       65537,       69999,      131071, 131072,
+        0x7FFFFFFE, 0x7FFFFFFF, 0x80000000u, 0xFFFF0000u, 0xFFFFFFFDu, 0xFFFFFFFEu, 0xFFFFFFFFu};
     for (const int32_t duration : DURATIONS) {
         send_command("cd_update", duration, "FT_MAIN");
         lv_task_set_prio(display_state.progress_task, LV_TASK_PRIO_OFF);
@@ -225,7 +221,7 @@ TEST_F(FirmwareBar, EveryDurationWithEveryCounter) {
 }
 
 TEST_F(FirmwareBar, NoDurationIsAnEmptyBarForEver) {
-    send_command("M4_update");  // before any "cd_update" the duration is 0
+    send_command("M4_update"); // before any "cd_update" the duration is 0
     for (int i = 0; i < 5; i++) next_step();
     EXPECT_EQ(filled(), 0);
     for (const int32_t duration : {0, 65536, -65536, 131072, LOWEST}) {
@@ -276,7 +272,7 @@ TEST_F(FirmwareBar, NoDurationWithAnOldBarBelow) {
     send_command("cd_update", 3, "FT_MAIN");
     for (int i = 0; i < 3; i++) next_step();
     EXPECT_EQ(filled(), 50);
-    send_command("cd_update", 0);  // without a type: for the next box
+    send_command("cd_update", 0); // without a type: for the next box
     send_command("M4_update");
     for (int i = 0; i < 3; i++) {
         next_step();

@@ -20,9 +20,7 @@ static const Form FORMS[] = {
     {0xf0, 0xf0, 0x90, 0xbf, 4}, {0xf1, 0xf3, 0x80, 0xbf, 4}, {0xf4, 0xf4, 0x80, 0x8f, 4},
 };
 
-static uint8_t byte_at(const std::string &text, size_t at) {
-    return static_cast<uint8_t>(text[at]);
-}
+static uint8_t byte_at(const std::string &text, size_t at) { return static_cast<uint8_t>(text[at]); }
 
 static const Form *form_of(uint8_t lead) {
     for (const Form &form : FORMS) {
@@ -110,8 +108,7 @@ TEST(WholeUtf8, OneTwoAndThreeBytesOfEveryValue) {
         for (int b = 1; b < 256; ++b) check(text = {static_cast<char>(a), static_cast<char>(b)});
     }
     // Three bytes: everything behind leads that begin something, and a few that do not.
-    for (int a :
-         {0x61, 0x80, 0xc1, 0xc2, 0xdf, 0xe0, 0xe1, 0xec, 0xed, 0xee, 0xef, 0xf0, 0xf1, 0xf4, 0xf5, 0xff}) {
+    for (int a : {0x61, 0x80, 0xc1, 0xc2, 0xdf, 0xe0, 0xe1, 0xec, 0xed, 0xee, 0xef, 0xf0, 0xf1, 0xf4, 0xf5, 0xff}) {
         for (int b = 1; b < 256; ++b) {
             for (int c = 1; c < 256; c += b >= 0x7e && b <= 0xc2 ? 1 : 17) {
                 check(text = {static_cast<char>(a), static_cast<char>(b), static_cast<char>(c)});
@@ -122,9 +119,8 @@ TEST(WholeUtf8, OneTwoAndThreeBytesOfEveryValue) {
 }
 
 TEST(WholeUtf8, FourBytesOfEveryKind) {
-    const int kinds[] = {0x01, 0x3f, 0x61, 0x7f, 0x80, 0x8f, 0x90, 0x9f, 0xa0, 0xbf,
-                         0xc0, 0xc1, 0xc2, 0xdf, 0xe0, 0xe1, 0xec, 0xed, 0xee, 0xef,
-                         0xf0, 0xf1, 0xf3, 0xf4, 0xf5, 0xf7, 0xf8, 0xfc, 0xfe, 0xff};
+    const int kinds[] = {0x01, 0x3f, 0x61, 0x7f, 0x80, 0x8f, 0x90, 0x9f, 0xa0, 0xbf, 0xc0, 0xc1, 0xc2, 0xdf, 0xe0,
+                         0xe1, 0xec, 0xed, 0xee, 0xef, 0xf0, 0xf1, 0xf3, 0xf4, 0xf5, 0xf7, 0xf8, 0xfc, 0xfe, 0xff};
     std::string text(4, ' ');
     for (int a : kinds)
         for (int b : kinds)
@@ -138,9 +134,8 @@ TEST(WholeUtf8, FourBytesOfEveryKind) {
 }
 
 TEST(WholeUtf8, EveryKindOfSequenceCutAtEveryPoint) {
-    for (const char *sequence :
-         {"\xc2\x80", "\xdf\xbf", "\xe0\xa0\x80", "\xe2\x82\xac", "\xed\x9f\xbf", "\xee\x80\x80",
-          "\xef\xbf\xbd", "\xf0\x90\x80\x80", "\xf0\x9f\x98\x80", "\xf4\x8f\xbf\xbf"}) {
+    for (const char *sequence : {"\xc2\x80", "\xdf\xbf", "\xe0\xa0\x80", "\xe2\x82\xac", "\xed\x9f\xbf", "\xee\x80\x80",
+                                 "\xef\xbf\xbd", "\xf0\x90\x80\x80", "\xf0\x9f\x98\x80", "\xf4\x8f\xbf\xbf"}) {
         const std::string whole = sequence;
         EXPECT_EQ(made_whole(whole), whole);
         EXPECT_EQ(made_whole("ab" + whole + "c"), "ab" + whole + "c");
@@ -219,8 +214,7 @@ TEST_F(LabelText, NewTextIsShown) {
 }
 
 TEST_F(LabelText, SameTextIsNotDrawnAgain) {
-    for (const char *text :
-         {"first", "", "second", "Gr\xc3\xbc\xc3\x9f", "broken \xff byte", "cut \xe2\x82"}) {
+    for (const char *text : {"first", "", "second", "Gr\xc3\xbc\xc3\x9f", "broken \xff byte", "cut \xe2\x82"}) {
         set_label_text(label, text);
         const char *kept = lv_label_get_text(label);
         EXPECT_EQ(redrawn_after([this, text] { set_label_text(label, text); }), 0u) << text;
@@ -259,7 +253,7 @@ TEST_F(LabelText, LongTextIsCutTo255BytesBetweenLetters) {
 TEST_F(LabelText, AlignedTextStandsWhereItShould) {
     struct Place {
         lv_align_t align;
-        int column, row;  // 0 at the start, 1 in the middle, 2 at the end
+        int column, row; // 0 at the start, 1 in the middle, 2 at the end
     };
     const Place places[] = {
         {LV_ALIGN_IN_TOP_LEFT, 0, 0},    {LV_ALIGN_IN_TOP_MID, 1, 0},    {LV_ALIGN_IN_TOP_RIGHT, 2, 0},
@@ -284,4 +278,4 @@ TEST_F(LabelText, SameTextInTheSamePlaceIsNotDrawnAgain) {
     EXPECT_GT(redrawn_after([this] { set_aligned_text(label, "12.4v", LV_ALIGN_CENTER, 1, 0); }), 0u);
 }
 
-}  // namespace
+} // namespace

@@ -11,9 +11,7 @@ ListenerBus listener_bus;
 static char connection_stand_in;
 static DBusConnection *const the_connection = reinterpret_cast<DBusConnection *>(&connection_stand_in);
 
-static void note(const std::string &call) {
-    listener_bus.calls.push_back(call);
-}
+static void note(const std::string &call) { listener_bus.calls.push_back(call); }
 
 void ListenerBus::receive(DBusMessage *message) {
     static dbus_int32_t slot = -1;
@@ -44,14 +42,10 @@ int __wrap_dbus_bus_request_name(DBusConnection *, const char *name, unsigned fl
 }
 
 void __wrap_dbus_bus_add_match(DBusConnection *, const char *rule, DBusError *);
-void __wrap_dbus_bus_add_match(DBusConnection *, const char *rule, DBusError *) {
-    note(std::string("match ") + rule);
-}
+void __wrap_dbus_bus_add_match(DBusConnection *, const char *rule, DBusError *) { note(std::string("match ") + rule); }
 
 void __wrap_dbus_connection_flush(DBusConnection *);
-void __wrap_dbus_connection_flush(DBusConnection *) {
-    note("flush");
-}
+void __wrap_dbus_connection_flush(DBusConnection *) { note("flush"); }
 
 void __wrap_dbus_connection_set_max_received_unix_fds(DBusConnection *, long most);
 void __wrap_dbus_connection_set_max_received_unix_fds(DBusConnection *, long most) {
@@ -85,5 +79,4 @@ DBusMessage *__wrap_dbus_connection_pop_message(DBusConnection *) {
     bus.queue.pop_front();
     return message;
 }
-
 }

@@ -131,8 +131,8 @@ TEST_F(Listener, LogsFourKilobytesOfAHugeText) {
             const std::string part = word.substr(0, 4096 - (4096 - begin.size() - filler) % size);
             listener_bus.receive(signal(word));
             listener_poll(connection);
-            EXPECT_EQ(logged(), (Texts{"Got Signal with value " + part + "\n",
-                                       "not alone my friend... " + part + "\n"}));
+            EXPECT_EQ(logged(),
+                      (Texts{"Got Signal with value " + part + "\n", "not alone my friend... " + part + "\n"}));
         }
     }
 }

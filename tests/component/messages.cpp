@@ -10,8 +10,8 @@
 #include "app/dispatch.h"
 
 const char *const ARGUMENT_SIGNATURES[] = {
-    "y", "b", "n", "q", "i", "u", "x", "t", "d", "s", "o", "g", "h",
-    "as", "ai", "ay", "a0", "vs", "vi", "(is)", "(s)", "a{si}",
+    "y", "b", "n",  "q",  "i",  "u",  "x",  "t",  "d",    "s",   "o",
+    "g", "h", "as", "ai", "ay", "a0", "vs", "vi", "(is)", "(s)", "a{si}",
 };
 const int ARGUMENT_SIGNATURE_COUNT = sizeof(ARGUMENT_SIGNATURES) / sizeof(ARGUMENT_SIGNATURES[0]);
 
@@ -41,9 +41,9 @@ static void append_basic(DBusMessageIter *to, char type, const Argument &argumen
     const char *text = argument.text.c_str();
     DBusBasicValue value = {};
     switch (type) {
-        case DBUS_TYPE_STRING: case DBUS_TYPE_OBJECT_PATH: case DBUS_TYPE_SIGNATURE:
-            value.str = const_cast<char *>(text);
-            break;
+        case DBUS_TYPE_STRING:
+        case DBUS_TYPE_OBJECT_PATH:
+        case DBUS_TYPE_SIGNATURE: value.str = const_cast<char *>(text); break;
         case DBUS_TYPE_DOUBLE: value.dbl = argument.number; break;
         case DBUS_TYPE_BOOLEAN: value.bool_val = argument.number != 0; break;
         case DBUS_TYPE_INT32: value.i32 = argument.number; break;
@@ -54,8 +54,7 @@ static void append_basic(DBusMessageIter *to, char type, const Argument &argumen
 
 static void append_array(DBusMessageIter *to, const std::string &element) {
     DBusMessageIter inside;
-    must(dbus_message_iter_open_container(to, DBUS_TYPE_ARRAY, element == "0" ? "s" : element.c_str(),
-                                          &inside));
+    must(dbus_message_iter_open_container(to, DBUS_TYPE_ARRAY, element == "0" ? "s" : element.c_str(), &inside));
     if (element == "s") append_string(&inside, "WIFI01");
     if (element == "i") append_int(&inside, 7);
     if (element == "y") append_basic(&inside, DBUS_TYPE_BYTE, Argument(65));
@@ -94,15 +93,12 @@ Argument Argument::of_signature(const char *signature) {
     return argument;
 }
 
-Message::Message(const char *word)
-    : message(dbus_message_new_signal("/zor/signal", "zor.signal.Type", "Display")) {
+Message::Message(const char *word) : message(dbus_message_new_signal("/zor/signal", "zor.signal.Type", "Display")) {
     must(message != nullptr);
     with(word);
 }
 
-Message::~Message() {
-    dbus_message_unref(message);
-}
+Message::~Message() { dbus_message_unref(message); }
 
 Message &Message::with(const Argument &argument) {
     DBusMessageIter end;

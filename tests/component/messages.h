@@ -30,7 +30,7 @@ extern const int ARGUMENT_SIGNATURE_COUNT;
 
 /// A message that is being read, its iterator on the first argument.
 class Message {
-  public:
+public:
     explicit Message(const char *word);
     ~Message();
     Message(const Message &) = delete;
@@ -41,7 +41,7 @@ class Message {
     /// An iterator on the first argument. Valid while the message lives.
     DBusMessageIter args();
 
-  private:
+private:
     DBusMessage *message;
 };
 

@@ -13,8 +13,8 @@
 #include "widgets.h"
 
 static const char *const ALL_TEXTS[] = {
-    "AUTOCHECK...", "NO WARRANTY", "DIAGNOSIS", "DOIP ETHERNET", "REC ON", "REC ...",
-    "DOIP", "PASSTHRU", "POWER DOWN", "RESTARTING...", "READY",
+    "AUTOCHECK...", "NO WARRANTY", "DIAGNOSIS",  "DOIP ETHERNET", "REC ON", "REC ...",
+    "DOIP",         "PASSTHRU",    "POWER DOWN", "RESTARTING...", "READY",
 };
 
 constexpr char J2534[] = "FT_MAINAPP_J2534";
@@ -58,13 +58,10 @@ protected:
         const std::string expected_text = expected.mode_line(before, line);
         pass();
         std::string difference = record_difference(expected.state, display_state);
-        if (text() != expected_text)
-            difference += "text: expected " + expected_text + ", is " + text() + "; ";
+        if (text() != expected_text) difference += "text: expected " + expected_text + ", is " + text() + "; ";
         lv_obj_t *label = display_state.mode_label;
-        const std::string place =
-            expected.ended_early ? "3,1" : aligned_position(label, LV_ALIGN_CENTER, 0, 0);
-        if (position_of(label) != place)
-            difference += "place: expected " + place + ", is " + position_of(label) + "; ";
+        const std::string place = expected.ended_early ? "3,1" : aligned_position(label, LV_ALIGN_CENTER, 0, 0);
+        if (position_of(label) != place) difference += "place: expected " + place + ", is " + position_of(label) + "; ";
         return difference;
     }
 
@@ -83,9 +80,7 @@ protected:
 
 // ---- Every combination
 
-TEST_F(ModeLine, AllFlagsOverAllTextsWithoutFile) {
-    compare_all({});
-}
+TEST_F(ModeLine, AllFlagsOverAllTextsWithoutFile) { compare_all({}); }
 
 TEST_F(ModeLine, AllFlagsOverAllTextsWithJ2534) {
     write_file(FILE_FW_TYPE_RUNNING, "FT_MAINAPP_J2534\n");
@@ -125,10 +120,9 @@ TEST_F(ModeLine, OnlyTheExactFirstLineIsPassthru) {
         EXPECT_TRUE(passthru_after("FT_MAINAPP_J2534\nmore\n", before));
         for (const std::string &other :
              {std::string("\n"), std::string("\nFT_MAINAPP_J2534\n"), std::string(" FT_MAINAPP_J2534\n"),
-              std::string("FT_MAINAPP_J2534\r\n"), std::string("FT_MAINAPP_J25345\n"),
-              std::string("FT_MAINAPP_J253\n"), std::string("ft_mainapp_j2534\n"),
-              std::string("FT_MAINAPP_J2534\t"), long_line, "FT_MAINAPP_J2534" + long_line,
-              std::string("\xff\xfe\n")}) {
+              std::string("FT_MAINAPP_J2534\r\n"), std::string("FT_MAINAPP_J25345\n"), std::string("FT_MAINAPP_J253\n"),
+              std::string("ft_mainapp_j2534\n"), std::string("FT_MAINAPP_J2534\t"), long_line,
+              "FT_MAINAPP_J2534" + long_line, std::string("\xff\xfe\n")}) {
             show("READY");
             EXPECT_FALSE(passthru_after(other, before)) << other.substr(0, 40);
         }
@@ -151,8 +145,7 @@ TEST_F(ModeLine, NothingToReadLeavesPassthruAlone) {
         make_fifo(FILE_FW_TYPE_RUNNING);
         show("READY");
         pass();
-        EXPECT_EQ(display_state.mode_passthru, before)
-            << "a pipe that nobody writes to must not hold the pass up";
+        EXPECT_EQ(display_state.mode_passthru, before) << "a pipe that nobody writes to must not hold the pass up";
 
         remove_file(FILE_FW_TYPE_RUNNING);
         ASSERT_EQ(symlink("/tmp/no-such-file", FILE_FW_TYPE_RUNNING), 0);
@@ -169,7 +162,7 @@ TEST_F(ModeLine, RunningFirmwareBringsPassthruBackAndAnotherTakesItDown) {
     pass();
     EXPECT_EQ(text(), "PASSTHRU");
     EXPECT_FALSE(display_state.ready);
-    display_state.power_down = true;  // the right label ends the pass before anything else is looked at
+    display_state.power_down = true; // the right label ends the pass before anything else is looked at
     pass();
     EXPECT_EQ(text(), "PASSTHRU");
     EXPECT_TRUE(display_state.power_down);

@@ -7,23 +7,24 @@
 #include "support.h"
 
 const std::vector<std::string> ALL_WORDS = {
-    "Error_Code", "cd_update", "clear_msg", "Reboot", "Req_reboot", "Check_Igni", "USB_update", "USB_done",
-    "chan_usb", "chan_bt", "chan_ap", "chan_sta", "chan_vpn", "chan_timeout", "M4_COMM", "M4_ready",
-    "M4_J2534", "M4_none", "REC_ON", "REC_OFF", "rj45_pt_enable", "DoIP_on", "DoIP_off", "rj45_pt_disable",
-    "p_off", "p_on", "M4_update", "M4_done", "M4_error",
+    "Error_Code", "cd_update",    "clear_msg",      "Reboot",   "Req_reboot", "Check_Igni",
+    "USB_update", "USB_done",     "chan_usb",       "chan_bt",  "chan_ap",    "chan_sta",
+    "chan_vpn",   "chan_timeout", "M4_COMM",        "M4_ready", "M4_J2534",   "M4_none",
+    "REC_ON",     "REC_OFF",      "rj45_pt_enable", "DoIP_on",  "DoIP_off",   "rj45_pt_disable",
+    "p_off",      "p_on",         "M4_update",      "M4_done",  "M4_error",
 };
 
-#define FLAG(name) NamedFlag{#name, &DisplayState::name}
+#define FLAG(name) \
+    NamedFlag { #name, &DisplayState::name }
 const std::vector<NamedFlag> MODE_FLAGS = {
-    FLAG(no_warranty), FLAG(mode_diagnosis), FLAG(mode_doip_ethernet), FLAG(mode_rec), FLAG(rec_active),
-    FLAG(mode_doip), FLAG(mode_passthru), FLAG(power_down), FLAG(restarting), FLAG(ready),
+    FLAG(no_warranty), FLAG(mode_diagnosis), FLAG(mode_doip_ethernet), FLAG(mode_rec),   FLAG(rec_active),
+    FLAG(mode_doip),   FLAG(mode_passthru),  FLAG(power_down),         FLAG(restarting), FLAG(ready),
 };
 const std::vector<NamedFlag> CHANNEL_FLAGS = {
     FLAG(chan_vpn), FLAG(chan_usb), FLAG(chan_ap), FLAG(chan_sta), FLAG(chan_bt),
 };
 const std::vector<NamedFlag> BOX_FLAGS = {
-    FLAG(reboot_shown), FLAG(error_shown), FLAG(fw_overlay_shown), FLAG(ignition_shown),
-    FLAG(wifi_error_latched),
+    FLAG(reboot_shown), FLAG(error_shown), FLAG(fw_overlay_shown), FLAG(ignition_shown), FLAG(wifi_error_latched),
 };
 
 std::string cut_to(const std::string &text, size_t limit) {
@@ -32,9 +33,7 @@ std::string cut_to(const std::string &text, size_t limit) {
     return text.substr(0, end);
 }
 
-static void put(char *buffer, const std::string &text) {
-    strcpy(buffer, cut_to(text, TEXT_SIZE - 1).c_str());
-}
+static void put(char *buffer, const std::string &text) { strcpy(buffer, cut_to(text, TEXT_SIZE - 1).c_str()); }
 
 // ---- Boxes.
 
@@ -60,8 +59,7 @@ void Model::show_box(bool DisplayState::*flag) {
 
 void Model::clear_modes() {
     for (const NamedFlag &mode : MODE_FLAGS) {
-        if (mode.flag != &DisplayState::rec_active && mode.flag != &DisplayState::no_warranty)
-            state.*mode.flag = false;
+        if (mode.flag != &DisplayState::rec_active && mode.flag != &DisplayState::no_warranty) state.*mode.flag = false;
     }
 }
 
@@ -127,8 +125,7 @@ void Model::update_ended(bool well) {
 
 // ---- All commands, one line each.
 
-void Model::command(const std::string &word, std::optional<int32_t> seconds,
-                    std::optional<std::string> text) {
+void Model::command(const std::string &word, std::optional<int32_t> seconds, std::optional<std::string> text) {
     using S = DisplayState;
     log.clear();
     const bool going_down = state.power_down;
@@ -185,10 +182,16 @@ std::string Model::mode_line(const std::string &label, std::optional<std::string
     };
     using S = DisplayState;
     const Check checks[] = {
-        {&S::no_warranty, "NO WARRANTY"}, {&S::mode_diagnosis, "DIAGNOSIS"},
-        {&S::mode_doip_ethernet, "DOIP ETHERNET"}, {&S::mode_rec, state.rec_active ? "REC ON" : "REC ..."},
-        {&S::mode_doip, "DOIP"}, {nullptr, "the firmware-type file"}, {&S::mode_passthru, "PASSTHRU"},
-        {&S::power_down, "POWER DOWN"}, {&S::restarting, "RESTARTING..."}, {&S::ready, "READY"},
+        {&S::no_warranty, "NO WARRANTY"},
+        {&S::mode_diagnosis, "DIAGNOSIS"},
+        {&S::mode_doip_ethernet, "DOIP ETHERNET"},
+        {&S::mode_rec, state.rec_active ? "REC ON" : "REC ..."},
+        {&S::mode_doip, "DOIP"},
+        {nullptr, "the firmware-type file"},
+        {&S::mode_passthru, "PASSTHRU"},
+        {&S::power_down, "POWER DOWN"},
+        {&S::restarting, "RESTARTING..."},
+        {&S::ready, "READY"},
     };
     std::string shown = label;
     ended_early = false;
@@ -254,12 +257,10 @@ void Model::connectivity_refresh_without_wifi() {
 
 // ---- Comparing.
 
-#define NUMBER(name)      \
-    if (a.name != b.name) \
-        out += #name ": expected " + std::to_string(a.name) + ", is " + std::to_string(b.name) + "; ";
-#define TEXT(name)                   \
-    if (strcmp(a.name, b.name) != 0) \
-        out += #name ": expected '" + std::string(a.name) + "', is '" + b.name + "'; ";
+#define NUMBER(name) \
+    if (a.name != b.name) out += #name ": expected " + std::to_string(a.name) + ", is " + std::to_string(b.name) + "; ";
+#define TEXT(name) \
+    if (strcmp(a.name, b.name) != 0) out += #name ": expected '" + std::string(a.name) + "', is '" + b.name + "'; ";
 
 std::string record_difference(const DisplayState &a, const DisplayState &b) {
     std::string out;
@@ -282,9 +283,7 @@ std::string record_difference(const DisplayState &a, const DisplayState &b) {
     return out;
 }
 
-static int priority_of(const lv_task_t *task, int without) {
-    return task ? int{task->prio} : without;
-}
+static int priority_of(const lv_task_t *task, int without) { return task ? int{task->prio} : without; }
 
 Model Model::of_display() {
     Model model;
@@ -300,8 +299,7 @@ std::string Model::difference() const {
     std::string out = record_difference(state, display_state);
     const auto compare = [&out](const char *what, int expected, int actual) {
         if (expected == actual) return;
-        out += std::string(what) + ": expected " + std::to_string(expected) + ", is " +
-               std::to_string(actual) + "; ";
+        out += std::string(what) + ": expected " + std::to_string(expected) + ", is " + std::to_string(actual) + "; ";
     };
     compare("objects on the screen", other_objects + boxes, lv_obj_count_children(active_screen()));
     compare("voltage_task", voltage_prio, priority_of(display_state.voltage_task, voltage_prio));

@@ -19,21 +19,20 @@ constexpr int NO_NEW_VIEW = -1;
 
 struct Model {
     DisplayState state;
-    int boxes = 0;  ///< boxes on the screen, tracked or left behind
+    int boxes = 0; ///< boxes on the screen, tracked or left behind
     int voltage_prio = LV_TASK_PRIO_MID;
     int progress_prio = LV_TASK_PRIO_OFF;
     std::string fw_status = "FW: Updating...";
-    std::vector<std::pair<int, std::string>> log;  ///< priority and text of each line of the command
+    std::vector<std::pair<int, std::string>> log; ///< priority and text of each line of the command
 
     /// Carries out a whole command. `seconds` and `text` are the arguments behind the word.
-    void command(const std::string &word, std::optional<int32_t> seconds = {},
-                 std::optional<std::string> text = {});
+    void command(const std::string &word, std::optional<int32_t> seconds = {}, std::optional<std::string> text = {});
 
     /// A model of the present record, screen and tasks.
     static Model of_display();
     /// "" when record, boxes, task priorities, firmware row and log are as modelled, else what differs.
     std::string difference() const;
-    int other_objects = 0;  ///< what the screen holds beside the boxes
+    int other_objects = 0; ///< what the screen holds beside the boxes
 
     /// One pass of the mode line over a label that shows `label`; returns the text afterwards. `file` is the
     /// first line of the firmware-type file, if there is one. Sets `ended_early`.
@@ -47,7 +46,7 @@ struct Model {
     /// connectivity_refresh with the link down.
     void connectivity_refresh_without_wifi();
 
-  private:
+private:
     bool any_box() const;
     void close_box();
     void show_box(bool DisplayState::*flag);
@@ -59,16 +58,16 @@ struct Model {
     void update_ended(bool well);
 };
 
-/// All 29 words in the order in which they are matched.
+/// All words in the order in which they are matched.
 extern const std::vector<std::string> ALL_WORDS;
 
 struct NamedFlag {
     const char *name;
     bool DisplayState::*flag;
 };
-extern const std::vector<NamedFlag> MODE_FLAGS;     ///< the ten of them, rec_active included
-extern const std::vector<NamedFlag> CHANNEL_FLAGS;  ///< the five
-extern const std::vector<NamedFlag> BOX_FLAGS;      ///< the four, and wifi_error_latched
+extern const std::vector<NamedFlag> MODE_FLAGS;    ///< the ten of them, rec_active included
+extern const std::vector<NamedFlag> CHANNEL_FLAGS; ///< the five
+extern const std::vector<NamedFlag> BOX_FLAGS;     ///< the four, and wifi_error_latched
 
 /// "" when both records agree in everything that commands and rows write, else the fields that differ.
 std::string record_difference(const DisplayState &expected, const DisplayState &actual);

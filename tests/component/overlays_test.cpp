@@ -30,9 +30,7 @@ protected:
     int background = 0;
 };
 
-static lv_style_t box_style() {
-    return black_body(lv_style_plain, 2, 4);
-}
+static lv_style_t box_style() { return black_body(lv_style_plain, 2, 4); }
 
 static lv_style_t text_style() {
     lv_style_t style = with_text(black_body(lv_style_pretty_color, 2, 2), &font_16);
@@ -72,15 +70,13 @@ TEST_F(Overlays, MessageBoxes) {
         EXPECT_TRUE(is_a(box, "lv_obj"));
         EXPECT_EQ(place_of(box), "5,5 120x54");
         EXPECT_EQ(style_difference(box_style(), *lv_obj_get_style(box)), "");
-        for (const NamedFlag &named : BOX_FLAGS)
-            EXPECT_EQ(display_state.*named.flag, named.flag == message.flag);
+        for (const NamedFlag &named : BOX_FLAGS) EXPECT_EQ(display_state.*named.flag, named.flag == message.flag);
 
         const auto parts = children_of(box);
         ASSERT_EQ(parts.size(), 2u);
         ASSERT_TRUE(is_a(parts[0], "lv_img"));
         EXPECT_EQ(lv_img_get_src(parts[0]), message.icon);
-        EXPECT_EQ(position_of(parts[0]),
-                  aligned_position(parts[0], LV_ALIGN_CENTER, message.icon_x, message.icon_y));
+        EXPECT_EQ(position_of(parts[0]), aligned_position(parts[0], LV_ALIGN_CENTER, message.icon_x, message.icon_y));
         EXPECT_EQ(style_difference(text_style(), *lv_obj_get_style(parts[0])), "");
         ASSERT_TRUE(is_a(parts[1], "lv_label"));
         EXPECT_STREQ(lv_label_get_text(parts[1]), message.text);
@@ -209,7 +205,7 @@ TEST_F(Overlays, EachKindHasItsOwnStyles) {
 
 struct Kind {
     void (*show)();
-    bool DisplayState::*flag;  ///< NULL: not tracked
+    bool DisplayState::*flag; ///< NULL: not tracked
 };
 
 static const Kind KINDS[] = {

@@ -134,15 +134,14 @@ TEST(ProcessScan, FindsAProcessByItsName) {
 
 TEST(ProcessScan, NameIsComparedWholeAndWithItsCase) {
     const Named process("ct-Plain");
-    for (const char *name :
-         {"ct-plain", "CT-PLAIN", "ct-Plai", "ct-Plain2", "t-Plain", " ct-Plain", "ct-Plain "}) {
+    for (const char *name : {"ct-plain", "CT-PLAIN", "ct-Plai", "ct-Plain2", "t-Plain", " ct-Plain", "ct-Plain "}) {
         expect_found(name, -1);
     }
 }
 
 TEST(ProcessScan, NamesWithBlanksAndBrackets) {
-    for (const char *name : {"ct with blank", " ct", "ct  ", "ct (x", "((ct", "ct\tx", "ct\nx", "ct%d%s",
-                             "ct\xff\xfe", "ct S 1 1"}) {
+    for (const char *name :
+         {"ct with blank", " ct", "ct  ", "ct (x", "((ct", "ct\tx", "ct\nx", "ct%d%s", "ct\xff\xfe", "ct S 1 1"}) {
         const Named process(name);
         expect_found(name, process.pid);
     }
@@ -177,9 +176,8 @@ TEST(ProcessScan, NamesOfKernelThreadsAreReadWhole) {
     const Named behind("ct-behind");
     ASSERT_LT(thread.pid, behind.pid);
     const std::string number = std::to_string(thread.pid);
-    for (const std::string &name :
-         {std::string("kworker/u16:3-events_unbound"), std::string(16, 'k'), std::string(63, 'k'),
-          std::string(99, 'k')}) {
+    for (const std::string &name : {std::string("kworker/u16:3-events_unbound"), std::string(16, 'k'),
+                                    std::string(63, 'k'), std::string(99, 'k')}) {
         made_up_stats = {{"/proc/" + number + "/stat", number + " (" + name + ") I 2 0 0 0 -1 69238880 0 0\n"}};
         expect_found(name, thread.pid);
         expect_found(name.substr(0, 15), -1);
@@ -214,8 +212,7 @@ TEST(ProcessScan, LineThatIsCutShort) {
 }
 
 TEST(ProcessScan, NamesLongerThanTheReadersBuffer) {
-    for (size_t length : {98u, 99u, 100u, 101u, 511u, 512u, 600u, 100000u})
-        expect_found(std::string(length, 'c'), -1);
+    for (size_t length : {98u, 99u, 100u, 101u, 511u, 512u, 600u, 100000u}) expect_found(std::string(length, 'c'), -1);
 }
 
 TEST(ProcessScan, FindsItself) {
@@ -360,4 +357,4 @@ TEST(ProcessScan, ProcessesThatComeAndGoMeanwhile) {
     EXPECT_EQ(out, "");
 }
 
-}  // namespace
+} // namespace

@@ -15,7 +15,7 @@ protected:
         remove_file(FLAG_VCI_READY);
         write_file(FILE_SERIAL_NUMBER, "QB-77\n");
         write_file(IIO_SCALE, "1.0\n");
-        write_file(IIO_RAW, "920\n");  // 12.4 V
+        write_file(IIO_RAW, "920\n"); // 12.4 V
         write_file("/sys/class/net/wlan0/link_mode", "1\n");
         write_file("/sys/class/net/wlan0/operstate", "up\n");
         answer_commands([](const std::string &command) {
@@ -42,8 +42,7 @@ protected:
 TEST_F(Quiet, EveryModeAndChannel) {
     build_status_screen();
     expect_still("start-up");
-    for (const char *word :
-         {"M4_ready", "REC_ON", "M4_COMM", "DoIP_on", "M4_J2534", "rj45_pt_enable", "p_on"}) {
+    for (const char *word : {"M4_ready", "REC_ON", "M4_COMM", "DoIP_on", "M4_J2534", "rj45_pt_enable", "p_on"}) {
         send_command(word);
         expect_still(word);
     }

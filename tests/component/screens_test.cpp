@@ -25,9 +25,7 @@ protected:
 
 // ---- Styles as they are meant to be
 
-static lv_style_t box_style() {
-    return black_body(lv_style_pretty_color, 0, 0);
-}
+static lv_style_t box_style() { return black_body(lv_style_pretty_color, 0, 0); }
 
 static lv_style_t box_text_style() {
     lv_style_t style = with_text(box_style(), &font_16);
@@ -48,9 +46,7 @@ static lv_style_t text_style() {
     return style;
 }
 
-static lv_style_t large_text_style() {
-    return with_text(screen_style(), &font_32);
-}
+static lv_style_t large_text_style() { return with_text(screen_style(), &font_32); }
 
 static lv_style_t rule_style() {
     lv_style_t style = lv_style_plain;
@@ -76,8 +72,8 @@ static std::string part_wrong(lv_obj_t *part, const lv_style_t &style, lv_align_
     return out;
 }
 
-static std::string label_wrong(lv_obj_t *label, const char *text, const lv_style_t &style, lv_align_t align,
-                               int x = 0, int y = 0) {
+static std::string label_wrong(lv_obj_t *label, const char *text, const lv_style_t &style, lv_align_t align, int x = 0,
+                               int y = 0) {
     if (!is_a(label, "lv_label")) return "not a label";
     if (strcmp(lv_label_get_text(label), text) != 0) return std::string("says ") + lv_label_get_text(label);
     return part_wrong(label, style, align, x, y);
@@ -140,8 +136,7 @@ TEST_F(Screens, MeasurementArea) {
     build_status_screen();
     const DisplayState &state = display_state;
     const auto objects = children_of(active_screen());
-    EXPECT_EQ(children_of(objects[2]),
-              (std::vector<lv_obj_t *>{state.voltage_max_label, state.voltage_min_label}));
+    EXPECT_EQ(children_of(objects[2]), (std::vector<lv_obj_t *>{state.voltage_max_label, state.voltage_min_label}));
     EXPECT_EQ(label_wrong(state.voltage_max_label, "Max. -.-", text_style(), LV_ALIGN_IN_TOP_LEFT), "");
     EXPECT_EQ(label_wrong(state.voltage_min_label, "Min. -.-", text_style(), LV_ALIGN_IN_BOTTOM_LEFT), "");
     EXPECT_EQ(children_of(objects[3]), std::vector<lv_obj_t *>{state.voltage_label});
@@ -165,8 +160,7 @@ TEST_F(Screens, DebugPanelTakesTheMeasurementAreasPlace) {
         ASSERT_EQ(captions.size(), 2u);
         EXPECT_EQ(label_wrong(captions[0], "noise", text_style(), LV_ALIGN_IN_TOP_LEFT), "");
         EXPECT_EQ(label_wrong(captions[1], "rssi", text_style(), LV_ALIGN_IN_BOTTOM_LEFT), "");
-        EXPECT_EQ(children_of(objects[3]),
-                  (std::vector<lv_obj_t *>{state.debug_noise_label, state.debug_rssi_label}));
+        EXPECT_EQ(children_of(objects[3]), (std::vector<lv_obj_t *>{state.debug_noise_label, state.debug_rssi_label}));
         EXPECT_EQ(label_wrong(state.debug_noise_label, "", text_style(), LV_ALIGN_IN_TOP_RIGHT, -2, -6), "");
         EXPECT_EQ(label_wrong(state.debug_rssi_label, "", text_style(), LV_ALIGN_IN_BOTTOM_RIGHT, -2, 2), "");
         for (lv_obj_t *label : {state.voltage_label, state.voltage_max_label, state.voltage_min_label}) {
@@ -215,8 +209,7 @@ static void expect_tasks(const std::vector<TaskRow> &rows) {
         EXPECT_EQ(task->period, row.period);
         EXPECT_EQ(task->prio, row.prio) << row.period;
         EXPECT_EQ(task->once, 0);
-        EXPECT_EQ(task->user_data,
-                  row.callback == activity_icon_task ? display_state.activity_icon : nullptr);
+        EXPECT_EQ(task->user_data, row.callback == activity_icon_task ? display_state.activity_icon : nullptr);
     }
 }
 
@@ -382,8 +375,7 @@ TEST_F(Screens, IdentityFilesOfAnySizeAndKind) {
 }
 
 TEST_F(Screens, JackCommandIsRunOnceAndItsAnswerDropped) {
-    for (const std::string &answer :
-         {std::string("12000\n"), std::string(), std::string(1000, 'y') + "\nmore\n"}) {
+    for (const std::string &answer : {std::string("12000\n"), std::string(), std::string(1000, 'y') + "\nmore\n"}) {
         shell_commands.clear();
         answer_commands([answer](const std::string &) { return answer; });
         build_production_screen();

@@ -77,9 +77,7 @@ static void display_once() {
     lv_disp_drv_register(&driver);
 }
 
-bool pixel(int x, int y) {
-    return x >= 0 && x < WIDTH && y >= 0 && y < HEIGHT && panel[y][x];
-}
+bool pixel(int x, int y) { return x >= 0 && x < WIDTH && y >= 0 && y < HEIGHT && panel[y][x]; }
 
 int lit_pixels(int x1, int y1, int x2, int y2) {
     int lit = 0;
@@ -98,13 +96,9 @@ std::string panel_text() {
     return text;
 }
 
-void draw_now() {
-    lv_refr_now(lv_disp_get_default());
-}
+void draw_now() { lv_refr_now(lv_disp_get_default()); }
 
-uint32_t redrawn_pixels() {
-    return redrawn;
-}
+uint32_t redrawn_pixels() { return redrawn; }
 
 void forget_redraws() {
     draw_now();
@@ -113,9 +107,7 @@ void forget_redraws() {
 
 // ---- Objects
 
-lv_obj_t *active_screen() {
-    return lv_disp_get_scr_act(lv_disp_get_default());
-}
+lv_obj_t *active_screen() { return lv_disp_get_scr_act(lv_disp_get_default()); }
 
 std::vector<lv_obj_t *> children_of(const lv_obj_t *object) {
     std::vector<lv_obj_t *> found;
@@ -174,7 +166,7 @@ lv_task_t *find_task(lv_task_cb_t callback) {
 
 // ---- Files
 
-static std::map<std::string, std::optional<std::string>> touched;  ///< path, and what a plain file there held
+static std::map<std::string, std::optional<std::string>> touched; ///< path, and what a plain file there held
 static const std::string TOOL_NOTES = "/tmp/.tool_calls";
 
 bool inside_box() {
@@ -199,8 +191,7 @@ static std::string content_of(const std::string &path) {
 // once.
 static void replace(const std::string &path, const std::string &bytes) {
     const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
-    const bool written = fd >= 0 &&
-                         write(fd, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size()) &&
+    const bool written = fd >= 0 && write(fd, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size()) &&
                          ftruncate(fd, static_cast<off_t>(bytes.size())) == 0;
     close(fd);
     if (!written) ADD_FAILURE() << "cannot write " << path << ": " << strerror(errno);
@@ -243,9 +234,7 @@ void make_folder(const std::string &path) {
     ASSERT_TRUE(fs::create_directory(path)) << path;
 }
 
-void remove_file(const std::string &path) {
-    make_room(path);
-}
+void remove_file(const std::string &path) { make_room(path); }
 
 void write_tool(const std::string &name, const std::string &body) {
     const std::string path = "/usr/local/bin/" + name;

@@ -109,7 +109,7 @@ std::string last_piece(const std::string &output, size_t limit, const std::strin
 
 struct LogLine {
     int priority;
-    std::string text;  ///< formatted, as given: most of the daemon's lines end with a newline
+    std::string text; ///< formatted, as given: most of the daemon's lines end with a newline
 };
 
 /// Everything given to syslog() since the test began; nothing of it reaches the system.
@@ -119,10 +119,10 @@ extern std::vector<LogLine> log_lines;
 
 /// What became of a forked child.
 struct ChildOutcome {
-    std::string report;  ///< what `body` returned
-    std::string out;     ///< standard output as it arrived in a pipe; nothing is flushed when the child ends
-    std::string err;     ///< standard error
-    bool survived;       ///< the child came to the end of `body`
+    std::string report; ///< what `body` returned
+    std::string out;    ///< standard output as it arrived in a pipe; nothing is flushed when the child ends
+    std::string err;    ///< standard error
+    bool survived;      ///< the child came to the end of `body`
 };
 
 /// Runs `body` in a forked child: for code that keeps state for the life of a process, or prints.

@@ -22,9 +22,7 @@ int null_pcloses;
 static ShellAnswer shell_answer;
 static std::set<FILE *> answered;
 
-void answer_commands(ShellAnswer answer) {
-    shell_answer = std::move(answer);
-}
+void answer_commands(ShellAnswer answer) { shell_answer = std::move(answer); }
 
 static FILE *stream_with(const std::string &text) {
     const int fd = memfd_create("answer", MFD_CLOEXEC);
@@ -91,14 +89,12 @@ extern "C" void __wrap_syslog(int priority, const char *format, ...) {
 static std::string drain(int fd) {
     std::string text;
     char piece[4096];
-    for (ssize_t got; (got = read(fd, piece, sizeof(piece))) > 0;)
-        text.append(piece, static_cast<size_t>(got));
+    for (ssize_t got; (got = read(fd, piece, sizeof(piece))) > 0;) text.append(piece, static_cast<size_t>(got));
     close(fd);
     return text;
 }
 
-[[noreturn]] static void run_as_child(const std::function<std::string()> &body, int out, int err,
-                                      int report) {
+[[noreturn]] static void run_as_child(const std::function<std::string()> &body, int out, int err, int report) {
     dup2(out, STDOUT_FILENO);
     dup2(err, STDERR_FILENO);
     const std::string text = body();

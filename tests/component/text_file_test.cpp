@@ -34,7 +34,7 @@ protected:
     void SetUp() override {
         ComponentTest::SetUp();
         remove_file(PATH);
-        alarm(60);  // whoever blocks on a FIFO is ended
+        alarm(60); // whoever blocks on a FIFO is ended
     }
     void TearDown() override {
         alarm(0);
@@ -59,8 +59,7 @@ struct Buffer {
     }
     bool kept_inside(size_t size) {
         const auto known = [](char byte) { return byte == '~'; };
-        return std::all_of(bytes, bytes + 16, known) &&
-               std::all_of(text() + size, bytes + sizeof(bytes) - 1, known);
+        return std::all_of(bytes, bytes + 16, known) && std::all_of(text() + size, bytes + sizeof(bytes) - 1, known);
     }
 };
 
@@ -87,9 +86,7 @@ static void expect_no_word(const std::string &bytes) {
     EXPECT_TRUE(buffer.untouched());
 }
 
-static std::string up_to_nul(const std::string &text) {
-    return text.substr(0, text.find('\0'));
-}
+static std::string up_to_nul(const std::string &text) { return text.substr(0, text.find('\0')); }
 
 // ---- Presence
 
@@ -140,8 +137,7 @@ TEST_F(TextFile, FirstLineOfEveryLengthIntoEverySize) {
     for (size_t size = 2; size <= 20; ++size) {
         for (size_t length = 1; length <= letters.size(); ++length) {
             const std::string line = letters.substr(0, length);
-            for (const char *rest : {"", "\n", "\nnext line"})
-                expect_line(line + rest, size, line.substr(0, size - 1));
+            for (const char *rest : {"", "\n", "\nnext line"}) expect_line(line + rest, size, line.substr(0, size - 1));
         }
     }
 }
@@ -208,13 +204,10 @@ TEST_F(TextFile, WordOfEveryLengthIntoEverySize) {
 }
 
 TEST_F(TextFile, WordFarLongerThanTheBufferIsCut) {
-    for (size_t size : {2u, 64u, 1024u})
-        expect_word(std::string(3000000, '7'), size, std::string(size - 1, '7'));
+    for (size_t size : {2u, 64u, 1024u}) expect_word(std::string(3000000, '7'), size, std::string(size - 1, '7'));
 }
 
-TEST_F(TextFile, WordWithANulEndsThere) {
-    expect_word(std::string("12\00034\n", 6), 64, "12");
-}
+TEST_F(TextFile, WordWithANulEndsThere) { expect_word(std::string("12\00034\n", 6), 64, "12"); }
 
 TEST_F(TextFile, WordOfAFolderLeavesTheBuffer) {
     make_folder(PATH);
@@ -296,4 +289,4 @@ TEST_F(TextFile, WhatComesInPiecesIsReadWhole) {
     }
 }
 
-}  // namespace
+} // namespace

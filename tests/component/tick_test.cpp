@@ -22,7 +22,7 @@ struct Request {
     int64_t step_us;
 };
 
-static int fresh_process = -1;  ///< socket to the fresh process
+static int fresh_process = -1; ///< socket to the fresh process
 
 static void read_all(int fd, void *data, size_t size) {
     char *at = static_cast<char *>(data);
@@ -181,23 +181,21 @@ TEST(Tick, JumpsBackWhenTheMicrosecondsWrap) {
     const int64_t wrap = 10 * WRAP_US + WRAP_US / 2;
     const std::vector<uint32_t> ticks = fresh_ticks({wrap - 1000000, wrap - 1, wrap, wrap + 1000000});
     EXPECT_EQ(ticks[1], 1000u);
-    EXPECT_EQ(ticks[2], 1000u - 4294966u);  // 2147483 ms down to -2147483 ms
+    EXPECT_EQ(ticks[2], 1000u - 4294966u); // 2147483 ms down to -2147483 ms
     EXPECT_GT(ticks[2], 0x80000000u);
     EXPECT_EQ(ticks[3], ticks[2] + 1000u);
 }
 
 TEST(Tick, NegativeMicrosecondsAreCutTowardsZero) {
     // -2 ms as origin; 999 us on either side of zero count as the same millisecond.
-    const std::vector<uint32_t> ticks =
-        fresh_ticks({WRAP_US - 2000, WRAP_US - 1001, WRAP_US - 1000, WRAP_US - 999, WRAP_US - 1,
-                     WRAP_US + 999, WRAP_US + 1000});
+    const std::vector<uint32_t> ticks = fresh_ticks(
+        {WRAP_US - 2000, WRAP_US - 1001, WRAP_US - 1000, WRAP_US - 999, WRAP_US - 1, WRAP_US + 999, WRAP_US + 1000});
     EXPECT_EQ(ticks, (std::vector<uint32_t>{0, 1, 1, 2, 2, 2, 3}));
 }
 
 TEST(Tick, OriginOfZeroIsTakenAgain) {
     for (int64_t base : {int64_t{0}, WRAP_US, 395812 * WRAP_US}) {
-        const std::vector<uint32_t> ticks =
-            fresh_ticks({base, base + 999, base + 5000, base + 6000, base + 3000});
+        const std::vector<uint32_t> ticks = fresh_ticks({base, base + 999, base + 5000, base + 6000, base + 3000});
         EXPECT_EQ(ticks, (std::vector<uint32_t>{0, 0, 0, 1, 0xfffffffeu})) << base;
     }
 }
@@ -222,4 +220,4 @@ TEST_F(TickInLvgl, LvglReadsTime) {
     EXPECT_EQ(lv_tick_get(), custom_tick_get());
 }
 
-}  // namespace
+} // namespace

@@ -17,11 +17,11 @@ static const std::vector<Entry> VOCABULARY = {
 };
 
 static const char *const WORDS[] = {
-    "Error_Code", "cd_update",    "clear_msg", "Reboot",    "Req_reboot",     "Check_Igni",
-    "USB_update", "USB_done",     "chan_usb",  "chan_bt",   "chan_ap",        "chan_sta",
-    "chan_vpn",   "chan_timeout", "M4_COMM",   "M4_ready",  "M4_J2534",       "M4_none",
-    "REC_ON",     "REC_OFF",      "rj45_pt_enable", "DoIP_on", "DoIP_off",    "rj45_pt_disable",
-    "p_off",      "p_on",         "M4_update", "M4_done",   "M4_error",
+    "Error_Code", "cd_update",    "clear_msg",      "Reboot",   "Req_reboot", "Check_Igni",
+    "USB_update", "USB_done",     "chan_usb",       "chan_bt",  "chan_ap",    "chan_sta",
+    "chan_vpn",   "chan_timeout", "M4_COMM",        "M4_ready", "M4_J2534",   "M4_none",
+    "REC_ON",     "REC_OFF",      "rj45_pt_enable", "DoIP_on",  "DoIP_off",   "rj45_pt_disable",
+    "p_off",      "p_on",         "M4_update",      "M4_done",  "M4_error",
 };
 
 TEST(Vocabulary, HoldsTheWordsInMatchingOrder) {

@@ -41,12 +41,10 @@ TEST_F(VoltageMeter, RisingAndFallingSequencesKeepTheirExtremes) {
     uint32_t seed = 1;
     for (int i = 0; i < 5000; ++i) {
         seed = seed * 1664525u + 1013904223u;
-        const std::string value = std::to_string(seed >> 8 & 0xfff),
-                          millivolts = std::to_string((seed >> 7) % 110000);
+        const std::string value = std::to_string(seed >> 8 & 0xfff), millivolts = std::to_string((seed >> 7) % 110000);
         const bool from_jack = seed >> 30 == 0;
         model.power_down = (seed >> 26 & 15) == 0;
-        run(from_jack ? jack({millivolts + "\n", std::to_string((seed >> 5) % 130000)})
-                      : supply(value, "1.1"));
+        run(from_jack ? jack({millivolts + "\n", std::to_string((seed >> 5) % 130000)}) : supply(value, "1.1"));
         ASSERT_FALSE(HasFailure()) << i;
     }
 }
@@ -120,8 +118,7 @@ TEST_F(VoltageMeter, WholeNumberThatWasShownLastIsBlanked) {
 
 TEST_F(VoltageMeter, EveryWholeNumberFromTheJack) {
     for (int whole = 6; whole <= 99; ++whole) {
-        for (int millivolts :
-             {whole * 1000 + 300, whole * 1000 - 200, whole * 1000 - 200, whole * 1000 - 199}) {
+        for (int millivolts : {whole * 1000 + 300, whole * 1000 - 200, whole * 1000 - 200, whole * 1000 - 199}) {
             run(jack({std::to_string(millivolts) + "\n"}));
             ASSERT_FALSE(HasFailure()) << millivolts;
         }
@@ -132,8 +129,7 @@ TEST_F(VoltageMeter, EveryWholeNumberFromTheJack) {
 
 TEST_F(VoltageMeter, PowerDownBlanksAfterEveryReading) {
     model.power_down = true;
-    for (const MeterInput &input :
-         {supply("1000", "1"), supply("1100", "1"), jack({"12000\n"}), jack({"5000\n"})}) {
+    for (const MeterInput &input : {supply("1000", "1"), supply("1100", "1"), jack({"12000\n"}), jack({"5000\n"})}) {
         run(input);
         EXPECT_STREQ(lv_label_get_text(display_state.voltage_label), "-.-v");
     }
@@ -153,7 +149,7 @@ TEST_F(VoltageMeter, LabelOnAnotherScreenIsLeftAlone) {
     EXPECT_STREQ(lv_label_get_text(display_state.voltage_label), "13.4v");
     EXPECT_EQ(display_state.voltage_last_whole, 10u);
     EXPECT_STREQ(lv_label_get_text(display_state.voltage_min_label), "Min. 10.8");
-    run(jack({"9800\n"}));  // exactly 10: equal to the whole number remembered
+    run(jack({"9800\n"})); // exactly 10: equal to the whole number remembered
     EXPECT_STREQ(lv_label_get_text(display_state.voltage_label), "-.-v");
     lv_disp_load_scr(screen);
     model.on_active_screen = true;
@@ -163,8 +159,7 @@ TEST_F(VoltageMeter, LabelOnAnotherScreenIsLeftAlone) {
 }
 
 TEST_F(VoltageMeter, SameReadingIsNotDrawnAgain) {
-    for (const MeterInput &input :
-         {supply("1000", "1"), jack({"12000\n"}), jack({"5000\n"}), supply("1005", "1")}) {
+    for (const MeterInput &input : {supply("1000", "1"), jack({"12000\n"}), jack({"5000\n"}), supply("1005", "1")}) {
         run(input);
         run(input);
         forget_redraws();
@@ -260,4 +255,4 @@ TEST_F(VoltageMeterInProduction, OnlyMeasures) {
     EXPECT_EQ(redrawn_pixels(), 0u);
 }
 
-}  // namespace
+} // namespace

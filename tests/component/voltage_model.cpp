@@ -26,9 +26,7 @@ static std::string first_word(const std::string &text, const std::string &before
     return text.substr(start, text.find_first_of(" \t\n\v\f\r", start) - start).substr(0, 63);
 }
 
-static std::string up_to_nul(const std::string &text) {
-    return text.substr(0, text.find('\0'));
-}
+static std::string up_to_nul(const std::string &text) { return text.substr(0, text.find('\0')); }
 
 std::string formatted(const char *before, float volts, const char *behind) {
     char text[64];

@@ -7,9 +7,9 @@
 #include <map>
 
 struct MeterInput {
-    std::optional<std::string> scale, raw;  ///< content of the two files; none: no file
+    std::optional<std::string> scale, raw; ///< content of the two files; none: no file
     bool jack_ready = false;
-    std::vector<std::optional<std::string>> jack;  ///< what each run of the command prints; none: popen fails
+    std::vector<std::optional<std::string>> jack; ///< what each run of the command prints; none: popen fails
 };
 
 /// The supply's two files with these contents; the service of the jack is not ready.
@@ -60,7 +60,7 @@ protected:
     void compare_values() const;
 
     MeterModel model;
-    std::map<std::string, std::optional<std::string>> there;  ///< what provide() has put in place
+    std::map<std::string, std::optional<std::string>> there; ///< what provide() has put in place
 
 private:
     void put(const char *path, const std::optional<std::string> &bytes);

@@ -24,8 +24,7 @@ TEST_F(VoltageMeter, JackIsAskedWhenTheServiceIsReady) {
 }
 
 TEST_F(VoltageMeter, EveryJackReading) {
-    for (int millivolts = -1000; millivolts <= 130000;
-         millivolts += millivolts >= 5500 && millivolts < 6500 ? 1 : 37) {
+    for (int millivolts = -1000; millivolts <= 130000; millivolts += millivolts >= 5500 && millivolts < 6500 ? 1 : 37) {
         run(jack({std::to_string(millivolts) + "\n", "13370\n"}));
         ASSERT_FALSE(HasFailure()) << millivolts;
     }
@@ -42,8 +41,7 @@ TEST_F(VoltageMeter, JackOfFiveThousandIsNoVoltage) {
 }
 
 TEST_F(VoltageMeter, JackAboveNinetyNineIsAskedOnceMore) {
-    for (const char *second :
-         {"12000\n", "150000\n", "98800\n", "98801\n", "5000\n", "0\n", "garbage\n", ""}) {
+    for (const char *second : {"12000\n", "150000\n", "98800\n", "98801\n", "5000\n", "0\n", "garbage\n", ""}) {
         run(jack({"150000\n", second}));
         EXPECT_EQ(shell_commands.size(), 2u) << second;
         ASSERT_FALSE(HasFailure()) << second;
@@ -73,9 +71,8 @@ TEST_F(VoltageMeter, JackThatSaysNothingKeepsItsLastText) {
 }
 
 TEST_F(VoltageMeter, LastLineOfTheJackCommandCounts) {
-    for (const std::string text :
-         {"9000\n12000\n", "9000\n12000", "vjack:\n12000\n", " 12000 mV\n", "12000\n\n", "12000\nend\n",
-          "12000.5\n", "1.2e4\n", "0x2ee0\n", "-12000\n", "\n", "\xff\n"}) {
+    for (const std::string text : {"9000\n12000\n", "9000\n12000", "vjack:\n12000\n", " 12000 mV\n", "12000\n\n",
+                                   "12000\nend\n", "12000.5\n", "1.2e4\n", "0x2ee0\n", "-12000\n", "\n", "\xff\n"}) {
         run(jack({text}));
         ASSERT_FALSE(HasFailure()) << text;
     }
@@ -141,8 +138,8 @@ TEST_F(VoltageMeter, EveryPairOfContents) {
                 // texts.
                 run(supply("1000", "1"));
                 run(input);
-                ASSERT_FALSE(HasFailure()) << (scale ? scale->substr(0, 40) : "(none)") << " and "
-                                           << (raw ? raw->substr(0, 40) : "(none)");
+                ASSERT_FALSE(HasFailure())
+                    << (scale ? scale->substr(0, 40) : "(none)") << " and " << (raw ? raw->substr(0, 40) : "(none)");
             }
         }
     }
@@ -153,7 +150,7 @@ TEST_F(VoltageMeter, FolderOrFifoInAFilesPlace) {
     struct Case {
         const char *path;
         const char *other_path, *other_word;
-        const char *shown;  ///< the word read last, 1000 or 1, beside the other file's new one
+        const char *shown; ///< the word read last, 1000 or 1, beside the other file's new one
     };
     alarm(60);
     for (const Case &one : {Case{IIO_SCALE, IIO_RAW, "1100\n", "14.7v"}, Case{IIO_RAW, IIO_SCALE, "2\n", "26.6v"}}) {

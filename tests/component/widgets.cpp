@@ -45,26 +45,24 @@ lv_obj_t *image_with_source(const lv_obj_t *parent, const void *source) {
 
 static std::string field(const char *name, long expected, long actual) {
     if (expected == actual) return "";
-    return std::string(name) + ": expected " + std::to_string(expected) + ", is " + std::to_string(actual) +
-           "; ";
+    return std::string(name) + ": expected " + std::to_string(expected) + ", is " + std::to_string(actual) + "; ";
 }
 
 #define FIELD(name) field(#name, static_cast<long>(a.name), static_cast<long>(b.name))
 
 static std::string body_difference(const lv_style_t &a, const lv_style_t &b) {
     return FIELD(glass) + FIELD(body.main_color.full) + FIELD(body.grad_color.full) + FIELD(body.radius) +
-           FIELD(body.opa) + FIELD(body.border.color.full) + FIELD(body.border.width) +
-           FIELD(body.border.part) + FIELD(body.border.opa) + FIELD(body.shadow.color.full) +
-           FIELD(body.shadow.width) + FIELD(body.shadow.type) + FIELD(body.padding.top) +
-           FIELD(body.padding.bottom) + FIELD(body.padding.left) + FIELD(body.padding.right) +
+           FIELD(body.opa) + FIELD(body.border.color.full) + FIELD(body.border.width) + FIELD(body.border.part) +
+           FIELD(body.border.opa) + FIELD(body.shadow.color.full) + FIELD(body.shadow.width) + FIELD(body.shadow.type) +
+           FIELD(body.padding.top) + FIELD(body.padding.bottom) + FIELD(body.padding.left) + FIELD(body.padding.right) +
            FIELD(body.padding.inner);
 }
 
 static std::string content_difference(const lv_style_t &a, const lv_style_t &b) {
-    return FIELD(text.color.full) + FIELD(text.sel_color.full) + FIELD(text.letter_space) +
-           FIELD(text.line_space) + FIELD(text.opa) + FIELD(image.color.full) + FIELD(image.intense) +
-           FIELD(image.opa) + FIELD(line.color.full) + FIELD(line.width) + FIELD(line.opa) +
-           FIELD(line.rounded) + (a.text.font == b.text.font ? "" : "text.font differs; ");
+    return FIELD(text.color.full) + FIELD(text.sel_color.full) + FIELD(text.letter_space) + FIELD(text.line_space) +
+           FIELD(text.opa) + FIELD(image.color.full) + FIELD(image.intense) + FIELD(image.opa) +
+           FIELD(line.color.full) + FIELD(line.width) + FIELD(line.opa) + FIELD(line.rounded) +
+           (a.text.font == b.text.font ? "" : "text.font differs; ");
 }
 
 std::string style_difference(const lv_style_t &expected, const lv_style_t &actual) {
@@ -107,8 +105,7 @@ void build_production_screen() {
 }
 
 void remove_boxes_beyond(int count) {
-    while (lv_obj_count_children(active_screen()) > count)
-        lv_obj_del(lv_obj_get_child(active_screen(), nullptr));
+    while (lv_obj_count_children(active_screen()) > count) lv_obj_del(lv_obj_get_child(active_screen(), nullptr));
 }
 
 void remove_steering_files() {

@@ -28,8 +28,7 @@ protected:
         ComponentTest::TearDown();
     }
     void tools_print(const std::optional<std::string> &rssi, const std::optional<std::string> &noise) {
-        answer_commands(
-            [rssi, noise](const std::string &command) { return command == NOISE_COMMAND ? noise : rssi; });
+        answer_commands([rssi, noise](const std::string &command) { return command == NOISE_COMMAND ? noise : rssi; });
         wifi_debug_task(nullptr);
     }
     // Texts, and their places in the upper and in the lower right corner of the box.
@@ -60,8 +59,7 @@ TEST_F(WifiDebug, SignalFirstThenNoise) {
 }
 
 TEST_F(WifiDebug, TextsAreShownAsPrinted) {
-    for (const char *text :
-         {"-55", "-5 dBm", "0", "not connected", "a", "", "wide text that leaves the box"}) {
+    for (const char *text : {"-55", "-5 dBm", "0", "not connected", "a", "", "wide text that leaves the box"}) {
         tools_print(std::string(text) + "x\n", std::string("n") + text);
         expect_labels(std::string(text) + "x", std::string("n") + text);
     }
@@ -141,4 +139,4 @@ TEST_F(WifiDebug, ToolsThroughTheRealShell) {
     EXPECT_EQ(tool_calls(), (std::vector<std::string>{"iw|dev|wlan0|link|", "wl|noise|"}));
 }
 
-}  // namespace
+} // namespace

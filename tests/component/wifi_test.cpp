@@ -60,23 +60,15 @@ TEST_F(Wifi, LinkThatIsUpGivesTheNameWithItsNewline) {
 struct Content {
     enum Kind { missing, file, folder, fifo } kind;
     std::string bytes;
-    bool good;  ///< its first word says "up"
+    bool good; ///< its first word says "up"
 };
 
 static void put(const std::string &path, const Content &content) {
     switch (content.kind) {
-        case Content::missing:
-            remove_file(path);
-            break;
-        case Content::file:
-            write_file(path, content.bytes);
-            break;
-        case Content::folder:
-            make_folder(path);
-            break;
-        case Content::fifo:
-            make_fifo(path);
-            break;
+        case Content::missing: remove_file(path); break;
+        case Content::file: write_file(path, content.bytes); break;
+        case Content::folder: make_folder(path); break;
+        case Content::fifo: make_fifo(path); break;
     }
 }
 
@@ -88,10 +80,9 @@ static std::vector<Content> contents(const std::string &good, const std::string 
         all.push_back({Content::file, bytes, true});
     }
     for (const std::string &bytes :
-         {bad, bad + "\n", std::string(""), std::string("\n"), good + good, good + ".", "x" + good,
-          bad + " " + good, bad + "\n" + good, std::string(3000, '1'), std::string(3000, 'u'),
-          std::string("\xff\xfe\x00\x01", 4), std::string("dormant\n"), std::string("UP"),
-          std::string("unknown\n"), std::string("01"), std::string("2")}) {
+         {bad, bad + "\n", std::string(""), std::string("\n"), good + good, good + ".", "x" + good, bad + " " + good,
+          bad + "\n" + good, std::string(3000, '1'), std::string(3000, 'u'), std::string("\xff\xfe\x00\x01", 4),
+          std::string("dormant\n"), std::string("UP"), std::string("unknown\n"), std::string("01"), std::string("2")}) {
         all.push_back({Content::file, bytes, false});
     }
     return all;
@@ -104,8 +95,7 @@ TEST_F(Wifi, EveryCombinationOfTheTwoFiles) {
         for (const Content &state : contents("up", "down")) {
             put(OPERSTATE, state);
             SCOPED_TRACE("link_mode " + std::to_string(mode.kind) + " \"" + mode.bytes.substr(0, 30) +
-                         "\", operstate " + std::to_string(state.kind) + " \"" + state.bytes.substr(0, 30) +
-                         "\"");
+                         "\", operstate " + std::to_string(state.kind) + " \"" + state.bytes.substr(0, 30) + "\"");
             name_was("Before\n");
             shell_commands.clear();
             const int up = wifi_link_probe();
@@ -179,18 +169,16 @@ struct Row {
 };
 
 static const Row ROWS[] = {
-    {-1, -20, "100"}, {-21, -23, "99"}, {-24, -26, "98"}, {-27, -28, "97"},  {-29, -30, "96"},
-    {-31, -32, "95"}, {-33, -33, "94"}, {-34, -35, "93"}, {-36, -36, "92"},  {-37, -37, "91"},
-    {-38, -40, "90"}, {-41, -41, "88"}, {-42, -42, "87"}, {-43, -43, "86"},  {-44, -44, "85"},
-    {-45, -45, "84"}, {-46, -46, "83"}, {-47, -47, "82"}, {-48, -48, "81"},  {-49, -49, "80"},
-    {-50, -50, "79"}, {-51, -51, "78"}, {-52, -52, "76"}, {-53, -53, "75"},  {-54, -54, "74"},
-    {-55, -55, "73"}, {-56, -56, "71"}, {-57, -57, "70"}, {-58, -58, "69"},  {-59, -59, "67"},
-    {-60, -60, "66"}, {-61, -61, "64"}, {-62, -62, "63"}, {-63, -63, "61"},  {-64, -64, "60"},
-    {-65, -65, "58"}, {-66, -66, "56"}, {-67, -67, "55"}, {-68, -68, "53"},  {-69, -69, "51"},
-    {-70, -70, "50"}, {-71, -71, "48"}, {-72, -72, "46"}, {-73, -73, "44"},  {-74, -74, "42"},
-    {-75, -75, "40"}, {-76, -76, "38"}, {-77, -77, "36"}, {-78, -78, "34"},  {-79, -79, "32"},
-    {-80, -80, "30"}, {-81, -81, "28"}, {-82, -82, "26"}, {-83, -83, "24"},  {-84, -84, "22"},
-    {-85, -85, "20"}, {-86, -86, "17"}, {-87, -87, "15"}, {-88, -88, "13"},  {-89, -89, "10"},
+    {-1, -20, "100"}, {-21, -23, "99"}, {-24, -26, "98"}, {-27, -28, "97"},  {-29, -30, "96"}, {-31, -32, "95"},
+    {-33, -33, "94"}, {-34, -35, "93"}, {-36, -36, "92"}, {-37, -37, "91"},  {-38, -40, "90"}, {-41, -41, "88"},
+    {-42, -42, "87"}, {-43, -43, "86"}, {-44, -44, "85"}, {-45, -45, "84"},  {-46, -46, "83"}, {-47, -47, "82"},
+    {-48, -48, "81"}, {-49, -49, "80"}, {-50, -50, "79"}, {-51, -51, "78"},  {-52, -52, "76"}, {-53, -53, "75"},
+    {-54, -54, "74"}, {-55, -55, "73"}, {-56, -56, "71"}, {-57, -57, "70"},  {-58, -58, "69"}, {-59, -59, "67"},
+    {-60, -60, "66"}, {-61, -61, "64"}, {-62, -62, "63"}, {-63, -63, "61"},  {-64, -64, "60"}, {-65, -65, "58"},
+    {-66, -66, "56"}, {-67, -67, "55"}, {-68, -68, "53"}, {-69, -69, "51"},  {-70, -70, "50"}, {-71, -71, "48"},
+    {-72, -72, "46"}, {-73, -73, "44"}, {-74, -74, "42"}, {-75, -75, "40"},  {-76, -76, "38"}, {-77, -77, "36"},
+    {-78, -78, "34"}, {-79, -79, "32"}, {-80, -80, "30"}, {-81, -81, "28"},  {-82, -82, "26"}, {-83, -83, "24"},
+    {-84, -84, "22"}, {-85, -85, "20"}, {-86, -86, "17"}, {-87, -87, "15"},  {-88, -88, "13"}, {-89, -89, "10"},
     {-90, -90, "8"},  {-91, -91, "6"},  {-92, -92, "3"},  {-93, -1000, "1"},
 };
 
@@ -226,8 +214,7 @@ TEST_F(Wifi, QualityFromAnyStart) {
             const std::string before = display_state.wifi_quality;
             shell_prints(std::to_string(rssi));
             EXPECT_EQ(wifi_quality_probe(), rssi == 0 ? 0 : 1);
-            EXPECT_EQ(display_state.wifi_quality, quality_for(rssi) != nullptr ? quality_for(rssi) : before)
-                << rssi;
+            EXPECT_EQ(display_state.wifi_quality, quality_for(rssi) != nullptr ? quality_for(rssi) : before) << rssi;
         }
     }
 }
@@ -235,8 +222,7 @@ TEST_F(Wifi, QualityFromAnyStart) {
 TEST_F(Wifi, NoReadingChangesNothing) {
     shell_prints("-55\n");
     EXPECT_EQ(wifi_quality_probe(), 1);
-    for (const char *text :
-         {"", "\n", "0\n", "signal\n", "- 55\n", "dBm -55\n", "--55", "+", "-40\n\n", "-40\nx\n"}) {
+    for (const char *text : {"", "\n", "0\n", "signal\n", "- 55\n", "dBm -55\n", "--55", "+", "-40\n\n", "-40\nx\n"}) {
         shell_prints(text);
         EXPECT_EQ(wifi_quality_probe(), 0) << text;
         EXPECT_STREQ(display_state.wifi_quality, "73") << text;
@@ -269,8 +255,7 @@ TEST_F(Wifi, LongReadingIsReadInPiecesOf62) {
         const long rssi = strtol(last_piece(text, 63, "").c_str(), nullptr, 10);
         const std::string before = display_state.wifi_quality;
         EXPECT_EQ(wifi_quality_probe(), rssi == 0 ? 0 : 1) << blanks;
-        EXPECT_EQ(display_state.wifi_quality, quality_for(rssi) != nullptr ? quality_for(rssi) : before)
-            << blanks;
+        EXPECT_EQ(display_state.wifi_quality, quality_for(rssi) != nullptr ? quality_for(rssi) : before) << blanks;
     }
 }
 
@@ -281,10 +266,10 @@ TEST_F(Wifi, ReadingsBeyondThirtyTwoBitsChangeNothing) {
     ASSERT_EQ(wifi_quality_probe(), 1);
     for (const std::string &text :
          {std::string("99999999999999999999"), std::string("-99999999999999999999"), std::string("4294967295"),
-          std::string("4294967241"), std::string("-4294967351"), std::string("-4294967241"),
-          std::string("4294967296"), std::string("-4294967296"), std::string("2147483648"),
-          std::string("-2147483649"), std::string("-2147483648"), std::string("18446744073709551561"),
-          std::string(62, '9'), "-" + std::string(61, '9'), std::string(1000000, '9')}) {
+          std::string("4294967241"), std::string("-4294967351"), std::string("-4294967241"), std::string("4294967296"),
+          std::string("-4294967296"), std::string("2147483648"), std::string("-2147483649"), std::string("-2147483648"),
+          std::string("18446744073709551561"), std::string(62, '9'), "-" + std::string(61, '9'),
+          std::string(1000000, '9')}) {
         shell_prints(text);
         EXPECT_EQ(wifi_quality_probe(), 1) << text.substr(0, 70);
         EXPECT_STREQ(display_state.wifi_quality, "20") << text.substr(0, 70);
@@ -308,13 +293,12 @@ TEST_F(Wifi, OnlyDecimalNumbersAreReadings) {
 
 TEST_F(Wifi, PipelinesThroughTheRealShell) {
     link_is_up();
-    write_tool(
-        "iw",
-        "case \"$*\" in\n"
-        "'wlan0 info') printf 'Interface wlan0\\n\\tifindex 3\\n\\tssid Home Net 5\\n\\ttype managed\\n';;\n"
-        "'dev wlan0 link') printf 'Connected to 00:11\\n\\tSSID: Home\\n\\tsignal: -41 dBm\\n\\tfreq: "
-        "5180\\n';;\n"
-        "esac");
+    write_tool("iw",
+               "case \"$*\" in\n"
+               "'wlan0 info') printf 'Interface wlan0\\n\\tifindex 3\\n\\tssid Home Net 5\\n\\ttype managed\\n';;\n"
+               "'dev wlan0 link') printf 'Connected to 00:11\\n\\tSSID: Home\\n\\tsignal: -41 dBm\\n\\tfreq: "
+               "5180\\n';;\n"
+               "esac");
     EXPECT_EQ(wifi_link_probe(), 1);
     EXPECT_EQ(name(), "Home Net 5\n");
     EXPECT_EQ(wifi_quality_probe(), 1);
@@ -336,4 +320,4 @@ TEST_F(Wifi, ToolsThatAreNotConnectedOrNotThere) {
     EXPECT_STREQ(display_state.wifi_quality, "");
 }
 
-}  // namespace
+} // namespace

@@ -115,9 +115,9 @@ TEST_F(Connectivity, StationGoesByItself) {
 TEST_F(Connectivity, StationSignalFollows) {
     join("HomeNet", -40);
     start();
-    const std::pair<int, const char *> readings[] = {
-        {-40, "station, signal 4"}, {-60, "station, signal 3"}, {-75, "station, signal 2"},
-        {-85, "station, signal 1"}, {-20, "station, signal 4"}, {-1000, "station, signal 1"}};
+    const std::pair<int, const char *> readings[] = {{-40, "station, signal 4"}, {-60, "station, signal 3"},
+                                                     {-75, "station, signal 2"}, {-85, "station, signal 1"},
+                                                     {-20, "station, signal 4"}, {-1000, "station, signal 1"}};
     int64_t moment = 2100;
     for (const auto &[dbm, view] : readings) {
         box().set_signal_dbm(dbm);

@@ -76,8 +76,7 @@ TEST_F(Framebuffer, SixteenBitsAreCopiedAsBlocks) {
     const std::vector<unsigned char> content = bytes();
     for (int y = 0; y < 128; y++) {
         for (int x = 0; x < 64; x++) {
-            ASSERT_EQ(content[static_cast<size_t>(y * 128 + x)] & 1, wanted.at(x, y) ? 1 : 0)
-                << x << "," << y;
+            ASSERT_EQ(content[static_cast<size_t>(y * 128 + x)] & 1, wanted.at(x, y) ? 1 : 0) << x << "," << y;
         }
     }
 }
@@ -110,8 +109,7 @@ TEST_F(Framebuffer, LinesOfBrokenPixels) {
     const std::vector<unsigned char> content = bytes();
     for (int y = 0; y < 128; y++) {
         for (int x = 0; x < 64; x++) {
-            ASSERT_EQ(content[static_cast<size_t>(y * 195 / 4 * 4 + x)] & 1, wanted.at(x, y) ? 1 : 0)
-                << x << "," << y;
+            ASSERT_EQ(content[static_cast<size_t>(y * 195 / 4 * 4 + x)] & 1, wanted.at(x, y) ? 1 : 0) << x << "," << y;
         }
     }
 }

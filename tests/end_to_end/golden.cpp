@@ -66,9 +66,8 @@ const Row mode_row{18, 50, 92, 16, mode_dictionary};
 
 std::string read_row(const Row &row, const Picture &picture) {
     const Picture actual = row.cut(picture);
-    const auto found = std::find_if(row.entries.begin(), row.entries.end(), [&](const Entry &entry) {
-        return row.cut(golden(true, entry.golden)) == actual;
-    });
+    const auto found = std::find_if(row.entries.begin(), row.entries.end(),
+                                    [&](const Entry &entry) { return row.cut(golden(true, entry.golden)) == actual; });
     return found == row.entries.end() ? "?" : found->meaning;
 }
 

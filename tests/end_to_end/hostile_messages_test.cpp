@@ -115,8 +115,7 @@ TEST_F(HostileMessages, EveryTypeAsFirmwareType) {
         if (value.is_string) continue;
         const size_t lines = log_size();
         send({text("cd_update"), number(9), value});
-        EXPECT_EQ(lines_since(lines),
-                  (std::vector<std::string>{received("cd_update"), "time to 100/100 is: 9\n"}));
+        EXPECT_EQ(lines_since(lines), (std::vector<std::string>{received("cd_update"), "time to 100/100 is: 9\n"}));
         EXPECT_FALSE(overlay_shown(desk()));
     }
     expect_still_answers();
@@ -137,8 +136,7 @@ TEST_F(HostileMessages, EveryTypeBehindWordsThatTakeNone) {
 
 TEST_F(HostileMessages, MegabytesOfText) {
     const std::string huge(1 << 20, 'M');
-    for (const std::string &begin :
-         {std::string("chan_bt"), std::string("unknown"), std::string("Error_Code")}) {
+    for (const std::string &begin : {std::string("chan_bt"), std::string("unknown"), std::string("Error_Code")}) {
         give(begin + huge);
     }
     raise_error(huge);
@@ -236,8 +234,7 @@ TEST_F(HostileMessages, StationNamesCutInsideLetters) {
             box().set_ssid(std::string(std::min<size_t>(filler, 11), 'i'));
             desk().send_and_settle("chan_sta", {}, 2100);
             desk().send_and_settle("chan_sta", {}, 20);
-            EXPECT_EQ(desk().picture().part(0, 0, 128, 14), with_letters)
-                << filler << " letters, then " << letter;
+            EXPECT_EQ(desk().picture().part(0, 0, 128, 14), with_letters) << filler << " letters, then " << letter;
         }
     }
     expect_still_answers();
@@ -263,8 +260,7 @@ TEST_F(HostileMessages, FloodOfCommands) {
 
 TEST_F(HostileMessages, FloodOfForeignMessages) {
     for (int i = 0; i < 1000; i++) {
-        DBusMessage *call =
-            dbus_message_new_method_call("zor.signal.sink", "/", "zor.signal.Type", "Display");
+        DBusMessage *call = dbus_message_new_method_call("zor.signal.sink", "/", "zor.signal.Type", "Display");
         desk().bus().send_message(call);
         dbus_message_unref(call);
     }

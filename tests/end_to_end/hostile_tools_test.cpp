@@ -125,11 +125,15 @@ TEST_F(HostileTools, NothingIsInherited) {
     prepare_asking_all();
     for (const char *tool : {"iw", "vcicp"}) {
         const std::string path = std::string("/usr/local/bin/") + tool;
-        box().write_script(path, "#!/bin/sh\n"
-                                 "for file in /proc/$$/fd/*; do\n"
-                                 "    readlink $file >>/tmp/open-" + std::string(tool) + "\n"
-                                 "done\n"
-                                 ": >/tmp/done-" + std::string(tool) + "\n");
+        box().write_script(path,
+                           "#!/bin/sh\n"
+                           "for file in /proc/$$/fd/*; do\n"
+                           "    readlink $file >>/tmp/open-" +
+                               std::string(tool) +
+                               "\n"
+                               "done\n"
+                               ": >/tmp/done-" +
+                               std::string(tool) + "\n");
     }
     start();
     run_until(4100);

@@ -77,8 +77,7 @@ TEST_F(LogLines, EachCommandIsLoggedAsReceived) {
 
 TEST_F(LogLines, UnknownWordsLeaveNoFurtherLine) {
     start();
-    for (const char *word :
-         {"chan", "Chan_usb", " chan_usb", "error_code", "Check_Ign", "M4_", "USB_updat"}) {
+    for (const char *word : {"chan", "Chan_usb", " chan_usb", "error_code", "Check_Ign", "M4_", "USB_updat"}) {
         EXPECT_EQ(answer(word), Texts{received(word)});
     }
 }
@@ -86,8 +85,7 @@ TEST_F(LogLines, UnknownWordsLeaveNoFurtherLine) {
 TEST_F(LogLines, ErrorCodeAlone) {
     start();
     EXPECT_EQ(answer("Error_Code"), (Texts{received("Error_Code"), "not alone my friend... Error_Code\n"}));
-    EXPECT_EQ(answer("Error_Codes?"),
-              (Texts{received("Error_Codes?"), "not alone my friend... Error_Codes?\n"}));
+    EXPECT_EQ(answer("Error_Codes?"), (Texts{received("Error_Codes?"), "not alone my friend... Error_Codes?\n"}));
     expect_priority("not alone", LOG_ERR);
 }
 
@@ -157,8 +155,7 @@ TEST_F(LogLines, ForeignMessagesAreDroppedInSilence) {
     const size_t before = log_size();
     send(with_text(dbus_message_new_signal("/zor/signal", "zor.signal.Type", "display"), "chan_usb"));
     send(with_text(dbus_message_new_signal("/zor/signal", "zor.signal.Type", "Other"), "chan_usb"));
-    DBusMessage *addressed =
-        with_text(dbus_message_new_signal("/zor/signal", "zor.other", "Display"), "chan_usb");
+    DBusMessage *addressed = with_text(dbus_message_new_signal("/zor/signal", "zor.other", "Display"), "chan_usb");
     dbus_message_set_destination(addressed, "zor.signal.sink");
     send(addressed);
     send(dbus_message_new_signal("/zor/signal", "zor.signal.Type", "Other"));
@@ -168,11 +165,9 @@ TEST_F(LogLines, ForeignMessagesAreDroppedInSilence) {
 TEST_F(LogLines, MethodCallsAreDroppedInSilence) {
     start();
     const size_t before = log_size();
-    send(with_text(
-        dbus_message_new_method_call("zor.signal.sink", "/zor/signal", "zor.signal.Type", "Display"),
-        "chan_usb"));
-    send(dbus_message_new_method_call("zor.signal.sink", "/", "org.freedesktop.DBus.Introspectable",
-                                      "Introspect"));
+    send(with_text(dbus_message_new_method_call("zor.signal.sink", "/zor/signal", "zor.signal.Type", "Display"),
+                   "chan_usb"));
+    send(dbus_message_new_method_call("zor.signal.sink", "/", "org.freedesktop.DBus.Introspectable", "Introspect"));
     EXPECT_EQ(log_texts(before), Texts{});
 }
 
@@ -222,8 +217,9 @@ TEST_F(LogLines, NothingElseIsPrinted) {
     command("chan_usb");
     error_code("A12");
     command("M4_update");
-    EXPECT_EQ(desk().output(), "The framebuffer device was opened successfully.\n64x128, 1bpp\n"
-                               "The framebuffer device was mapped to memory successfully.\n");
+    EXPECT_EQ(desk().output(),
+              "The framebuffer device was opened successfully.\n64x128, 1bpp\n"
+              "The framebuffer device was mapped to memory successfully.\n");
     EXPECT_EQ(desk().errors(), "");
 }
 

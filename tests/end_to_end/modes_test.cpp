@@ -48,8 +48,7 @@ TEST_F(Modes, EachCommandAlone) {
 
 TEST_F(Modes, WordsThatRespectPowerDown) {
     start();
-    for (const char *word :
-         {"M4_ready", "M4_none", "REC_OFF", "DoIP_off", "rj45_pt_disable", "rj45_pt_enable"}) {
+    for (const char *word : {"M4_ready", "M4_none", "REC_OFF", "DoIP_off", "rj45_pt_disable", "rj45_pt_enable"}) {
         expect_modes({{{"p_off", word}, "POWER DOWN"}});
     }
 }

@@ -26,8 +26,7 @@ OtherBus::OtherBus(desk::Box &box, const std::string &policy, const std::string 
         connection_ = try_to_connect(address_);
         return connection_ != nullptr || !process_.alive();
     };
-    if (!desk::wait_until(connected) || connection_ == nullptr)
-        throw desk::Error("the other bus does not start");
+    if (!desk::wait_until(connected) || connection_ == nullptr) throw desk::Error("the other bus does not start");
 }
 
 OtherBus::~OtherBus() {

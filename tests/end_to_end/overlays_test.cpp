@@ -14,9 +14,7 @@ protected:
     // The firmware box's small text.
     panel::Picture type_text() { return desk().picture().part(8, 26, 112, 10); }
 
-    void update(int32_t seconds, const std::string &type) {
-        desk().send_and_settle("cd_update", {seconds, type}, 200);
-    }
+    void update(int32_t seconds, const std::string &type) { desk().send_and_settle("cd_update", {seconds, type}, 200); }
 };
 
 TEST_F(Overlays, BarFillsWithTheSeconds) {

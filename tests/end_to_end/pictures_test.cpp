@@ -38,9 +38,8 @@ TEST_P(Pictures, IdentityWithoutLineEnds) {
 TEST_P(Pictures, ChannelsAndModesDrawNothingOnTheProductionScreen) {
     prepare();
     start_production();
-    for (const char *word :
-         {"chan_usb", "chan_bt", "chan_ap", "chan_vpn", "chan_sta", "chan_timeout", "p_off", "p_on",
-          "M4_COMM", "M4_ready", "REC_ON", "REC_OFF", "DoIP_on", "M4_J2534"}) {
+    for (const char *word : {"chan_usb", "chan_bt", "chan_ap", "chan_vpn", "chan_sta", "chan_timeout", "p_off", "p_on",
+                             "M4_COMM", "M4_ready", "REC_ON", "REC_OFF", "DoIP_on", "M4_J2534"}) {
         command(word);
         EXPECT_EQ(desk().picture(), golden(GetParam(), "start/production")) << word;
     }

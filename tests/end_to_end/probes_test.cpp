@@ -15,9 +15,7 @@ protected:
 
     // The measurement area, without the rules.
     panel::Picture measurement() { return desk().picture().part(0, 15, 128, 34); }
-    panel::Picture golden_measurement(const std::string &name) {
-        return golden(true, name).part(0, 15, 128, 34);
-    }
+    panel::Picture golden_measurement(const std::string &name) { return golden(true, name).part(0, 15, 128, 34); }
     // The source icon's place.
     panel::Picture source() { return desk().picture().part(0, 50, 18, 16); }
     panel::Picture golden_source(const std::string &name) { return golden(true, name).part(0, 50, 18, 16); }
@@ -200,8 +198,7 @@ protected:
     void watch(const std::string &tool) {
         box().write_script("/usr/local/bin/" + tool,
                            "#!/bin/sh\nfor word; do printf '[%s]' \"$word\"; done >>/desk/state/" + tool +
-                               "-words\necho >>/desk/state/" + tool + "-words\nexec /usr/bin/" + tool +
-                               " \"$@\"\n");
+                               "-words\necho >>/desk/state/" + tool + "-words\nexec /usr/bin/" + tool + " \"$@\"\n");
     }
     std::string words(const std::string &tool) { return box().read("/desk/state/" + tool + "-words"); }
 

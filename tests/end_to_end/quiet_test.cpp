@@ -52,8 +52,7 @@ TEST_F(Quiet, MinuteAsAStationDrawsTheActivityIconAlone) {
 
 TEST_F(Quiet, MinuteInEachViewDrawsTheActivityIconAlone) {
     start();
-    for (const char *word :
-         {"chan_usb", "chan_ap", "chan_bt", "chan_vpn", "chan_timeout", "REC_ON", "Reboot"}) {
+    for (const char *word : {"chan_usb", "chan_ap", "chan_bt", "chan_vpn", "chan_timeout", "REC_ON", "Reboot"}) {
         command(word);
         desk().advance(3000);
         EXPECT_EQ(drawn_again(0x00, 20000, 0, 109), 0) << word;

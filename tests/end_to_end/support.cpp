@@ -89,9 +89,7 @@ void BothPanels::prepare_and_start() {
     start();
 }
 
-std::string panel_name(const ::testing::TestParamInfo<bool> &info) {
-    return info.param ? "layout" : "device";
-}
+std::string panel_name(const ::testing::TestParamInfo<bool> &info) { return info.param ? "layout" : "device"; }
 
 std::string received(const std::string &word) { return "Got Signal with value " + word + "\n"; }
 

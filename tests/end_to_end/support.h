@@ -58,7 +58,7 @@ private:
     bool end_expected_ = false;
 };
 
-// The same test on both registrations; the parameter says whether it is the layout's.
+// The same test on both panels; the parameter says whether it is the layout's.
 class BothPanels : public DaemonTest, public ::testing::WithParamInterface<bool> {
 protected:
     desk::Desk &prepare(desk::Options options = {});

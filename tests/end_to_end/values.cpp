@@ -8,9 +8,8 @@ namespace end_to_end {
 
 template <typename T>
 static Value basic(const std::string &name, int type, T content) {
-    return {name, false, type == DBUS_TYPE_INT32, [type, content](DBusMessageIter *place) {
-                dbus_message_iter_append_basic(place, type, &content);
-            }};
+    return {name, false, type == DBUS_TYPE_INT32,
+            [type, content](DBusMessageIter *place) { dbus_message_iter_append_basic(place, type, &content); }};
 }
 
 static Value string_like(const std::string &name, int type, const std::string &content) {
@@ -29,8 +28,7 @@ static Value container(const std::string &name, int type, const char *signature,
     const std::string inside = signature != nullptr ? signature : "";
     return {name, false, false, [type, inside, fill](DBusMessageIter *place) {
                 DBusMessageIter content;
-                dbus_message_iter_open_container(place, type, inside.empty() ? nullptr : inside.c_str(),
-                                                 &content);
+                dbus_message_iter_open_container(place, type, inside.empty() ? nullptr : inside.c_str(), &content);
                 fill(&content);
                 dbus_message_iter_close_container(place, &content);
             }};

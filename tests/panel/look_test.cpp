@@ -96,8 +96,15 @@ TEST_F(Looks, TheTerminalTellsItsSize) {
 TEST_F(Looks, ForeignTextIsMadeHarmless) {
     EXPECT_EQ(printable("chan_bt 5", 80), "chan_bt 5");
     EXPECT_EQ(printable("a\033[2Jb\nc\x7f", 80), "a?[2Jb?c?");
-    EXPECT_EQ(printable("\xc2\x9b" "31m", 80), "?31m") << "a control character of two bytes";
-    EXPECT_EQ(printable("Gr\xc3\xb6\xc3\x9f" "e", 80), "Größe");
+    EXPECT_EQ(printable("\xc2\x9b"
+                        "31m",
+                        80),
+              "?31m")
+        << "a control character of two bytes";
+    EXPECT_EQ(printable("Gr\xc3\xb6\xc3\x9f"
+                        "e",
+                        80),
+              "Größe");
     EXPECT_EQ(printable("cut \xe2\x82", 80), "cut ??");
     EXPECT_EQ(printable("\xff\x80x", 80), "??x");
     EXPECT_EQ(printable("chan_bt", 4), "chan");
@@ -115,11 +122,12 @@ TEST_F(Looks, WideLettersNeverPassTheEnd) {
 /* ---- keys ---- */
 
 TEST(Keys, SequencesAreNoKeys) {
-    for (const char *sequence : {"\033[A", "\033[B", "\033[C", "\033[D", "\033OA", "\033OD",    // arrows
-                                 "\033[H", "\033[F", "\033OH", "\033OF", "\033[1~", "\033[4~", // Home and End
-                                 "\033[2~", "\033[3~", "\033[5~", "\033[6~", "\033[1;5D",      // Insert to Page Down
-                                 "\033OP", "\033[15~", "\033[24~", "\033[[A", "\033[[E",       // F1 to F12
-                                 "\033[200~", "\033[Z", "\033b", "\033\033[D"}) {
+    for (const char *sequence :
+         {"\033[A",    "\033[B",   "\033[C",   "\033[D",    "\033OA",    "\033OD",  // arrows
+          "\033[H",    "\033[F",   "\033OH",   "\033OF",    "\033[1~",   "\033[4~", // Home and End
+          "\033[2~",   "\033[3~",  "\033[5~",  "\033[6~",   "\033[1;5D",            // Insert to Page Down
+          "\033OP",    "\033[15~", "\033[24~", "\033[[A",   "\033[[E",              // F1 to F12
+          "\033[200~", "\033[Z",   "\033b",    "\033\033[D"}) {
         KeyFilter filter;
         EXPECT_EQ(filter.keys_in(sequence), "") << sequence + 1;
         EXPECT_EQ(filter.keys_in("d"), "d") << "behind " << sequence + 1;

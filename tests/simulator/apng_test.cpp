@@ -17,8 +17,7 @@ static panel::Picture pattern(int width, int height, int seed) {
 }
 
 TEST(Png, HoldsThePixelsOfEachPanel) {
-    for (const auto &[width, height] :
-         {std::pair{64, 128}, std::pair{128, 66}, std::pair{13, 9}, std::pair{1, 1}}) {
+    for (const auto &[width, height] : {std::pair{64, 128}, std::pair{128, 66}, std::pair{13, 9}, std::pair{1, 1}}) {
         const panel::Picture picture = pattern(width, height, 3);
         const Png png = read_png(desk::to_png(picture));
         ASSERT_EQ(png.problem, "");

@@ -23,7 +23,10 @@ static std::vector<std::string> values_of(const desk::Measure &measure) {
 }
 
 static std::vector<std::string> values_of(const desk::Text &text) {
-    std::vector<std::string> values = {"My \"Net\"  x\\", "Plain-1", " blank ", "größer #5",
+    std::vector<std::string> values = {"My \"Net\"  x\\",
+                                       "Plain-1",
+                                       " blank ",
+                                       "größer #5",
                                        std::string(static_cast<size_t>(text.longest), 'W'),
                                        text.takes_none ? desk::none_word : ""};
     if (*text.suggestion != '\0') values.push_back(text.suggestion);

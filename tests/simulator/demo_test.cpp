@@ -96,7 +96,7 @@ TEST(Demo, EndsWhereThePanelDoesNotFollow) {
     testing::internal::CaptureStdout();
     std::string problem;
     try {
-        ::display_sim::play_demo({}, "note One\nwait 1s\nnote Two\nwait 1s\nnote Three\nsend chan_usb\n");
+        ::desk::play_demo({}, "note One\nwait 1s\nnote Two\nwait 1s\nnote Three\nsend chan_usb\n");
     } catch (const desk::Error &error) {
         problem = error.what();
     }

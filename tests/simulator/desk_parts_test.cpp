@@ -33,7 +33,8 @@ TEST(Process, TellsHowItEnded) {
     EXPECT_FALSE(process.alive());
     EXPECT_FALSE(process.status()) << "nothing was started";
     EXPECT_THROW(process.wait(), desk::Error);
-    for (const auto &[script, status] : {std::pair{"exit 0", 0}, {"exit 42", 42}, {"kill -9 $$", 137}, {"kill -6 $$", 134}}) {
+    for (const auto &[script, status] :
+         {std::pair{"exit 0", 0}, {"exit 42", 42}, {"kill -9 $$", 137}, {"kill -6 $$", 134}}) {
         start_shell(process, script);
         EXPECT_EQ(process.wait(), status) << script;
         EXPECT_EQ(process.status(), status) << "also when asked again";
@@ -118,7 +119,8 @@ TEST(Process, HasTheStreamsThatItWasGiven) {
     EXPECT_EQ(folder.read("output"), "got typed\n");
     EXPECT_EQ(folder.read("errors"), "oops\n");
     for (int file : {streams.input, streams.output, streams.errors}) close(file);
-    start_shell(process, "test \"$(cat)\" = '' && readlink /proc/$$/fd/0 /proc/$$/fd/1 /proc/$$/fd/2 | grep -v /dev/null");
+    start_shell(process,
+                "test \"$(cat)\" = '' && readlink /proc/$$/fd/0 /proc/$$/fd/1 /proc/$$/fd/2 | grep -v /dev/null");
     EXPECT_EQ(process.wait(), 1) << "all three are nowhere, and none waits for a person";
 }
 
@@ -189,7 +191,8 @@ TEST(LogSocket, KeepsTextsAsTheyAre) {
     desk::LogSocket log(folder.path() + "/log");
     Sender sender(folder.path() + "/log");
     const std::string large(50000, 'x');
-    for (const std::string &text : {std::string("two\nlines\n"), std::string("zero\0", 5), large, std::string("\xff%s")}) {
+    for (const std::string &text :
+         {std::string("two\nlines\n"), std::string("zero\0", 5), large, std::string("\xff%s")}) {
         ASSERT_TRUE(sender.send(text));
     }
     const auto lines = log.lines();

@@ -57,7 +57,7 @@ TEST(DeskDeadline, SlowDaemonThatMovesIsWaitedFor) {
     desk::Desk desk;
     desk.start();
     ask_tool_each_time(desk, "/usr/bin/sleep 0.3; echo 12000");
-    const Variable patience("DESK_PATIENCE", "0.1");
+    const Variable stretched("DESK_PATIENCE", "0.1");
     const auto begin = std::chrono::steady_clock::now();
     EXPECT_NO_THROW(desk.advance(10000));
     EXPECT_EQ(desk.clock().now_us(), 10000000);
@@ -78,7 +78,7 @@ TEST(DeskDeadline, HangIsToldWithTheWayOut) {
     desk::Desk desk;
     desk.start();
     ask_tool_each_time(desk, "/usr/bin/sleep 20");
-    const Variable patience("DESK_PATIENCE", "0.05");
+    const Variable stretched("DESK_PATIENCE", "0.05");
     const auto begin = std::chrono::steady_clock::now();
     const std::string said = what_advance_throws(desk);
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(15));
@@ -92,7 +92,7 @@ TEST(DeskDeadline, WhatSpinsHasHung) {
     desk::Desk desk;
     desk.start();
     ask_tool_each_time(desk, "/usr/bin/timeout --foreground 60 /bin/sh -c 'while :; do :; done'");
-    const Variable patience("DESK_PATIENCE", "0.05");
+    const Variable stretched("DESK_PATIENCE", "0.05");
     const auto begin = std::chrono::steady_clock::now();
     EXPECT_TRUE(contains(what_advance_throws(desk), "hangs in the next 2000 ms"));
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(40));

@@ -83,18 +83,23 @@ static std::string page_of(const Folder &folder) {
 
 TEST(Gallery, MakesASectionOfAScenario) {
     const Folder folder;
-    write_sections(folder, "# A title: with words: and `code`.\n# More.\nnote by `a` | b\nstart\nexpect x/one\n"
-                           "expect x/checked\nnote over here\nexpect x/one-layout.pbm\nexpect y/two\n"
-                           "note again\nexpect x/one\n");
+    write_sections(folder,
+                   "# A title: with words: and `code`.\n# More.\nnote by `a` | b\nstart\nexpect x/one\n"
+                   "expect x/checked\nnote over here\nexpect x/one-layout.pbm\nexpect y/two\n"
+                   "note again\nexpect x/one\n");
     write_picture(folder, "x/one", "# the first\n# 1 is a lit pixel of the panel\n");
     write_picture(folder, "y/two", "# 1 is a lit pixel of the panel\n");
-    const std::string one = "<img src=\"layout/one.png\" width=\"4\" alt=\"one\"> | "
-                            "<img src=\"device/one.png\" width=\"4\" alt=\"one\"> | the first |\n";
-    const std::string two = "<img src=\"layout/two.png\" width=\"4\" alt=\"two\"> | "
-                            "<img src=\"device/two.png\" width=\"4\" alt=\"two\"> |  |\n";
-    EXPECT_TRUE(contains(page_of(folder), "\n## A title\n\nwith words: and `code`.\n\n"
-                                          "| how | layout | device | to be seen |\n|---|---|---|---|\n"
-                                          "| by `a` | b | " + one + "| over here | " + two + "| again | " + one + "\n"))
+    const std::string one =
+        "<img src=\"layout/one.png\" width=\"4\" alt=\"one\"> | "
+        "<img src=\"device/one.png\" width=\"4\" alt=\"one\"> | the first |\n";
+    const std::string two =
+        "<img src=\"layout/two.png\" width=\"4\" alt=\"two\"> | "
+        "<img src=\"device/two.png\" width=\"4\" alt=\"two\"> |  |\n";
+    EXPECT_TRUE(contains(page_of(folder),
+                         "\n## A title\n\nwith words: and `code`.\n\n"
+                         "| how | layout | device | to be seen |\n|---|---|---|---|\n"
+                         "| by `a` | b | " +
+                             one + "| over here | " + two + "| again | " + one + "\n"))
         << folder.read("out/README.md");
     EXPECT_TRUE(folder.has("out/device/two.png"));
     EXPECT_FALSE(folder.has("out/device/checked.png")) << "without a note there is no row";
@@ -119,8 +124,9 @@ TEST(Gallery, SaysWhatItMisses) {
     };
     EXPECT_EQ(problem(), "display-sim: " + first + ": can't read it, or it is empty\n");
     write_sections(folder, "# No title\nstart\n");
-    EXPECT_EQ(problem(), "display-sim: " + first + ":1: a section of the gallery begins with "
-                                                   "'# TITLE: INTRODUCTION'\n");
+    EXPECT_EQ(problem(), "display-sim: " + first +
+                             ":1: a section of the gallery begins with "
+                             "'# TITLE: INTRODUCTION'\n");
     write_sections(folder, "# A: b\nnote n\nexpect x/one\n");
     EXPECT_TRUE(contains(problem(), "the picture " + folder.path() + "/x/one-"));
     // Two files of one name would be written to one.

@@ -44,8 +44,8 @@ static void expect_nothing_left(Simulator &terminal, const termios &before) {
 // The panel of that view as a scenario plays it, some seconds after these lines.
 static panel::Picture played(const std::string &lines, const std::string &view) {
     const Folder folder;
-    const std::string story = folder.write("story.scenario", lines + "wait 2500ms\npicture a\n");
-    EXPECT_EQ(display_sim({"play", story, "--out", folder.path()}).status, 0);
+    const std::string scenario = folder.write("scenario.scenario", lines + "wait 2500ms\npicture a\n");
+    EXPECT_EQ(display_sim({"play", scenario, "--out", folder.path()}).status, 0);
     return panel::Picture::from_pbm(folder.read("a-" + view + ".pbm"));
 }
 
@@ -133,10 +133,25 @@ TEST(Live, QuestionMarkListsAllKeys) {
     Simulator terminal({"--no-page"});
     ASSERT_TRUE(terminal.shows(legend_end));
     terminal.type("?");
-    for (const char *entry : {"u chan_usb", "b chan_bt", "h chan_ap", "s chan_sta", "v chan_vpn",
-                              "t chan_timeout", "r M4_ready", "c M4_COMM", "j M4_J2534", "n M4_none",
-                              "o p_off", "p p_on", "e Error_Code E12", "f cd_update 120 MAIN_FW",
-                              "m clear_msg", ". pause, go on", ", pause, 100 ms on", "; pause, 1 s on", "+ faster",
+    for (const char *entry : {"u chan_usb",
+                              "b chan_bt",
+                              "h chan_ap",
+                              "s chan_sta",
+                              "v chan_vpn",
+                              "t chan_timeout",
+                              "r M4_ready",
+                              "c M4_COMM",
+                              "j M4_J2534",
+                              "n M4_none",
+                              "o p_off",
+                              "p p_on",
+                              "e Error_Code E12",
+                              "f cd_update 120 MAIN_FW",
+                              "m clear_msg",
+                              ". pause, go on",
+                              ", pause, 100 ms on",
+                              "; pause, 1 s on",
+                              "+ faster",
                               "- slower"}) {
         EXPECT_TRUE(terminal.shows(entry)) << entry;
     }
@@ -171,8 +186,8 @@ TEST(Live, FitsIntoEachTerminal) {
         EXPECT_TRUE(terminal.screen().other_screen());
         // How many rows it takes depends on the folders.
         const bool may_have_room = one.rows == 24;
-        EXPECT_TRUE(may_have_room ||
-                    terminal.screen().shows("export DBUS_SYSTEM_BUS_ADDRESS=") == (one.rows > 24)) << one.rows;
+        EXPECT_TRUE(may_have_room || terminal.screen().shows("export DBUS_SYSTEM_BUS_ADDRESS=") == (one.rows > 24))
+            << one.rows;
         terminal.type("?");
         EXPECT_TRUE(terminal.shows("u chan_usb"));
         EXPECT_EQ(terminal.screen().scrolled(), 0) << "with all keys at " << one.rows;
@@ -300,7 +315,8 @@ TEST(Live, ManyCommandsAtOnceAreCounted) {
     ASSERT_TRUE(terminal.shows(legend_end));
     const std::string settings = settings_in(line_to_paste(terminal));
     ASSERT_EQ(paste(settings + "for i in 1 2 3 4 5 6 7 8; do displayctl send chan_bt & done; wait; "
-                               "displayctl send chan_usb"), 0);
+                               "displayctl send chan_usb"),
+              0);
     EXPECT_TRUE(terminal.shows(": chan_usb"));
     terminal.type("q");
     EXPECT_EQ(terminal.wait_for_end(), 0);
@@ -325,8 +341,9 @@ TEST(Live, ArrowAndFunctionKeysSendNothing) {
     ASSERT_TRUE(terminal.shows(legend_end));
     terminal.forget();
     // The four arrows in both forms, Home and End in three, Ctrl-left, Delete, F5, the Linux console's F1, Alt-b.
-    terminal.type("\033[A\033[B\033[C\033[D\033OA\033OB\033OC\033OD\033[H\033[F\033OH\033OF\033[1~\033[4~"
-                  "\033[1;5D\033[3~\033[15~\033[[A\033b?");
+    terminal.type(
+        "\033[A\033[B\033[C\033[D\033OA\033OB\033OC\033OD\033[H\033[F\033OH\033OF\033[1~\033[4~"
+        "\033[1;5D\033[3~\033[15~\033[[A\033b?");
     EXPECT_TRUE(terminal.shows("A REC_OFF")) << "the keys still work";
     EXPECT_FALSE(contains(terminal.written(), "Sent:")) << terminal.screen().text();
     EXPECT_FALSE(contains(terminal.written(), "From")) << terminal.screen().text();
@@ -406,7 +423,8 @@ TEST(Live, ATerminalThatTakesNothingCanBeLeft) {
 TEST(Live, ADumbTerminalGetsTheDemo) {
     Simulator terminal({}, {24, 80, {{"TERM", "dumb"}}});
     EXPECT_EQ(terminal.wait_for_end(), 0);
-    EXPECT_TRUE(contains(terminal.written(), "2. A phone connects by Bluetooth: chan_bt")); // it has scrolled away by now
+    EXPECT_TRUE(
+        contains(terminal.written(), "2. A phone connects by Bluetooth: chan_bt")); // it has scrolled away by now
     EXPECT_FALSE(contains(terminal.written(), "\033"));
     Simulator refused({"--no-page", "--speed", "10"}, {24, 80, {{"TERM", "dumb"}}});
     EXPECT_EQ(refused.wait_for_end(), 2);

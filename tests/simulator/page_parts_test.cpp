@@ -24,7 +24,7 @@ using std::chrono::milliseconds;
 using Clock = std::chrono::steady_clock;
 
 // Long enough for a thread that must act at once, on any machine.
-static const milliseconds generous = desk::patience(milliseconds(5000));
+static const milliseconds generous = desk::stretched(milliseconds(5000));
 static constexpr milliseconds at_once{0};
 
 static double seconds_since(Clock::time_point begin) {
@@ -53,10 +53,10 @@ TEST(EventHub, GivesANewcomerTheNewest) {
 
 TEST(EventHub, KeepsAHistoryThatEnds) {
     EventHub hub;
-    const int published = static_cast<int>(desk::history_length) * 3 + 7;
+    const int published = static_cast<int>(desk::hiscenario_length) * 3 + 7;
     for (int i = 0; i < published; i++) hub.publish("log", std::to_string(i), Keep::history);
     std::string wanted = event("forget", "\"log\"");
-    for (int i = published - static_cast<int>(desk::history_length); i < published; i++) {
+    for (int i = published - static_cast<int>(desk::hiscenario_length); i < published; i++) {
         wanted += event("log", std::to_string(i));
     }
     EXPECT_EQ(hub.next(*hub.join(), at_once), wanted + event("caught-up", "true"));
@@ -123,9 +123,10 @@ TEST(EventHub, WakesWhoWaits) {
 // Works until the test has what it waits for.
 class Driver {
 public:
-    explicit Driver(desk::JobQueue &queue) : thread_([this, &queue] {
-        while (!done_) queue.work_until(Clock::now() + milliseconds(5));
-    }) {}
+    explicit Driver(desk::JobQueue &queue)
+        : thread_([this, &queue] {
+              while (!done_) queue.work_until(Clock::now() + milliseconds(5));
+          }) {}
     ~Driver() {
         done_ = true;
         thread_.join();
@@ -226,8 +227,9 @@ TEST(Recorder, WritesLinesAndTheTimeBetween) {
     recorder.note("send chan_usb", 1500000, 1500000);
     recorder.note("wait 100ms", 1507000, 1607000);
     recorder.note("send REC_ON", 1607000, 1607000);
-    EXPECT_EQ(recorded(recorder), "supply 11.8\nstart\nwait 1500ms\nsend chan_bt\nsend chan_usb\nwait 7ms\nwait 100ms\n"
-                                  "send REC_ON\n");
+    EXPECT_EQ(recorded(recorder),
+              "supply 11.8\nstart\nwait 1500ms\nsend chan_bt\nsend chan_usb\nwait 7ms\nwait 100ms\n"
+              "send REC_ON\n");
     recorder.end(1650000);
     EXPECT_FALSE(recorder.running());
     const std::string all = recorded(recorder);

@@ -33,8 +33,7 @@ static std::vector<Chunk> chunks_of(const std::string &bytes) {
         const size_t length = number_32(bytes, place);
         if (place + 12 + length > bytes.size()) throw Problem{"a chunk is longer than the file"};
         const std::string checked = bytes.substr(place + 4, 4 + length);
-        const auto sum = crc32(0, reinterpret_cast<const Bytef *>(checked.data()),
-                               static_cast<uInt>(checked.size()));
+        const auto sum = crc32(0, reinterpret_cast<const Bytef *>(checked.data()), static_cast<uInt>(checked.size()));
         if (sum != number_32(bytes, place + 8 + length)) throw Problem{"wrong checksum"};
         chunks.push_back({checked.substr(0, 4), checked.substr(4)});
         place += 12 + length;
@@ -51,8 +50,7 @@ static panel::Picture inflated(const std::string &data, int width, int height) {
     std::string rows(row_length * static_cast<size_t>(height) + 1, '\0');
     uLongf length = static_cast<uLongf>(rows.size());
     const int result = uncompress(reinterpret_cast<Bytef *>(rows.data()), &length,
-                                  reinterpret_cast<const Bytef *>(data.data()),
-                                  static_cast<uLong>(data.size()));
+                                  reinterpret_cast<const Bytef *>(data.data()), static_cast<uLong>(data.size()));
     if (result != Z_OK || length != rows.size() - 1) throw Problem{"the pixels do not fill the frame"};
     panel::Picture picture(width, height);
     for (int y = 0; y < height; y++) {
@@ -60,9 +58,7 @@ static panel::Picture inflated(const std::string &data, int width, int height) {
         if (rows[row] != 0) throw Problem{"an unexpected filter"};
         for (int x = 0; x < width; x++) {
             picture.set(
-                x, y,
-                (static_cast<unsigned char>(rows[row + 1 + static_cast<size_t>(x / 8)]) >> (7 - x % 8) & 1) !=
-                    0);
+                x, y, (static_cast<unsigned char>(rows[row + 1 + static_cast<size_t>(x / 8)]) >> (7 - x % 8) & 1) != 0);
         }
     }
     return picture;
@@ -96,8 +92,7 @@ static void take_control(Reading &reading, const std::string &content) {
     Control &control = reading.control;
     control = {static_cast<int>(number_32(content, 4)), static_cast<int>(number_32(content, 8)),
                static_cast<int>(number_32(content, 12)), static_cast<int>(number_32(content, 16)), 0};
-    const bool inside = control.width > 0 && control.height > 0 &&
-                        control.x + control.width <= reading.png.width &&
+    const bool inside = control.width > 0 && control.height > 0 && control.x + control.width <= reading.png.width &&
                         control.y + control.height <= reading.png.height;
     if (!inside) throw Problem{"a frame reaches outside the picture"};
     if (content.substr(24) != std::string(2, '\0')) throw Problem{"a frame is disposed of or blended"};
@@ -113,8 +108,7 @@ static void take_image(Reading &reading, const std::string &data) {
     if (first && (control.width != reading.png.width || control.height != reading.png.height)) {
         throw Problem{"the first frame is not the whole picture"};
     }
-    panel::Picture shown = first ? panel::Picture(control.width, control.height)
-                                : reading.png.frames.back().shown;
+    panel::Picture shown = first ? panel::Picture(control.width, control.height) : reading.png.frames.back().shown;
     const panel::Picture part = inflated(data, control.width, control.height);
     for (int y = 0; y < part.height(); y++) {
         for (int x = 0; x < part.width(); x++) shown.set(control.x + x, control.y + y, part.at(x, y));

@@ -104,8 +104,8 @@ TEST(Scenario, ReadsTimesToWait) {
     EXPECT_EQ(parsed("wait mode DOIP ETHERNET").text, "DOIP ETHERNET");
     EXPECT_EQ(parsed("note one \"two\" # three").text, "one \"two\" # three");
     for (const char *bad :
-         {"wait 0ms", "wait 0.9ms", "wait -1s", "wait 5", "wait 5 m", "wait 5d", "wait 5M", "wait 5minutes", "wait 90000s",
-          "wait 25h", "wait infs", "wait nans", "wait s", "wait soon"}) {
+         {"wait 0ms", "wait 0.9ms", "wait -1s", "wait 5", "wait 5 m", "wait 5d", "wait 5M", "wait 5minutes",
+          "wait 90000s", "wait 25h", "wait infs", "wait nans", "wait s", "wait soon"}) {
         EXPECT_TRUE(contains(problem_of(bad), "500ms, 2s or 5m") || contains(problem_of(bad), "'wait' takes TIME"))
             << bad << ": " << problem_of(bad);
     }
@@ -160,7 +160,7 @@ TEST(Scenario, ChecksArgumentsOfWords) {
 }
 
 TEST(Scenario, NamesFileAndLine) {
-    const std::string text = "# a story\n\nwait 1s\nsingal -40\nnonsense\n";
+    const std::string text = "# a scenario\n\nwait 1s\nsingal -40\nnonsense\n";
     try {
         desk::parse_scenario(text, "fade.scenario");
         FAIL() << "line 4 is no command";
@@ -263,7 +263,7 @@ TEST(Scenario, ChangesTheBox) {
     perform(stage, "jack-ready on");
     EXPECT_TRUE(stage.box().exists("/tmp/.app_rcv_command_ready"));
     const std::string converter = "/sys/bus/iio/devices/iio:device0/";
-    perform(stage, "supply 10.114");  // 0.2 V are added, and 7.29 parts of 96.39 are measured
+    perform(stage, "supply 10.114"); // 0.2 V are added, and 7.29 parts of 96.39 are measured
     EXPECT_NEAR(std::stod(content((converter + "in_voltage0_raw").c_str())), 749.8, 0.1);
     EXPECT_EQ(std::stod(content((converter + "in_voltage_scale").c_str())), 1.0);
     perform(stage, "supply none");

@@ -1,4 +1,4 @@
-// The stage: two registrations in one box, and waits that read the panel.
+// The stage: two panels in one box, and waits that read the panel.
 #include <algorithm>
 
 #include <gtest/gtest.h>
@@ -80,7 +80,7 @@ TEST(Stage, GivesUpWaitingAfterTenSecondsOfTheDaemonsTime) {
     try {
         perform(stage, "wait mode DOIP");
         FAIL() << "DOIP is not shown";
-    } catch (const desk::Unmet &problem) {
+    } catch (const desk::WaitFailed &problem) {
         EXPECT_NE(std::string(problem.what()).find("does not show \"DOIP\" within 10 s"), std::string::npos);
     }
     EXPECT_GE(stage.now_us(), 10000000);
@@ -92,7 +92,7 @@ TEST(Stage, LooksForLogLinesSinceTheLastCommandOnly) {
     perform(stage, "send chan_bt");
     perform(stage, "wait log Got Signal with value chan_bt");
     perform(stage, "send chan_usb");
-    EXPECT_THROW(perform(stage, "wait log chan_bt"), desk::Unmet);
+    EXPECT_THROW(perform(stage, "wait log chan_bt"), desk::WaitFailed);
     EXPECT_NO_THROW(perform(stage, "wait log chan_usb"));
 }
 
@@ -159,10 +159,10 @@ TEST(Stage, LooksForLogLinesOfBoth) {
     desk::Stage stage;
     perform(stage, "start");
     stage.desk(View::layout).log().clear();
-    EXPECT_THROW(perform(stage, "wait log Match rule sent"), desk::Unmet);
+    EXPECT_THROW(perform(stage, "wait log Match rule sent"), desk::WaitFailed);
     perform(stage, "start");
     stage.desk(View::device).log().clear();
-    EXPECT_THROW(perform(stage, "wait log Match rule sent"), desk::Unmet);
+    EXPECT_THROW(perform(stage, "wait log Match rule sent"), desk::WaitFailed);
 }
 
 TEST(Stage, TakesBackWhatAVariantNeeds) {
@@ -201,8 +201,8 @@ TEST(Stage, IsWatchedAllTheTime) {
     stage.pass(1000);
     EXPECT_EQ(seen_us, 1000000);
     EXPECT_LE(longest_us, desk::watch_step_ms * 1000);
-    stage.set_watcher([] { throw desk::Unmet("enough"); });
-    EXPECT_THROW(stage.pass(1000), desk::Unmet);
+    stage.set_watcher([] { throw desk::WaitFailed("enough"); });
+    EXPECT_THROW(stage.pass(1000), desk::WaitFailed);
     EXPECT_LE(stage.now_us(), 1000000 + desk::watch_step_ms * 1000);
 }
 

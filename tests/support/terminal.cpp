@@ -31,9 +31,10 @@ static winsize size_of(int rows, int columns) {
 }
 
 // A shell with jobs tells when one has stopped, waits for a line and has it go on.
-static const char *const job_shell = "set -m; \"$@\"; status=$?; "
-                                     "while [ $status -gt 128 ]; do echo STOPPED; read line; fg >/dev/null; status=$?; "
-                                     "done; exit $status";
+static const char *const job_shell =
+    "set -m; \"$@\"; status=$?; "
+    "while [ $status -gt 128 ]; do echo STOPPED; read line; fg >/dev/null; status=$?; "
+    "done; exit $status";
 
 // In the child between fork and exec.
 [[noreturn]] static void start_in_terminal(int slave, const std::string &folder,
@@ -101,7 +102,8 @@ bool Terminal::read_some(int milliseconds) {
 }
 
 void Terminal::catch_up() {
-    while (read_some(0)) {}
+    while (read_some(0)) {
+    }
 }
 
 // It has, and its status is still to be asked for.

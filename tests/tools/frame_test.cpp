@@ -59,15 +59,15 @@ static std::string message_of(const std::function<void()> &action) {
     return "(no failure)";
 }
 
-#define EXPECT_SAYS(part, ...) EXPECT_NE(message_of([&] { __VA_ARGS__; }).find(part), std::string::npos) \
-    << message_of([&] { __VA_ARGS__; })
+#define EXPECT_SAYS(part, ...) \
+    EXPECT_NE(message_of([&] { __VA_ARGS__; }).find(part), std::string::npos) << message_of([&] { __VA_ARGS__; })
 
 // ---- Raw ----
 
 TEST(RawFrame, BitsCountFromTheLeastSignificant) {
     std::string bytes(1024, '\0');
-    bytes[0] = 0x01;      // (0, 0)
-    bytes[8] = char(0x80); // (7, 1)
+    bytes[0] = 0x01;          // (0, 0)
+    bytes[8] = char(0x80);    // (7, 1)
     bytes[1023] = char(0x80); // the last one
     const Picture frame = Picture::from_raw(bytes, DEVICE_SIZE);
     EXPECT_TRUE(frame.at(0, 0));
@@ -135,9 +135,9 @@ TEST(Pbm, OneIsALitPixel) {
 
 TEST(Pbm, CommentsAndSpacingDoNotMatter) {
     const Picture plain = Picture::from_pbm("P1\n3 2\n101010\n");
-    for (const char *text : {"P1 3 2 1 0 1 0 1 0", "P1#x\n# 9 9\n3 # width\n2\n10\n10\n1 0",
-                             "P1\r\n3 2\r\n101\r\n010\r\n", "P1\n3 2\n101\n# between\n010\n",
-                             "P1\n3 2\n101010 # and more\n"}) {
+    for (const char *text :
+         {"P1 3 2 1 0 1 0 1 0", "P1#x\n# 9 9\n3 # width\n2\n10\n10\n1 0", "P1\r\n3 2\r\n101\r\n010\r\n",
+          "P1\n3 2\n101\n# between\n010\n", "P1\n3 2\n101010 # and more\n"}) {
         EXPECT_EQ(Picture::from_pbm(text), plain) << text;
     }
 }
@@ -156,9 +156,9 @@ TEST(Pbm, IsOnePanelRowALine) {
 }
 
 TEST(Pbm, FlawsAreFailures) {
-    for (const char *text : {"", "P4\n3 2\n\x40\x40", "P1", "P1\n", "P1\n3", "P1\n3 2\n", "P1\n3 2\n10101",
-                             "P1\n3 2\n10x010", "P1\n0 2\n", "P1\n-3 2\n101010", "P1\n4097 1\n1",
-                             "P1\n99999999999999999999 2\n10", "P1\n3 2\n101# cut"}) {
+    for (const char *text :
+         {"", "P4\n3 2\n\x40\x40", "P1", "P1\n", "P1\n3", "P1\n3 2\n", "P1\n3 2\n10101", "P1\n3 2\n10x010", "P1\n0 2\n",
+          "P1\n-3 2\n101010", "P1\n4097 1\n1", "P1\n99999999999999999999 2\n10", "P1\n3 2\n101# cut"}) {
         EXPECT_THROW(Picture::from_pbm(text), Failure) << text;
     }
 }

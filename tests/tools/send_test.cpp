@@ -168,20 +168,22 @@ TEST_F(Send, WaitWarnsWhenNobodyListens) {
     EXPECT_NE(result.errors.find("warning: nobody listens"), std::string::npos) << result.errors;
 }
 
-// The bus here has an ear for display commands that owns no name, as a display that could not take it.
+// Somebody listens for display commands on the bus here and owns no name, as a display that could not take it.
 TEST_F(Send, WaitTellsOfAListenerWithoutTheName) {
     const Result result = send({"--wait", "chan_bt"});
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(result.errors.find("nobody listens"), std::string::npos) << result.errors;
     EXPECT_NE(result.errors.find("listens for display commands, but none owns the name zor.signal.sink"),
-              std::string::npos) << result.errors;
+              std::string::npos)
+        << result.errors;
     EXPECT_EQ(next_arguments(&bus), "s:chan_bt");
 }
 
 // As the system's bus does to everyone but root.
 TEST(SendOnAStrictBus, WaitSaysOnlyWhatIsKnown) {
-    PrivateBus bus("<deny send_destination=\"org.freedesktop.DBus\" "
-                   "send_interface=\"org.freedesktop.DBus.Debug.Stats\"/>");
+    PrivateBus bus(
+        "<deny send_destination=\"org.freedesktop.DBus\" "
+        "send_interface=\"org.freedesktop.DBus.Debug.Stats\"/>");
     const Result result = displayctl({"send", "--wait", "--bus", bus.address(), "chan_bt"});
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(result.errors.find("nobody listens"), std::string::npos) << result.errors;

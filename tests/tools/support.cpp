@@ -123,9 +123,7 @@ PrivateBus::~PrivateBus() {
     wait_for_exit(pid_);
 }
 
-void PrivateBus::own_display_name() {
-    dbus_bus_request_name(listener_, "zor.signal.sink", 0, nullptr);
-}
+void PrivateBus::own_display_name() { dbus_bus_request_name(listener_, "zor.signal.sink", 0, nullptr); }
 
 void PrivateBus::stop_listening() {
     DBusError problem;
@@ -155,8 +153,10 @@ static sockaddr_un place_of(const std::string &address) {
 }
 
 LeavingBus::LeavingBus(const std::string &bus_address, Moment moment)
-    : address_("unix:path=" + folder_.file("leaving")), moment_(moment),
-      listening_(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)), bus_(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    : address_("unix:path=" + folder_.file("leaving")),
+      moment_(moment),
+      listening_(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)),
+      bus_(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
     const sockaddr_un own = place_of(address_);
     const sockaddr_un other = place_of(bus_address);
     if (bind(listening_, reinterpret_cast<const sockaddr *>(&own), sizeof own) != 0 || listen(listening_, 1) != 0 ||

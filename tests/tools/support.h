@@ -15,11 +15,11 @@
 namespace tools_test {
 
 using test_support::Folder;
-using test_support::Result;
-using test_support::Words;
 using test_support::read_file;
+using test_support::Result;
 using test_support::run;
 using test_support::wait_until;
+using test_support::Words;
 
 // displayctl with these arguments as a command; through the emulator in a cross build.
 Words displayctl_command(const Words &arguments);

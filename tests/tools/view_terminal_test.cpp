@@ -197,8 +197,8 @@ TEST_F(ViewInTerminal, AStreamIsFollowedAndItsLastPictureStays) {
     const std::string first = write(device_frame(1));
     const std::string second = folder.write("second", tools_test::raw_of(device_frame(2)));
     // The second frame comes when the file `go` is there.
-    const std::string script = "(cat " + first + "; until [ -e " + folder.file("go") + " ]; do sleep 0.02; done; cat " +
-                               second + ") | \"$@\"";
+    const std::string script =
+        "(cat " + first + "; until [ -e " + folder.file("go") + " ]; do sleep 0.02; done; cat " + second + ") | \"$@\"";
     Words command{"/bin/sh", "-c", script, "sh"};
     for (const std::string &word : view({"--follow", "-"})) command.push_back(word);
     Terminal terminal(command);

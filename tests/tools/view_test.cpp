@@ -22,7 +22,7 @@ using namespace tools_test;
 static std::string to_half_blocks(const Picture &frame) { return drawn(frame, Marks::half_blocks); }
 
 static std::string decoded(const std::string &path) {
-    const Result result = run({PYTHON, TEST_SOURCE_DIR "/tests/tools/decode_png.py", path});
+    const Result result = run({PYTHON, TEST_SOURCE_DIR "/tests/support/decode_png.py", path});
     return result.status == 0 ? result.output : result.errors;
 }
 
@@ -59,8 +59,8 @@ TEST(View, RawAndPbmFilesToPngAndPbm) {
         const Picture frame = pattern(size);
         for (const std::string &content : {raw_of(frame), frame.to_pbm()}) {
             const std::string source = folder.write("frame", content);
-            const Result result = displayctl({"view", source, "--png", folder.file("a.png"), "--pbm",
-                                              folder.file("a.pbm"), "--scale", "2"});
+            const Result result = displayctl(
+                {"view", source, "--png", folder.file("a.png"), "--pbm", folder.file("a.pbm"), "--scale", "2"});
             EXPECT_EQ(result.status, 0) << result.errors;
             EXPECT_EQ(result.output + result.errors, "");
             EXPECT_EQ(decoded(folder.file("a.png")), enlarged(frame, 2).to_pbm());
@@ -170,7 +170,8 @@ TEST(Follow, AnUnfinishedPictureIsNotLeft) {
     const std::string source = folder.write("fb0", raw_of(pattern(DEVICE_SIZE)));
     const Result blocked = displayctl({"view", "--pbm", folder.file("missing/picture"), source});
     EXPECT_EQ(blocked.status, 1);
-    EXPECT_NE(blocked.errors.find("can't write " + folder.file("missing/picture")), std::string::npos) << blocked.errors;
+    EXPECT_NE(blocked.errors.find("can't write " + folder.file("missing/picture")), std::string::npos)
+        << blocked.errors;
     // A limit on the size of files is as good as a full disk.
     Words command{"/bin/sh", "-c", "trap '' XFSZ; ulimit -f 1; exec \"$@\"", "sh"};
     for (const std::string &word : displayctl_command({"view", "--pbm", folder.file("b"), source})) {
@@ -322,8 +323,8 @@ TEST(Follow, TheLineForTheBoxEndsWithItsReader) {
     const std::string on_the_box = line.substr(start, line.find('\'', start) - start);
     const std::string here = replaced(on_the_box, "/dev/fb0", folder.write("fb0", frame));
     ASSERT_NE(here, on_the_box) << line;
-    const Result reader = run({"sh", "-c", "(timeout 20 sh -c \"$1\"; echo $? >\"$2\") | head -c 2048", "sh", here,
-                               folder.file("status")});
+    const Result reader = run(
+        {"sh", "-c", "(timeout 20 sh -c \"$1\"; echo $? >\"$2\") | head -c 2048", "sh", here, folder.file("status")});
     EXPECT_EQ(reader.output, frame + frame) << reader.errors;
     EXPECT_NE(read_file(folder.file("status")), "124\n") << "it had to be ended: " << here;
 }
@@ -355,7 +356,8 @@ TEST(View, FailuresSayWhatToDo) {
         {{frame, "--size", "0x128"}, 2, "from 1 to 4096"},
         {{frame, "--size", "64x5000"}, 2, "from 1 to 4096"},
         {{frame, "--scale", "33"}, 2, "from 1 to 32"},
-        {{folder.write("wide", std::string(512, 'x')), "--size", "4096x1", "--scale", "5", "--png", "-"}, 1,
+        {{folder.write("wide", std::string(512, 'x')), "--size", "4096x1", "--scale", "5", "--png", "-"},
+         1,
          "smaller --scale"},
         {{frame, "--scale", "two"}, 2, "not 'two'"},
         {{frame, "--png"}, 2, "'--png' needs a value"},

@@ -168,17 +168,6 @@ TEST(Words, CommandsDocumentIsUpToDate) {
         << "docs/commands.md is older than app/vocabulary.def: build the target commands-doc and commit it.";
 }
 
-// README shows the same tables, one heading deeper.
-TEST(Words, ReadmeIsUpToDate) {
-    std::string tables = displayctl({"words", "--markdown"}).output;
-    tables.erase(0, tables.find("## "));
-    for (size_t at = tables.find("## "); at != std::string::npos; at = tables.find("## ", at + 4)) {
-        tables.insert(at, "#");
-    }
-    EXPECT_NE(read_file(TEST_SOURCE_DIR "/README.md").find(tables), std::string::npos)
-        << "README.md's tables of words differ from docs/commands.md: copy them over.";
-}
-
 TEST(Words, WrongOptionsAreUsageErrors) {
     EXPECT_EQ(displayctl({"words", "--json", "--markdown"}).status, 2);
     EXPECT_EQ(displayctl({"words", "chan_bt"}).status, 2);

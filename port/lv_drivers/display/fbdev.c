@@ -104,8 +104,7 @@ static void copy_area(const lv_area_t *area, const lv_color_t *color_p) {
 
 static bool is_on_device(const lv_area_t *area) {
     return area->x2 >= 0 && area->y2 >= 0 && area->x1 <= area->x2 && area->y1 <= area->y2 &&
-           (area->x1 < 0 || (uint32_t)area->x1 < var_info.xres) &&
-           (area->y1 < 0 || (uint32_t)area->y1 < var_info.yres);
+           (area->x1 < 0 || (uint32_t)area->x1 < var_info.xres) && (area->y1 < 0 || (uint32_t)area->y1 < var_info.yres);
 }
 
 void fbdev_flush(lv_disp_drv_t *drv, const lv_area_t *area, lv_color_t *color_p) {

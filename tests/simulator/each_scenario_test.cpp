@@ -1,4 +1,4 @@
-// The stories of simulator/scenarios, played by the real program: each ends as expected and leaves its film.
+// The scenarios of simulator/scenarios, played by the real program: each ends as expected and leaves its film.
 #include <algorithm>
 #include <filesystem>
 #include <set>
@@ -15,7 +15,7 @@ namespace fs = std::filesystem;
 
 static const std::string scenarios = TEST_SOURCE_DIR "/simulator/scenarios";
 
-static std::vector<std::string> stories() {
+static std::vector<std::string> scenario_names() {
     std::vector<std::string> names;
     for (const auto &item : fs::directory_iterator(scenarios)) {
         if (item.path().extension() == ".scenario") names.push_back(item.path().stem().string());
@@ -24,11 +24,11 @@ static std::vector<std::string> stories() {
     return names;
 }
 
-class Story : public testing::TestWithParam<std::string> {};
+class EachScenario : public testing::TestWithParam<std::string> {};
 
-TEST_P(Story, PlaysAsExpected) {
+TEST_P(EachScenario, PlaysAsExpected) {
     // In the build folder, so that what a failure leaves behind can be looked at.
-    const std::string out = TEST_BINARY_DIR "/stories/" + GetParam();
+    const std::string out = TEST_BINARY_DIR "/scenarios/" + GetParam();
     fs::remove_all(out);
     const Outcome outcome = display_sim({"play", scenarios + "/" + GetParam() + ".scenario", "--out", out});
     EXPECT_EQ(outcome.status, 0) << outcome.errors;
@@ -37,27 +37,27 @@ TEST_P(Story, PlaysAsExpected) {
     EXPECT_GT(film.frames.size(), 5u);
 }
 
-static std::set<std::string> expected_by(const std::string &story) {
+static std::set<std::string> expected_by(const std::string &scenario) {
     std::set<std::string> files;
-    for (const desk::ScenarioLine &line : desk::load_scenario(scenarios + "/" + story + ".scenario")) {
+    for (const desk::ScenarioLine &line : desk::load_scenario(scenarios + "/" + scenario + ".scenario")) {
         for (const desk::ExpectedFile &file : desk::expected_files(line.action)) files.insert(file.name);
     }
     return files;
 }
 
-TEST_P(Story, HasAllItsPictures) {
+TEST_P(EachScenario, HasAllItsPictures) {
     const std::set<std::string> wanted = expected_by(GetParam());
     EXPECT_GE(wanted.size(), 5u);
     for (const std::string &file : wanted) EXPECT_TRUE(fs::exists(scenarios + "/" + file)) << file;
 }
 
-INSTANTIATE_TEST_SUITE_P(Of, Story, testing::ValuesIn(stories()),
+INSTANTIATE_TEST_SUITE_P(Of, EachScenario, testing::ValuesIn(scenario_names()),
                          [](const auto &information) { return information.param; });
 
 // A picture that no line looks at any more would pass for ever.
-TEST(Stories, UseAllPictures) {
+TEST(AllScenarios, UseAllPictures) {
     std::set<std::string> wanted;
-    for (const std::string &story : stories()) wanted.merge(expected_by(story));
+    for (const std::string &scenario : scenario_names()) wanted.merge(expected_by(scenario));
     std::set<std::string> there;
     for (const auto &item : fs::recursive_directory_iterator(scenarios)) {
         if (item.is_directory() || item.path().extension() == ".scenario") continue;
@@ -66,4 +66,4 @@ TEST(Stories, UseAllPictures) {
     EXPECT_EQ(there, wanted);
 }
 
-TEST(Stories, AreAtLeastTen) { EXPECT_GE(stories().size(), 10u); }
+TEST(AllScenarios, AreAtLeastTen) { EXPECT_GE(scenario_names().size(), 10u); }
