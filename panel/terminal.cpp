@@ -122,10 +122,11 @@ std::string KeyFilter::keys_in(const std::string &bytes) {
     for (char byte : bytes) {
         switch (state_) {
             case State::outside:
-                if (byte == '\033')
+                if (byte == '\033') {
                     state_ = State::escape;
-                else
+                } else {
                     keys += byte;
+                }
                 break;
             case State::escape: // Alt and a key is no more than these two
                 state_ = byte == '[' || byte == 'O' ? State::opened : byte == '\033' ? State::escape : State::outside;

@@ -84,7 +84,7 @@ void add_panel(const desk::Box &box, Request &request) {
     if (std::sscanf(text, "%dx%dx%d", &geometry.xres, &geometry.yres, &geometry.bits_per_pixel) != 3) {
         throw desk::Error("a panel is WIDTHxHEIGHTxDEPTH, e.g. 64x128x1");
     }
-    desk::Panel(box.host_path("/dev/fb0"), geometry);
+    const desk::Panel made(box.host_path("/dev/fb0"), geometry);
     const std::string shim = desk::find_in_build("simulator/libdesk_shim.so");
     request.guest.binds.push_back({shim, desk::guest_shim, false});
     request.guest.environment["LD_PRELOAD"] = desk::guest_shim;

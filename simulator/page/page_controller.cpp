@@ -182,11 +182,12 @@ void PageController::publish_log(View view) {
     int &logged = logged_[static_cast<size_t>(view)];
     if (stage_.desk(view).log().count("") == logged) return;
     const std::vector<LogLine> lines = stage_.log(view);
+    const int64_t now_ms = stage_.now_us() / 1000;
     for (; static_cast<size_t>(logged) < lines.size(); logged++) {
         const LogLine &line = lines[static_cast<size_t>(logged)];
         hub_.publish("log",
                      one_line({{"view", name_of(view)},
-                               {"seconds", static_cast<double>(stage_.now_us() / 1000) / 1000.0},
+                               {"seconds", static_cast<double>(now_ms) / 1000.0},
                                {"error", line.priority <= LOG_ERR},
                                {"text", without_newline(line.text)}}),
                      Keep::history);
