@@ -31,6 +31,7 @@ int main(int argc, char **argv) try {
     if (words.empty()) return show(words);
     const std::vector<std::string> further(words.begin() + 1, words.end());
     if (words[0] == "play") return desk::play_command(further);
+    if (words[0] == "exec") return desk::exec_command(further);
     if (words[0] == "gallery") return desk::gallery_command(further);
     return show(words);
 } catch (const desk::UsageError &problem) {

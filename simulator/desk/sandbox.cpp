@@ -44,7 +44,7 @@ static std::vector<Bind> all_binds(const Box &box, const Guest &guest) {
 
 static void append(Words &words, const Words &more) { words.insert(words.end(), more.begin(), more.end()); }
 
-static Words bwrap_words(const std::vector<Bind> &binds) {
+static Words bwrap_words(const std::vector<Bind> &binds, const Guest &guest) {
     Words words = {"bwrap", "--die-with-parent", "--unshare-pid", "--proc", "/proc"};
     for (const char *folder : system_folders) {
         if (is_link(folder)) append(words, {"--symlink", fs::read_symlink(folder).string(), folder});
@@ -53,12 +53,12 @@ static Words bwrap_words(const std::vector<Bind> &binds) {
         append(words, {bind.writable ? "--bind" : "--ro-bind", bind.host, bind.guest});
     }
     for (const char *device : host_devices) append(words, {"--dev-bind", device, device});
-    append(words, {"--chdir", "/"});
+    append(words, {"--chdir", guest.folder});
     return words;
 }
 
 // proot has no switch that ends the inside with it; setpriv gives the first process that property.
-static Words proot_words(const Box &box, const std::vector<Bind> &binds) {
+static Words proot_words(const Box &box, const std::vector<Bind> &binds, const Guest &guest) {
     const std::string root = box.folder() + "/root";
     fs::create_directories(root);
     for (const char *folder : system_folders) {
@@ -68,7 +68,7 @@ static Words proot_words(const Box &box, const std::vector<Bind> &binds) {
     Words words = {"proot", "-r", root, "-b", "/proc:/proc"};
     for (const Bind &bind : binds) append(words, {"-b", bind.host + ":" + bind.guest});
     for (const char *device : host_devices) append(words, {"-b", std::string(device) + ":" + device});
-    append(words, {"-w", "/", "/usr/bin/setpriv", "--pdeathsig", "KILL"});
+    append(words, {"-w", guest.folder, "/usr/bin/setpriv", "--pdeathsig", "KILL"});
     return words;
 }
 
@@ -83,7 +83,7 @@ static Words environment_words(const Guest &guest) {
 
 static Words wrap(SandboxKind kind, const Box &box, const Guest &guest, const Words &command) {
     const std::vector<Bind> binds = all_binds(box, guest);
-    Words words = kind == SandboxKind::bwrap ? bwrap_words(binds) : proot_words(box, binds);
+    Words words = kind == SandboxKind::bwrap ? bwrap_words(binds, guest) : proot_words(box, binds, guest);
     append(words, environment_words(guest));
     append(words, command);
     return words;
@@ -152,6 +152,13 @@ std::string bring_program(const std::string &program, Guest &guest) {
     if (!fs::exists(whole)) throw Error("there is no program " + whole.string() + "; build it first");
     guest.binds.push_back({whole.parent_path().string(), guest_program_folder, false});
     return std::string(guest_program_folder) + "/" + whole.filename().string();
+}
+
+void bring_current_folder(Guest &guest) {
+    const std::string folder = fs::current_path().string();
+    if (belongs_to_sandbox(folder)) return;
+    guest.binds.push_back({folder, folder, true});
+    guest.folder = folder;
 }
 
 void bring_paths(const Words &words, Guest &guest) {

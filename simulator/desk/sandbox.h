@@ -26,6 +26,7 @@ struct Guest {
     std::vector<Bind> binds;
     std::map<std::string, std::string> environment;
     bool keep_environment = false; // false: nothing but `environment` and PATH
+    std::string folder = "/";      // the current one
 };
 
 // ASAN_OPTIONS for a sanitized program inside: the caller's own, without the search for leaks where the sandbox traces
@@ -44,6 +45,9 @@ std::vector<std::string> command_line(const Box &box, const Guest &guest, const 
 // A program of the host as the inside calls it: its folder is bound at /desk/bin, unless the sandbox has it
 // anyway or it is a bare name that PATH finds.
 std::string bring_program(const std::string &program, Guest &guest);
+
+// Makes the current folder the guest's own, writable and at the same place; the root where it is one of the sandbox's.
+void bring_current_folder(Guest &guest);
 
 // Makes the absolute paths among `words` that exist on the host readable at the same place inside: folders
 // themselves, files with their folder.

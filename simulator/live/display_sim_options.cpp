@@ -13,6 +13,7 @@ const char *const usage =
     "                   [--blocks | --braille | --ascii]\n"
     "       display-sim --demo [--layout] [--target native|armhf] [--blocks | --braille | --ascii]\n"
     "       display-sim play FILE ...   plays a scenario; 'display-sim play --help' tells more\n"
+    "       display-sim exec ...        runs your program beside the display; 'display-sim exec --help' tells more\n"
     "       display-sim gallery ...     draws the gallery; 'display-sim gallery --help' tells more\n"
     "  --layout        the whole 128 x 66 layout instead of the device's 64 x 128 panel\n"
     "  --target armhf  the 32-bit ARM daemon under an emulator\n"
@@ -61,7 +62,7 @@ static bool is_one_of(const std::string &word, const std::vector<std::string> &w
 
 static void refuse_unknown(const std::string &word) {
     if (!word.empty() && word[0] == '-') throw UsageError("there is no option '" + word + "'");
-    throw UsageError("'" + word + "' is neither an option nor 'play' or 'gallery'");
+    throw UsageError("'" + word + "' is neither an option nor 'play', 'exec' or 'gallery'");
 }
 
 // What the demo can't do is refused by name, so that nobody believes it was heeded.

@@ -1,17 +1,19 @@
-// Playing a scenario from a file: `display-sim play`. Stepped time, so a minute takes a moment and every run
-// gives the same pictures.
+// Playing scenarios from files: `display-sim play`, in stepped time, so that a minute takes a moment and every run gives
+// the same pictures. With a program beside the daemons, `display-sim exec`, time is the wall clock's.
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "simulator/scenario/stage.h"
 
 namespace desk {
 
 struct PlayOptions {
-    std::string scenario; // "-": from the standard input
-    std::string out;      // folder for pictures; "": a fresh one among the temporary files
-    bool update = false;  // writes the expected pictures instead of comparing
+    std::string scenario;             // "-": from the standard input; "": none
+    std::string out;                  // folder for pictures; "": a fresh one among the temporary files
+    bool update = false;              // writes the expected pictures instead of comparing
+    std::vector<std::string> program; // runs beside the daemons from their first start on
     Target target = Target::native;
 };
 
@@ -23,10 +25,22 @@ enum PlayStatus {
     play_broken = 3, // it could not be carried out: no room for a picture, no desk, no daemon that starts
 };
 
-// Plays and reports to standard output and standard error.
-PlayStatus play(const PlayOptions &options);
+// How one scenario went.
+struct PlayResult {
+    std::string name;
+    PlayStatus status = play_well;
+    double seconds = 0.0;
+    std::vector<std::string> problems; // each as it was said to standard error
+};
 
-// `arguments` are the words after "play".
+// Plays and reports to standard output and standard error.
+PlayResult play(const PlayOptions &options);
+
+// The results as JUnit reads them. Throws Error.
+void save_junit(const std::string &path, const std::vector<PlayResult> &results);
+
+// `arguments` are the words after "play" or "exec".
 int play_command(const std::vector<std::string> &arguments);
+int exec_command(const std::vector<std::string> &arguments);
 
 } // namespace desk

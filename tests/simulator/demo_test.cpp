@@ -144,7 +144,7 @@ TEST(CommandLine, SaysWhatIsWrong) {
         {{"--port", "80.5"}, "--port takes a whole number from 0 to 65535, not '80.5'"},
         {{"--target", "mips"}, "--target takes native or armhf, not 'mips'"},
         {{"--fast"}, "there is no option '--fast'"},
-        {{"paly"}, "'paly' is neither an option nor 'play' or 'gallery'"},
+        {{"paly"}, "'paly' is neither an option nor 'play', 'exec' or 'gallery'"},
         {{"--page", "--no-page"}, "--page and --no-page exclude each other"},
         {{"--no-page", "--port", "8080"}, "--port and --no-page exclude each other"},
         {{"--demo", "--ascii", "--blocks"}, "--blocks, --braille and --ascii exclude each other"},

@@ -495,7 +495,7 @@ TEST(Play, ExplainsItself) {
     EXPECT_TRUE(contains(help.output, "--update")) << help.output;
     for (const std::vector<std::string> &words : {std::vector<std::string>{"play"},
                                                   {"play", "--speed"},
-                                                  {"play", "a", "b"},
+                                                  {"play", "a", ""},
                                                   {"play", "a", "--out"},
                                                   {"play", "a", "--target", "x"}}) {
         const Outcome outcome = display_sim(words);
