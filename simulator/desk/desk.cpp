@@ -181,7 +181,7 @@ void Desk::start() {
 
 void Desk::stop() { process_.kill(); }
 
-// Guest bubblewrap the first process is its own; the daemon is that one's child.
+// Inside bubblewrap the first process is its own; the daemon is that one's child.
 pid_t Desk::daemon_pid() {
     if (!alive()) return 0;
     const std::vector<ProcessEntry> table = process_table();

@@ -1,4 +1,4 @@
-// The sandbox_kind round a program that runs in a box: bubblewrap where namespaces are allowed, proot elsewhere,
+// The sandbox of a program that runs in a box: bubblewrap where namespaces are allowed, proot elsewhere,
 // both with the same list of binds. DESK_SANDBOX=bwrap or proot forces one.
 #pragma once
 

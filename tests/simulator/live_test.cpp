@@ -379,14 +379,7 @@ TEST(Live, CtrlZGivesTheTerminalBackUntilItGoesOn) {
     for (int round = 0; round < 2; round++) {
         ASSERT_TRUE(terminal.shows_rows(drawn_rows(panel, 0, 48))) << terminal.screen().text();
         ASSERT_TRUE(terminal.shows(legend_end));
-        EXPECT_FALSE(same_settings(terminal.settings(), before));
-        terminal.type("\032");
-        ASSERT_TRUE(terminal.shows("STOPPED")) << terminal.screen().text();
-        EXPECT_FALSE(terminal.screen().other_screen());
-        EXPECT_FALSE(terminal.screen().cursor_hidden());
-        EXPECT_TRUE(same_settings(terminal.settings(), before));
-        terminal.type("\n");
-        ASSERT_TRUE(terminal.read_until([&] { return terminal.screen().other_screen(); }));
+        ASSERT_EQ(terminal.stop_and_go_on(), "");
     }
     terminal.type("b");
     EXPECT_TRUE(terminal.shows("Sent: chan_bt")) << "the keys work again";

@@ -150,6 +150,19 @@ int Terminal::wait_for_end_unread() {
     return WIFEXITED(end) ? WEXITSTATUS(end) : -1;
 }
 
+std::string Terminal::stop_and_go_on() {
+    if (same_settings(settings(), settings_before_)) return "the program had not taken the terminal";
+    type("\032");
+    if (!shows("STOPPED")) return "it did not stop:\n" + screen_.text();
+    std::string wrong;
+    if (screen_.other_screen()) wrong += "the other screen; ";
+    if (screen_.cursor_hidden()) wrong += "a hidden cursor; ";
+    if (!same_settings(settings(), settings_before_)) wrong += "other settings; ";
+    type("\n");
+    if (!read_until([this] { return screen_.other_screen(); })) wrong += "it did not go on";
+    return wrong;
+}
+
 termios Terminal::settings() const {
     termios now = {};
     tcgetattr(slave_, &now);

@@ -52,6 +52,8 @@ public:
     int wait_for_end();
     // The same without reading what it writes.
     int wait_for_end_unread();
+    // Ctrl-Z, and on again, below a shell that has jobs: what the terminal was not given back as, "" when all was well.
+    std::string stop_and_go_on();
     termios settings() const;
     // What they were before the command was started.
     const termios &settings_before() const { return settings_before_; }
