@@ -55,7 +55,7 @@ endfunction()
 
 include(GNUInstallDirs)
 add_status_display("" 64 128)
-install(TARGETS status-display RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(TARGETS status-display RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT daemon)
 if(STATUS_DISPLAY_DESK)
   add_status_display(-layout 128 66)
 endif()

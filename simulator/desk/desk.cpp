@@ -12,19 +12,12 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "simulator/desk/places.h"
 #include "simulator/desk/sandbox.h"
 
 namespace desk {
 
 namespace fs = std::filesystem;
-
-std::string find_in_build(const std::string &relative_path) {
-    fs::path folder = fs::read_symlink("/proc/self/exe").parent_path();
-    for (int level = 0; level < 5; level++, folder = folder.parent_path()) {
-        if (fs::exists(folder / relative_path)) return (folder / relative_path).string();
-    }
-    throw Error("can't find " + relative_path + " in the build folder of this program; build it first");
-}
 
 static std::vector<std::string> words_of(const char *text) {
     std::istringstream stream(text != nullptr ? text : "");
@@ -45,7 +38,7 @@ static Options complete(Options options) {
         const std::string suffix = options.layout ? "-layout" : "";
         if (wanted != nullptr) options.daemon = wanted + suffix;
         if (wanted == nullptr || (options.layout && !fs::exists(options.daemon))) {
-            options.daemon = find_in_build("status-display" + suffix);
+            options.daemon = find_program("status-display" + suffix);
         }
     }
     if (options.runner.empty()) options.runner = words_of(std::getenv("DESK_RUNNER"));
@@ -116,7 +109,7 @@ void Desk::describe_panel(std::map<std::string, std::string> &environment) const
 // The shim of the daemon's own build if it has one: it may be for another machine than this program.
 static std::string shim_for(const std::string &daemon) {
     const fs::path beside = fs::path(daemon).parent_path() / "simulator/libdesk_shim.so";
-    return fs::exists(beside) ? beside.string() : find_in_build("simulator/libdesk_shim.so");
+    return fs::exists(beside) ? beside.string() : find_program("simulator/libdesk_shim.so");
 }
 
 std::vector<std::string> Desk::daemon_command() const {

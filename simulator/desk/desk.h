@@ -116,8 +116,4 @@ private:
     Process process_;
 };
 
-// A file of the build tree that the running program belongs to, by its path from the tree's root, wherever
-// the tree lies now. Throws Error when there is none.
-std::string find_in_build(const std::string &relative_path);
-
 } // namespace desk

@@ -14,6 +14,7 @@
 #include "simulator/desk/box.h"
 #include "simulator/desk/desk.h"
 #include "simulator/desk/panel.h"
+#include "simulator/desk/places.h"
 #include "simulator/desk/sandbox.h"
 
 namespace {
@@ -85,7 +86,7 @@ void add_panel(const desk::Box &box, Request &request) {
         throw desk::Error("a panel is WIDTHxHEIGHTxDEPTH, e.g. 64x128x1");
     }
     const desk::Panel made(box.host_path("/dev/fb0"), geometry);
-    const std::string shim = desk::find_in_build("simulator/libdesk_shim.so");
+    const std::string shim = desk::find_program("simulator/libdesk_shim.so");
     request.guest.binds.push_back({shim, desk::guest_shim, false});
     request.guest.environment["LD_PRELOAD"] = desk::guest_shim;
     request.guest.environment["DESK_PANEL"] = request.panel;

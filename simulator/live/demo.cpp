@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include "panel/terminal.h"
+#include "simulator/desk/places.h"
 #include "simulator/live/ending.h"
 #include "simulator/scenario/scenario.h"
 
@@ -43,7 +44,8 @@ void play_demo(const LiveOptions &options, const std::string &scenario) {
         if (seen() == before) throw desk::Error("the panel does not follow the step \"" + caption + "\"");
         before = seen();
     }
-    print("\ndisplayctl and display-sim, ready to be called by name:\n  export PATH=\"" PROGRAM_FOLDERS ":$PATH\"\n");
+    print("\ndisplayctl and display-sim, ready to be called by name:\n  export PATH=\"" + program_folders() +
+          ":$PATH\"\n");
 }
 
 } // namespace desk

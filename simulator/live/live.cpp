@@ -10,6 +10,7 @@
 
 #include <unistd.h>
 
+#include "simulator/desk/places.h"
 #include "simulator/live/ending.h"
 #include "simulator/live/live_keys.h"
 #include "simulator/live/overheard.h"
@@ -139,7 +140,7 @@ std::string LiveScreen::status() const {
 
 // For another terminal: with this line pasted there, the commands of the manuals work as they stand.
 static std::string line_to_paste(desk::Bus &bus) {
-    return "export DBUS_SYSTEM_BUS_ADDRESS=" + bus.address() + " PATH=\"" PROGRAM_FOLDERS ":$PATH\"; " +
+    return "export DBUS_SYSTEM_BUS_ADDRESS=" + bus.address() + " PATH=\"" + program_folders() + ":$PATH\"; " +
            "displayctl send chan_bt";
 }
 

@@ -8,6 +8,7 @@
 
 #include "panel/files.h"
 #include "simulator/desk/error.h"
+#include "simulator/desk/places.h"
 #include "simulator/scenario/apng.h"
 #include "simulator/scenario/expected_picture.h"
 
@@ -151,8 +152,8 @@ void make_gallery(const std::string &scenarios, const std::string &out) {
 }
 
 int gallery_command(const std::vector<std::string> &arguments) {
-    std::string scenarios = PROJECT_FOLDER "/simulator/scenarios";
-    std::string out = PROJECT_FOLDER "/docs/gallery";
+    std::string scenarios;
+    std::string out;
     for (size_t i = 0; i < arguments.size(); i += 2) {
         const bool known = arguments[i] == "--out" || arguments[i] == "--scenarios";
         if (!known || i + 1 == arguments.size()) {
@@ -162,7 +163,8 @@ int gallery_command(const std::vector<std::string> &arguments) {
         }
         (arguments[i] == "--out" ? out : scenarios) = arguments[i + 1];
     }
-    make_gallery(scenarios, out);
+    make_gallery(scenarios.empty() ? find_folder("simulator/scenarios") : scenarios,
+                 out.empty() ? find_folder("docs/gallery") : out);
     return 0;
 }
 

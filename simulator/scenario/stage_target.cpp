@@ -27,7 +27,7 @@ static fs::path armhf_build() {
     for (int level = 0; level < 5; level++, folder = folder.parent_path()) {
         if (fs::exists(folder / "armhf/status-display")) return folder / "armhf";
     }
-    return fs::path(PROJECT_FOLDER) / "build/armhf";
+    return fs::current_path() / "build/armhf";
 }
 
 void choose_armhf(Options &options) {

@@ -4,6 +4,8 @@
 #include <fstream>
 #include <iostream>
 
+#include "simulator/desk/places.h"
+
 #include "golden.h"
 #include "support.h"
 
@@ -145,7 +147,7 @@ TEST_F(Quiet, MemoryStaysSmall) {
 // The fifth byte of an ELF file is 1 for 32 bits and 2 for 64.
 static bool daemon_is_32_bit() {
     const char *wanted = std::getenv("DESK_DAEMON");
-    std::ifstream file(wanted != nullptr ? wanted : desk::find_in_build("status-display"), std::ios::binary);
+    std::ifstream file(wanted != nullptr ? wanted : desk::find_program("status-display"), std::ios::binary);
     char begin[5] = "";
     file.read(begin, sizeof begin);
     EXPECT_TRUE(file) << "can't read the daemon's file";

@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include "simulator/desk/desk.h"
+#include "simulator/desk/places.h"
 #include "simulator/desk/temporary_folder.h"
 #include "support.h"
 
@@ -105,7 +106,7 @@ static std::string folder_of_a_killed_desk(const std::string &where) {
     const pid_t pid = fork();
     if (pid == 0) {
         setenv("TMPDIR", where.c_str(), 1);
-        const std::string program = desk::find_in_build("simulator/desk-exec");
+        const std::string program = desk::find_program("simulator/desk-exec");
         execl(program.c_str(), program.c_str(), "--", "/bin/sleep", "60", nullptr);
         _exit(127);
     }
@@ -134,7 +135,7 @@ TEST(Leftovers, FolderOfAKilledDeskGoesWithTheNext) {
 
 // A process sweeps once, when it makes its first folder: another desk comes and goes.
 static void run_another_desk(const std::string &where) {
-    const std::string program = desk::find_in_build("simulator/desk-exec");
+    const std::string program = desk::find_program("simulator/desk-exec");
     ASSERT_EQ(std::system(("TMPDIR='" + where + "' '" + program + "' /bin/true").c_str()), 0);
 }
 
