@@ -35,7 +35,10 @@ class Install(unittest.TestCase):
             "bin/status-display", "bin/displayctl", "bin/display-sim", "share/man/man1/displayctl.1",
             "share/man/man1/display-sim.1", "libexec/status-display-simulator/status-display",
             "libexec/status-display-simulator/status-display-layout",
-            "libexec/status-display-simulator/libdesk_shim.so"})
+            "libexec/status-display-simulator/libdesk_shim.so", "share/dbus-1/system.d/zor.signal.sink.conf",
+            "share/dbus-1/interfaces/zor.signal.Type.xml", "lib/systemd/system/status-display.service",
+            "lib/sysusers.d/status-display.conf", "lib/udev/rules.d/60-status-display.rules",
+            "share/doc/status-display/examples/fewer-wake-ups.conf"})
 
     def test_no_program_names_the_sources(self):
         source = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__)))).encode()
