@@ -1,5 +1,8 @@
 // The program's own fonts and pictures as LVGL sees them: the fonts' metrics, which characters have a glyph
-// and which do not, that the fixed texts fit the places they are shown in, and every picture's bytes.
+// and which do not, that letters can be told apart, that the fixed texts fit the places they are shown in, and every
+// picture's bytes.
+#include <algorithm>
+#include <cctype>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -114,6 +117,78 @@ void expect_all_differ(const lv_font_t &font, const std::set<uint32_t> &codes) {
         EXPECT_EQ(anything_lit(glyph), code != ' ') << "code " << code;
         EXPECT_TRUE(seen.insert({glyph.box.ofs_y, glyph.rows}).second) << "looks like another: code " << code;
     }
+}
+
+// Letters and digits of the text fonts.
+std::vector<char> alphanumerics() {
+    std::vector<char> characters;
+    for (uint32_t code : text_characters())
+        if (std::isalnum(static_cast<int>(code)) != 0) characters.push_back(static_cast<char>(code));
+    return characters;
+}
+
+// A glyph where it stands in its line: as wide as its advance, as high as the line.
+std::vector<std::string> cell_of(const lv_font_t &font, char letter) {
+    const Glyph glyph = glyph_of(font, static_cast<unsigned char>(letter));
+    std::vector<std::string> cell(font.line_height, std::string(glyph.box.adv_w, '.'));
+    const size_t top = static_cast<size_t>(font.line_height - font.base_line - glyph.box.box_h - glyph.box.ofs_y);
+    for (size_t y = 0; y < glyph.rows.size(); ++y)
+        cell.at(top + y).replace(static_cast<size_t>(glyph.box.ofs_x), glyph.rows[y].size(), glyph.rows[y]);
+    return cell;
+}
+
+int pixels_between(const lv_font_t &font, char one, char other) {
+    std::vector<std::string> first = cell_of(font, one), second = cell_of(font, other);
+    int count = 0;
+    for (size_t y = 0; y < first.size(); ++y) {
+        const size_t width = std::max(first[y].size(), second[y].size());
+        first[y].resize(width, '.');
+        second[y].resize(width, '.');
+        for (size_t x = 0; x < width; ++x) count += first[y][x] != second[y][x];
+    }
+    return count;
+}
+
+bool lit(const std::vector<std::string> &rows, size_t y, size_t x) {
+    return y < rows.size() && x < rows[y].size() && rows[y][x] == '#';
+}
+
+// How many rows the longest upright line goes on that is one pixel wide.
+int longest_thin_stem(const std::vector<std::string> &rows) {
+    int longest = 0;
+    for (size_t x = 0; x < rows.at(0).size(); ++x) {
+        int length = 0;
+        for (size_t y = 0; y < rows.size(); ++y) {
+            const bool thin = lit(rows, y, x) && !lit(rows, y, x + 1) && (x == 0 || !lit(rows, y, x - 1));
+            length = thin ? length + 1 : 0;
+            longest = std::max(longest, length);
+        }
+    }
+    return longest;
+}
+
+int strokes_in(const std::string &row) {
+    int strokes = 0;
+    for (size_t x = 0; x < row.size(); ++x) strokes += row[x] == '#' && (x == 0 || row[x - 1] == '.');
+    return strokes;
+}
+
+// The dark pixels that the glyph's strokes close in.
+int enclosed_pixels(std::vector<std::string> rows) {
+    for (std::string &row : rows) row = "." + row + ".";
+    rows.insert(rows.begin(), std::string(rows.at(0).size(), '.'));
+    rows.push_back(rows.front());
+    std::vector<std::pair<size_t, size_t>> open{{0, 0}};
+    while (!open.empty()) {
+        const auto [y, x] = open.back();
+        open.pop_back();
+        if (y >= rows.size() || x >= rows[y].size() || rows[y][x] != '.') continue;
+        rows[y][x] = ' ';
+        open.insert(open.end(), {{y + 1, x}, {y - 1, x}, {y, x + 1}, {y, x - 1}});
+    }
+    int count = 0;
+    for (const std::string &row : rows) count += static_cast<int>(std::count(row.begin(), row.end(), '.'));
+    return count;
 }
 
 std::vector<std::string> doubled(const std::vector<std::string> &rows) {
@@ -251,6 +326,77 @@ TEST(Art, GlyphsStayInsideTheirLine) {
 TEST(Art, EveryCharacterLooksDifferent) {
     expect_all_differ(font_16, text_characters());
     expect_all_differ(font_8, small_characters());
+}
+
+// For three rows a stem may thin, where a diagonal or a third leg needs the room.
+TEST(Art, UprightStemsAreTwoPixelsWide) {
+    for (char letter : alphanumerics()) EXPECT_LE(longest_thin_stem(cell_of(font_16, letter)), 3) << letter;
+}
+
+// What is read from an arm's length in names, serial numbers and voltages, where no word helps to guess a letter.
+TEST(Art, LettersThatLookAlikeDifferInManyPixels) {
+    for (const char *pair : {"MH", "MN", "NH", "WH", "MW", "0O", "0D", "0Q", "08", "OD", "OQ", "DQ", "VU", "VY",
+                             "UW", "vu", "wu", "mn", "1l", "1I", "lI", "8B", "86", "83", "89", "6G", "5S", "2Z"})
+        EXPECT_GE(pixels_between(font_16, pair[0], pair[1]), 7) << pair;
+    for (const char *pair : {"0O", "0D", "VU", "vu"}) EXPECT_GE(pixels_between(font_16, pair[0], pair[1]), 12) << pair;
+}
+
+// Without it M is an H with a high bar.
+TEST(Art, TheMiddleOfMAndWStandsFreeOfBothLegs) {
+    for (char letter : {'M', 'W', 'm', 'w'}) {
+        const std::vector<std::string> rows = glyph_of(font_16, static_cast<unsigned char>(letter)).rows;
+        const auto free = [](const std::string &row) { return strokes_in(row) == 3; };
+        EXPECT_GE(std::count_if(rows.begin(), rows.end(), free), 2) << letter;
+    }
+}
+
+TEST(Art, LettersThatEndInAPointDoSo) {
+    for (char letter : {'V', 'v'}) {
+        const std::vector<std::string> rows = glyph_of(font_16, static_cast<unsigned char>(letter)).rows;
+        for (size_t row : {rows.size() - 1, rows.size() - 2}) EXPECT_EQ(rows[row], "..##..") << letter;
+        EXPECT_EQ(rows[rows.size() - 3], ".####.") << letter;
+    }
+}
+
+// What goes lower than that stands on the rule below the top row, or is cut off on the production screen.
+TEST(Art, OnlyLettersWithADescenderGoBelowTheBaseLine) {
+    const std::string descending = "gjpqy";
+    for (char letter : alphanumerics()) {
+        const bool descends = descending.find(letter) != std::string::npos;
+        EXPECT_EQ(glyph_of(font_16, static_cast<unsigned char>(letter)).box.ofs_y, descends ? -2 : 0) << letter;
+    }
+}
+
+TEST(Art, LettersOfOneKindAreEquallyHigh) {
+    for (char letter : alphanumerics()) {
+        const int height = glyph_of(font_16, static_cast<unsigned char>(letter)).box.box_h;
+        const bool capital_or_digit = std::islower(static_cast<unsigned char>(letter)) == 0;
+        const bool low = std::string("acemnorsuvwxz").find(letter) != std::string::npos;
+        if (capital_or_digit || low) {
+            EXPECT_EQ(height, low ? 7 : 10) << letter;
+        }
+    }
+}
+
+// Two letters stand a pixel apart, and the strokes of one letter two.
+TEST(Art, WordsStandClearlyFurtherApartThanLetters) {
+    const lv_font_glyph_dsc_t blank = glyph_of(font_16, ' ').box, letter = glyph_of(font_16, 'H').box;
+    const int between_letters = letter.adv_w - letter.ofs_x - letter.box_w;
+    EXPECT_GE(blank.adv_w + between_letters, 5 * between_letters);
+}
+
+// Three blanks are to put the upper word over the middle of the lower one.
+TEST(Art, CheckStandsOverTheMiddleOfIgnition) {
+    const int left = width_of(font_16, "   "), right = width_of(font_16, "IGNITION") - width_of(font_16, "   CHECK");
+    EXPECT_LE(std::abs(left - right), 3);
+}
+
+TEST(Art, SignsOfTheSmallFontAreOpenEnoughToRead) {
+    EXPECT_GE(enclosed_pixels(glyph_of(font_8, '#').rows), 4) << "the square in the middle";
+    EXPECT_GE(enclosed_pixels(glyph_of(font_8, '@').rows), 1) << "the letter inside";
+    const std::vector<std::string> dollar = glyph_of(font_8, '$').rows;
+    EXPECT_EQ(dollar.front(), "..#..") << "the stroke shows above the S";
+    EXPECT_EQ(dollar.back(), "..#..") << "and below it";
 }
 
 TEST(Art, LargeFontIsTheTextFontDoubled) {
