@@ -30,8 +30,9 @@ class Unit(unittest.TestCase):
                             dirs_exist_ok=True)
 
     def test_verifies_in_silence(self):
-        said = subprocess.run(["systemd-analyze", "verify", "--man=no", f"--root={self.root}", "status-display.service"],
-                              capture_output=True, text=True)
+        said = subprocess.run(
+            ["systemd-analyze", "verify", "--man=no", f"--root={self.root}", "status-display.service"],
+            capture_output=True, text=True)
         own = [line for line in (said.stdout + said.stderr).splitlines() if "status-display" in line]
         self.assertEqual(own, [])
 
