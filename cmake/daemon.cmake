@@ -6,6 +6,11 @@ add_library(lvgl_support STATIC port/lvgl_assert.cpp port/tick.cpp)
 target_include_directories(lvgl_support PUBLIC ${PROJECT_SOURCE_DIR})
 target_link_libraries(lvgl_support PRIVATE warnings)
 
+# All of it but the start, which the component tests do without.
+file(GLOB DAEMON_SOURCES CONFIGURE_DEPENDS
+  ${PROJECT_SOURCE_DIR}/app/*.cpp ${PROJECT_SOURCE_DIR}/screen/*.cpp ${PROJECT_SOURCE_DIR}/probes/*.cpp)
+list(REMOVE_ITEM DAEMON_SOURCES ${PROJECT_SOURCE_DIR}/app/main.cpp)
+
 function(add_status_display suffix width height)
   set(lvgl lvgl${suffix})
   set(core display_core${suffix})
@@ -37,13 +42,7 @@ function(add_status_display suffix width height)
     target_link_libraries(fbdev${suffix} PRIVATE warnings)
   endif()
 
-  add_library(${core} STATIC
-    app/dispatch.cpp app/display_state.cpp app/listener.cpp app/log_text.cpp
-    screen/activity_icon.cpp screen/connectivity_line.cpp screen/identity_text.cpp screen/measurement_area.cpp
-    screen/mode_line.cpp screen/overlays.cpp screen/production_screen.cpp screen/status_screen.cpp screen/widgets.cpp
-    ${ART_SOURCES}
-    probes/process_scan.cpp probes/readers.cpp probes/voltage.cpp probes/wifi.cpp
-    port/display_port.cpp)
+  add_library(${core} STATIC ${DAEMON_SOURCES} ${ART_SOURCES} port/display_port.cpp)
   add_dependencies(${core} art)
   target_compile_options(${core} PRIVATE -ffunction-sections -fdata-sections)
   target_link_libraries(${core} PUBLIC fbdev${suffix} ${lvgl} PkgConfig::DBUS PRIVATE warnings)

@@ -12,7 +12,6 @@
 #include "support.h"
 #include "widgets.h"
 
-constexpr int ALL_VIEWS[] = {CONN_STATION, CONN_USB, CONN_HOTSPOT, CONN_BLUETOOTH, CONN_ICONS, CONN_VPN, CONN_SERIAL};
 constexpr char LINK_MODE[] = "/sys/class/net/wlan0/link_mode";
 constexpr char OPERSTATE[] = "/sys/class/net/wlan0/operstate";
 
@@ -122,7 +121,7 @@ static void start(unsigned bits, int shown) {
 
 TEST_F(ConnectivityLine, EveryRecordGivesItsView) {
     for (const unsigned force : {0u, 1u}) {
-        for (unsigned bits = 0; bits < 256; bits++) {
+        for (unsigned bits = 0; bits < 8 * combinations(CHANNEL_FLAGS); bits++) {
             for (const int shown : ALL_VIEWS) {
                 start(bits, shown);
                 lv_obj_clean(row);
@@ -309,7 +308,7 @@ TEST_F(ConnectivityLine, NothingIsDrawnOnTheProductionScreen) {
     build_production_screen();
     const size_t rows = children_of(active_screen()).size();
     for (const unsigned force : {0u, 1u}) {
-        for (unsigned bits = 0; bits < 256; bits++) {
+        for (unsigned bits = 0; bits < 8 * combinations(CHANNEL_FLAGS); bits++) {
             start(bits, CONN_USB);
             EXPECT_EQ(connectivity_line(force), 0u);
         }
@@ -328,7 +327,7 @@ TEST_F(ConnectivityLine, RefreshAsksTheProbesOnlyWithoutAnotherChannel) {
     wifi("1\n", "up\n");
     answer_commands(
         [](const std::string &command) { return command.find("ssid") != std::string::npos ? "HomeNet\n" : "-60\n"; });
-    for (unsigned bits = 0; bits < 64; bits++) {
+    for (unsigned bits = 0; bits < 2 * combinations(CHANNEL_FLAGS); bits++) {
         start(bits, CONN_ICONS);
         display_state.wifi_ssid[0] = '\0';
         const bool taken = (bits & ~8u) != 0; // everything but the station itself

@@ -33,7 +33,7 @@ protected:
     // A box that is up with the given flags, one bit each, in the order of BOX_FLAGS; the last is the latch.
     Model start_with_boxes(unsigned bits) {
         start_over();
-        if ((bits & 15) != 0) show_reboot_overlay();
+        if ((bits & box_bits()) != 0) show_reboot_overlay();
         for (const NamedFlag &named : BOX_FLAGS) {
             display_state.*named.flag = (bits & 1) != 0;
             bits >>= 1;
@@ -58,7 +58,7 @@ static std::string shown_error() {
 // ---- Error_Code
 
 TEST_F(DispatchArguments, ErrorWithoutCodeOnlyComplains) {
-    for (unsigned bits = 0; bits < 32; bits++) {
+    for (unsigned bits = 0; bits < combinations(BOX_FLAGS); bits++) {
         Model expected = start_with_boxes(bits);
         expected.command("Error_Code");
         send_command("Error_Code");
@@ -75,7 +75,8 @@ TEST_F(DispatchArguments, CodeOfAnotherTypeCountsAsMissing) {
     for (int i = 0; i < ARGUMENT_SIGNATURE_COUNT; i++) {
         const std::string signature = ARGUMENT_SIGNATURES[i];
         if (signature == "s") continue;
-        for (const unsigned bits : {0u, 16u, 18u, 31u}) {
+        const unsigned latch = combinations(BOX_FLAGS) / 2;
+        for (const unsigned bits : {0u, latch, latch + 2, 2 * latch - 1}) {
             Model expected = start_with_boxes(bits);
             expected.command("Error_Code");
             Message message("Error_Code");
@@ -91,12 +92,13 @@ TEST_F(DispatchArguments, EveryCodeOverEveryBox) {
                            "WIFI01", "C",     "CW",     "CWI", "CWIF",   "CWIFI", "CWIFI0", "wifi",    "cwifi", "WiFI",
                            " WIFI",  "XWIFI", "XCWIFI", "IFI", "%s%n%d", "a\nb",  "WIFI\n", "CWIFI\nx"};
     for (const char *code : codes) {
-        for (unsigned bits = 0; bits < 32; bits++) {
+        for (unsigned bits = 0; bits < combinations(BOX_FLAGS); bits++) {
             Model expected = start_with_boxes(bits);
             expected.command("Error_Code", {}, code);
             send_command("Error_Code", code);
             ASSERT_EQ(expected.difference(), "") << code << " over " << bits;
-            if (expected.boxes == 1 && display_state.error_shown && !display_state.reboot_shown && (bits & 15) == 0) {
+            if (expected.boxes == 1 && display_state.error_shown && !display_state.reboot_shown &&
+                (bits & box_bits()) == 0) {
                 ASSERT_EQ(shown_error(), expected.state.error_text) << code;
             }
         }
@@ -177,10 +179,10 @@ TEST_F(DispatchArguments, ClearedWifiErrorFetchesTheStation) {
 TEST_F(DispatchArguments, UpdateWithEveryNumberOfArguments) {
     constexpr int32_t LOWEST = std::numeric_limits<int32_t>::min(), HIGHEST = std::numeric_limits<int32_t>::max();
     for (const int32_t seconds : {0, 1, 120, -1, 32767, 32768, 65536, LOWEST, HIGHEST}) {
-        for (unsigned bits = 0; bits < 32; bits++) {
-            // The bar that is up must exist for the firmware flag.
-            if ((bits & 4) != 0) continue;
+        for (unsigned bits = 0; bits < combinations(BOX_FLAGS); bits++) {
             Model expected = start_with_boxes(bits);
+            // The bar that is up must exist for the firmware flag.
+            if (display_state.fw_overlay_shown) continue;
             expected.command("cd_update");
             send_command("cd_update");
             ASSERT_EQ(expected.difference(), "") << "no argument over " << bits;

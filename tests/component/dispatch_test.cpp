@@ -127,8 +127,8 @@ TEST_F(Dispatch, WordsWithoutArgumentsIgnoreWhatFollows) {
 TEST_F(Dispatch, EveryWordFromEveryModeFlag) {
     for (const std::string &word : ALL_WORDS) {
         Message message(word.c_str());
-        for (unsigned modes = 0; modes < 1024; modes++) {
-            for (const unsigned channels : {0u, 31u}) {
+        for (unsigned modes = 0; modes < combinations(MODE_FLAGS); modes++) {
+            for (const unsigned channels : {0u, combinations(CHANNEL_FLAGS) - 1}) {
                 set_flags(MODE_FLAGS, modes);
                 set_flags(CHANNEL_FLAGS, channels);
                 set_flags(BOX_FLAGS, 0);
@@ -141,13 +141,13 @@ TEST_F(Dispatch, EveryWordFromEveryModeFlag) {
 TEST_F(Dispatch, EveryWordFromEveryChannelAndView) {
     for (const std::string &word : ALL_WORDS) {
         Message message(word.c_str());
-        for (unsigned bits = 0; bits < 256; bits++) {
-            for (const int shown : {0, 1, 2, 4, 5, 6, 999}) {
+        for (unsigned bits = 0; bits < 8 * combinations(CHANNEL_FLAGS); bits++) {
+            for (const int shown : ALL_VIEWS) {
                 set_flags(BOX_FLAGS, 0);
-                set_flags(CHANNEL_FLAGS, bits & 31);
-                display_state.power_down = (bits & 32) != 0;
-                strcpy(display_state.wifi_ssid, (bits & 64) != 0 ? "HomeNet\n" : "");
-                strcpy(display_state.last_quality, (bits & 128) != 0 ? "50" : "");
+                display_state.power_down = (bits & 1) != 0;
+                strcpy(display_state.wifi_ssid, (bits & 2) != 0 ? "HomeNet\n" : "");
+                strcpy(display_state.last_quality, (bits & 4) != 0 ? "50" : "");
+                set_flags(CHANNEL_FLAGS, bits / 8);
                 display_state.wifi_quality = "50";
                 display_state.conn_shown = shown;
                 ASSERT_EQ(difference_after(word, message), "") << word << ", start " << bits << ", view " << shown;
@@ -159,17 +159,18 @@ TEST_F(Dispatch, EveryWordFromEveryChannelAndView) {
 // Two flags at once are what "USB_done" leaves behind.
 TEST_F(Dispatch, EveryWordOverEveryBox) {
     for (const std::string &word : ALL_WORDS) {
-        for (unsigned bits = 0; bits < 128; bits++) {
-            if ((bits & 15) != 0) show_reboot_overlay();
-            set_flags(BOX_FLAGS, bits & 31);
+        for (unsigned bits = 0; bits < 4 * combinations(BOX_FLAGS); bits++) {
+            const unsigned flags = bits / 4;
+            if ((flags & box_bits()) != 0) show_reboot_overlay();
+            set_flags(BOX_FLAGS, flags);
             set_flags(MODE_FLAGS, 0);
-            display_state.power_down = (bits & 32) != 0;
-            lv_task_set_prio(display_state.voltage_task, (bits & 64) != 0 ? LV_TASK_PRIO_OFF : LV_TASK_PRIO_MID);
-            lv_task_set_prio(display_state.progress_task, (bits & 64) != 0 ? LV_TASK_PRIO_MID : LV_TASK_PRIO_OFF);
+            display_state.power_down = (bits & 1) != 0;
+            lv_task_set_prio(display_state.voltage_task, (bits & 2) != 0 ? LV_TASK_PRIO_OFF : LV_TASK_PRIO_MID);
+            lv_task_set_prio(display_state.progress_task, (bits & 2) != 0 ? LV_TASK_PRIO_MID : LV_TASK_PRIO_OFF);
 
             Model expected = Model::of_display();
             expected.other_objects = model.other_objects;
-            expected.boxes = (bits & 15) != 0;
+            expected.boxes = (flags & box_bits()) != 0;
             expected.command(word);
             send_command(word);
             ASSERT_EQ(expected.difference(), "") << word << ", start " << bits;
@@ -184,14 +185,15 @@ TEST_F(Dispatch, EveryWordOverEveryBoxInProduction) {
     log_lines.clear();
     const int rows = lv_obj_count_children(active_screen());
     for (const std::string &word : ALL_WORDS) {
-        for (unsigned bits = 0; bits < 64; bits++) {
-            if ((bits & 15) != 0) show_error_overlay();
-            set_flags(BOX_FLAGS, bits & 31);
-            set_flags(MODE_FLAGS, (bits & 32) != 0 ? 0x3FF : 0);
+        for (unsigned bits = 0; bits < 2 * combinations(BOX_FLAGS); bits++) {
+            const unsigned flags = bits / 2;
+            if ((flags & box_bits()) != 0) show_error_overlay();
+            set_flags(BOX_FLAGS, flags);
+            set_flags(MODE_FLAGS, (bits & 1) != 0 ? combinations(MODE_FLAGS) - 1 : 0);
 
             Model expected = Model::of_display();
             expected.other_objects = rows;
-            expected.boxes = (bits & 15) != 0;
+            expected.boxes = (flags & box_bits()) != 0;
             expected.command(word);
             send_command(word);
             ASSERT_EQ(expected.difference(), "") << word << ", start " << bits;
@@ -208,7 +210,7 @@ TEST_F(Dispatch, EveryWordWithoutAVoltageTask) {
     ASSERT_EQ(display_state.voltage_task, nullptr);
     model = Model::of_display();
     for (const std::string &word : ALL_WORDS) {
-        for (unsigned boxes = 0; boxes < 16; boxes++) {
+        for (unsigned boxes = 0; boxes <= box_bits(); boxes++) {
             if (boxes != 0) show_reboot_overlay();
             set_flags(BOX_FLAGS, boxes);
             Model expected = Model::of_display();

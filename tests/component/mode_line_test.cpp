@@ -12,11 +12,6 @@
 #include "support.h"
 #include "widgets.h"
 
-static const char *const ALL_TEXTS[] = {
-    "AUTOCHECK...", "NO WARRANTY", "DIAGNOSIS",  "DOIP ETHERNET", "REC ON", "REC ...",
-    "DOIP",         "PASSTHRU",    "POWER DOWN", "RESTARTING...", "READY",
-};
-
 constexpr char J2534[] = "FT_MAINAPP_J2534";
 
 class ModeLine : public ComponentTest {
@@ -68,8 +63,8 @@ protected:
     void compare_all(const std::optional<std::string> &line) {
         const RowBefore rows[] = {{CONN_ICONS, true, true}, {CONN_ICONS, false, false}, {CONN_SERIAL, false, false}};
         for (const RowBefore &row : rows) {
-            for (const char *before : ALL_TEXTS) {
-                for (unsigned flags = 0; flags < 1024; flags++) {
+            for (const char *before : ALL_MODE_TEXTS) {
+                for (unsigned flags = 0; flags < combinations(MODE_FLAGS); flags++) {
                     ASSERT_EQ(difference_after_pass(flags, before, row, line), "")
                         << "flags " << flags << " over " << before << ", the row at " << row.shown;
                 }
@@ -214,7 +209,7 @@ TEST_F(ModeLine, EachFlagAloneShowsItsText) {
 }
 
 TEST_F(ModeLine, WithoutAFlagTheTextStaysAndIsCentredEachTime) {
-    for (const char *before : ALL_TEXTS) {
+    for (const char *before : ALL_MODE_TEXTS) {
         show(before);
         for (int passes = 0; passes < 2; passes++) {
             lv_obj_set_pos(display_state.mode_label, passes, passes);
@@ -227,7 +222,7 @@ TEST_F(ModeLine, WithoutAFlagTheTextStaysAndIsCentredEachTime) {
 }
 
 TEST_F(ModeLine, ReadyNeverShowsWithoutWarranty) {
-    for (const char *before : ALL_TEXTS) {
+    for (const char *before : ALL_MODE_TEXTS) {
         show(before);
         display_state.ready = display_state.no_warranty = true;
         pass();

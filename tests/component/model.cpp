@@ -14,6 +14,15 @@ const std::vector<std::string> ALL_WORDS = {
     "p_off",      "p_on",         "M4_update",      "M4_done",  "M4_error",
 };
 
+const std::vector<const char *> ALL_MODE_TEXTS = {
+    "AUTOCHECK...", "NO WARRANTY", "DIAGNOSIS",  "DOIP ETHERNET", "REC ON", "REC ...",
+    "DOIP",         "PASSTHRU",    "POWER DOWN", "RESTARTING...", "READY",
+};
+
+const std::vector<int> ALL_VIEWS = {
+    CONN_STATION, CONN_USB, CONN_HOTSPOT, CONN_BLUETOOTH, CONN_ICONS, CONN_VPN, CONN_SERIAL,
+};
+
 #define FLAG(name) \
     NamedFlag { #name, &DisplayState::name }
 const std::vector<NamedFlag> MODE_FLAGS = {

@@ -61,13 +61,25 @@ private:
 /// All words in the order in which they are matched.
 extern const std::vector<std::string> ALL_WORDS;
 
+/// All texts of the mode row, that of the start first.
+extern const std::vector<const char *> ALL_MODE_TEXTS;
+
+/// The codes of all views of the connectivity row.
+extern const std::vector<int> ALL_VIEWS;
+
 struct NamedFlag {
     const char *name;
     bool DisplayState::*flag;
 };
-extern const std::vector<NamedFlag> MODE_FLAGS;    ///< the ten of them, rec_active included
-extern const std::vector<NamedFlag> CHANNEL_FLAGS; ///< the five
-extern const std::vector<NamedFlag> BOX_FLAGS;     ///< the four, and wifi_error_latched
+extern const std::vector<NamedFlag> MODE_FLAGS; ///< rec_active included
+extern const std::vector<NamedFlag> CHANNEL_FLAGS;
+extern const std::vector<NamedFlag> BOX_FLAGS; ///< of the boxes that are tracked, and wifi_error_latched at the end
+
+/// How many combinations of `flags` there are: bit by bit in their order, from 0 to one less.
+inline unsigned combinations(const std::vector<NamedFlag> &flags) { return 1u << flags.size(); }
+
+/// The bits of BOX_FLAGS that tell of a box: all but the last.
+inline unsigned box_bits() { return combinations(BOX_FLAGS) / 2 - 1; }
 
 /// "" when both records agree in everything that commands and rows write, else the fields that differ.
 std::string record_difference(const DisplayState &expected, const DisplayState &actual);

@@ -5,6 +5,7 @@
 #include <string.h>
 
 #include <algorithm>
+#include <iterator>
 
 #include "messages.h"
 #include "model.h"
@@ -54,6 +55,20 @@ static const MessageBox MESSAGES[] = {
     {"ignition", show_ignition_overlay, &DisplayState::ignition_shown, &icon_ignition, -30, -2, 20,
      "   CHECK  \nIGNITION"},
     {"error", show_error_overlay, &DisplayState::error_shown, &icon_error, -34, 0, 14, "ERROR\n E42"},
+};
+
+// All boxes.
+struct Kind {
+    void (*show)();
+    bool DisplayState::*flag; ///< NULL: not tracked
+};
+
+static const Kind KINDS[] = {
+    {show_reboot_overlay, &DisplayState::reboot_shown},
+    {show_error_overlay, &DisplayState::error_shown},
+    {show_ignition_overlay, &DisplayState::ignition_shown},
+    {show_fw_overlay, &DisplayState::fw_overlay_shown},
+    {show_usb_box, nullptr},
 };
 
 // ---- How they are built
@@ -190,8 +205,9 @@ TEST_F(Overlays, UsbBox) {
 // A box that a later one covers keeps its look, so no kind may share a style with another.
 TEST_F(Overlays, EachKindHasItsOwnStyles) {
     std::vector<const lv_style_t *> styles;
-    for (void (*show)() : {show_reboot_overlay, show_error_overlay, show_ignition_overlay, show_fw_overlay}) {
-        show();
+    for (const Kind &kind : KINDS) {
+        if (!kind.flag) continue; // the USB box has no parts of its own
+        kind.show();
         styles.push_back(lv_obj_get_style(display_state.overlay));
         styles.push_back(lv_obj_get_style(children_of(display_state.overlay)[0]));
     }
@@ -203,24 +219,12 @@ TEST_F(Overlays, EachKindHasItsOwnStyles) {
 
 // ---- On one another
 
-struct Kind {
-    void (*show)();
-    bool DisplayState::*flag; ///< NULL: not tracked
-};
-
-static const Kind KINDS[] = {
-    {show_reboot_overlay, &DisplayState::reboot_shown},
-    {show_error_overlay, &DisplayState::error_shown},
-    {show_ignition_overlay, &DisplayState::ignition_shown},
-    {show_fw_overlay, &DisplayState::fw_overlay_shown},
-    {show_usb_box, nullptr},
-};
-
 // Four deep: what is covered stays where it is, only the last tracked one is deleted, only once.
 TEST_F(Overlays, EveryKindOverEveryKind) {
-    for (int sequence = 0; sequence < 5 * 5 * 5 * 5; sequence++) {
-        const Kind *kinds[] = {&KINDS[sequence % 5], &KINDS[sequence / 5 % 5], &KINDS[sequence / 25 % 5],
-                               &KINDS[sequence / 125 % 5]};
+    constexpr size_t n = std::size(KINDS);
+    for (size_t sequence = 0; sequence < n * n * n * n; sequence++) {
+        const Kind *kinds[] = {&KINDS[sequence % n], &KINDS[sequence / n % n], &KINDS[sequence / n / n % n],
+                               &KINDS[sequence / n / n / n % n]};
         DisplayState flags;
         std::vector<lv_obj_t *> stack;
         lv_obj_t *tracked = nullptr;
