@@ -30,7 +30,8 @@ class Install(unittest.TestCase):
         self.assertGreater(len(pictures), 100)
         scenarios = {path for path in found if path.endswith(".scenario")}
         self.assertGreater(len(scenarios), 10)
-        examples = {f"share/status-display-simulator/examples/gateway.{kind}" for kind in ("py", "sh", "scenario")}
+        examples = {f"share/status-display-simulator/examples/{name}" for name in (
+            "gateway.py", "gateway.sh", "gateway.scenario", "display.py", "display.sh")}
         self.assertEqual(found - pictures - scenarios | examples, examples | {
             "bin/status-display", "bin/displayctl", "bin/display-sim", "share/man/man1/displayctl.1",
             "share/man/man1/display-sim.1", "libexec/status-display-simulator/status-display",
