@@ -1,4 +1,4 @@
-// Carries out display commands; see dispatch.h. The words, their order and their handlers are in vocabulary.def.
+// Carries out display commands. The words, their order and their handlers are in vocabulary.def.
 //
 // The commands are uneven; docs/compatibility.md says how and who depends on it.
 #include "app/dispatch.h"

@@ -1,4 +1,4 @@
-// How much of a foreign text is logged; see log_text.h.
+// How much of a foreign text is logged.
 //
 // The log socket refuses a line of a few hundred kilobytes. LOG_CONS then has it written to the console, and the
 // display stands still until a serial line has carried it all.

@@ -1,4 +1,3 @@
-// See drawing.h.
 #include "panel/drawing.h"
 
 #include <algorithm>

@@ -1,4 +1,3 @@
-// See terminal.h.
 #include "panel/terminal.h"
 
 #include <cctype>

@@ -1,4 +1,3 @@
-// Where LVGL's assertions end; see lvgl_assert.h.
 #include "port/lvgl_assert.h"
 
 #include <stdlib.h>

@@ -1,4 +1,3 @@
-// Looks for a process by its command name; see process_scan.h.
 #include "probes/process_scan.h"
 
 #include <dirent.h>

@@ -1,4 +1,4 @@
-// Reads the small files and tools of the box; see readers.h.
+// Reads the small files and tools of the box.
 //
 // Plain descriptors instead of stdio: the meter and the mode line read such files twice a second, and a
 // stream would allocate each time. O_NONBLOCK keeps a FIFO in a file's place from stopping the display.

@@ -1,4 +1,4 @@
-// Measures the supply voltage; see voltage.h.
+// Measures the supply voltage.
 //
 // Below 6.0 V at the supply input is no voltage there and asks the vehicle jack; exactly 6.0 V is a reading.
 #include "probes/voltage.h"

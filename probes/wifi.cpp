@@ -1,4 +1,3 @@
-// Wi-Fi station link, network name and signal quality; see wifi.h.
 #include "probes/wifi.h"
 
 #include <stdint.h>

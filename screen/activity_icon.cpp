@@ -1,4 +1,3 @@
-// The activity icon at the end of the mode row; see activity_icon.h.
 #include "screen/activity_icon.h"
 
 #include "app/display_state.h"

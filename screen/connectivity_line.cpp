@@ -1,4 +1,4 @@
-// The top row; see connectivity_line.h. Decides which view the row should show, and draws it if it changed.
+// The top row. Decides which view the row should show, and draws it if it changed.
 #include "screen/connectivity_line.h"
 
 #include <stdio.h>

@@ -1,4 +1,3 @@
-// The unit's identity as text; see identity_text.h.
 #include "screen/identity_text.h"
 
 #include <stdio.h>

@@ -1,4 +1,4 @@
-// The measurement area in the middle of the status screen; see measurement_area.h.
+// The measurement area in the middle of the status screen.
 //
 // The meter's comparisons are uneven; docs/compatibility.md says who depends on them.
 #include "screen/measurement_area.h"

@@ -1,4 +1,4 @@
-// The mode word in the bottom row; see mode_line.h.
+// The mode word in the bottom row.
 //
 // The flags and the label's text are the whole state. The checks run in order, and each that fires clears
 // the flags of all the others, so the last one to fire wins. A check whose text is already up ends the pass

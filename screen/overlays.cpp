@@ -1,4 +1,3 @@
-// The boxes laid over the screen; see overlays.h.
 #include "screen/overlays.h"
 
 #include <stdint.h>

@@ -1,4 +1,3 @@
-// Builds the production screen; see production_screen.h.
 #include "screen/production_screen.h"
 
 #include <syslog.h>

@@ -1,4 +1,4 @@
-// Builds the status screen; see status_screen.h. Nothing here is ever built again or freed: later changes
+// Builds the status screen. Nothing here is ever built again or freed: later changes
 // rewrite texts, swap pictures, and fill the connectivity row.
 //
 // The layout lies in 128 x 66 pixels although the panel is registered as 64 x 128; both stand. Rows reach

@@ -1,4 +1,3 @@
-// Styles, widgets and label texts; see widgets.h.
 #include "screen/widgets.h"
 
 #include <stdint.h>

@@ -1,4 +1,4 @@
-// The framebuffer device that is not there; see fbdev_device.h.
+// The framebuffer device that is not there.
 // The __wrap_ functions stand in for the C library's through the linker's --wrap, see tests/CMakeLists.txt.
 #include "fbdev_device.h"
 

@@ -1,4 +1,4 @@
-// The bus that is not there; see listener_bus.h.
+// The bus that is not there.
 // The __wrap_ functions stand in for libdbus's through the linker's --wrap, see tests/CMakeLists.txt.
 #include "listener_bus.h"
 

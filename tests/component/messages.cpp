@@ -1,4 +1,3 @@
-// Display messages made in memory; see messages.h.
 #include "messages.h"
 
 #include <fcntl.h>

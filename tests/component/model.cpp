@@ -1,4 +1,3 @@
-// A second, much plainer display; see model.h.
 #include "model.h"
 
 #include <string.h>

@@ -1,4 +1,3 @@
-// The component tests' clock, panel, objects, files and fixture; see support.h.
 #include "support.h"
 
 #include <errno.h>

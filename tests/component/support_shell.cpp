@@ -1,4 +1,4 @@
-// The component tests' shell, system log and child processes; see support.h.
+// The component tests' shell, system log and child processes.
 // The __wrap_ functions stand in for the C library's through the linker's --wrap, see tests/CMakeLists.txt.
 #include "support.h"
 

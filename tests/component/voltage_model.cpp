@@ -1,4 +1,3 @@
-// The meter's second calculation and the comparison with the first; see voltage_model.h.
 #include "voltage_model.h"
 
 #include <math.h>

@@ -1,4 +1,3 @@
-// What stands on the screen, as a test can ask for it; see widgets.h.
 #include "widgets.h"
 
 #include "probes/readers.h"

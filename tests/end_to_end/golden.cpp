@@ -1,4 +1,3 @@
-// Loading golden pictures and reading rows back; see golden.h.
 #include "golden.h"
 
 #include <algorithm>

@@ -1,4 +1,3 @@
-// Starting the other bus and talking on it; see other_bus.h.
 #include "other_bus.h"
 
 #include <fstream>

@@ -1,4 +1,3 @@
-// The fixture of all end-to-end tests; see support.h.
 #include "support.h"
 
 #include <filesystem>

@@ -1,4 +1,3 @@
-// Making the values; see values.h.
 #include "values.h"
 
 #include <fcntl.h>

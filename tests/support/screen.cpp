@@ -1,4 +1,3 @@
-// See screen.h.
 #include "support/screen.h"
 
 #include <algorithm>

@@ -1,4 +1,3 @@
-// See support.h.
 #include "support.h"
 
 #include <cerrno>
