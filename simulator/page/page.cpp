@@ -7,7 +7,7 @@
 //     GET  /api/commands              the commands of the scenario language
 //     GET  /api/controls              the controls of the box
 //     GET  /api/state                 the box, the start-up variant, the speed, the recording
-//     GET  /api/picture.png           ?view=device or layout, &scale=1 to 16
+//     GET  /api/picture.png           ?view=device, layout or both, &scale=1 to 16
 //     GET  /api/scenario              what has been recorded
 //     POST /api/do                    carries out one scenario line
 //     POST /api/speed                 a number; 0 stands still
@@ -85,13 +85,16 @@ static void add_questions(Server &routes, JobQueue &jobs, PageController &contro
         answer_for(jobs, response, [&] { answer(response, 200, controller.state()); });
     });
     routes.Get("/api/picture\\.png", [&](const Request &request, Response &response) {
-        const std::optional<View> view = view_named(request.get_param_value("view"));
+        const std::string wanted = request.get_param_value("view");
+        const std::optional<View> view = view_named(wanted);
         const int scale = request.has_param("scale") ? std::atoi(request.get_param_value("scale").c_str()) : 1;
-        if (!view || scale < 1 || scale > largest_scale) {
-            return answer_error(response, 400, "give view=device or view=layout, and scale=1 to 16");
+        if ((!view && wanted != "both") || scale < 1 || scale > largest_scale) {
+            return answer_error(response, 400, "give view=device, view=layout or view=both, and scale=1 to 16");
         }
-        answer_for(jobs, response,
-                   [&] { response.set_content(panel::to_png(controller.picture(*view), scale), "image/png"); });
+        answer_for(jobs, response, [&] {
+            const Picture picture = view ? controller.picture(*view) : controller.both_pictures();
+            response.set_content(panel::to_png(picture, scale), "image/png");
+        });
     });
     routes.Get("/api/scenario", [&](const Request &, Response &response) {
         answer_for(jobs, response, [&] {

@@ -9,6 +9,7 @@
 #include <syslog.h>
 
 #include "simulator/page/page_json.h"
+#include "simulator/scenario/play_film.h"
 
 namespace desk {
 
@@ -55,6 +56,16 @@ static void refuse_what_a_page_cannot_do(const std::string &line, const Action &
     if (is(action, "wait") && action.number > longest_wait_ms) throw ScenarioError("wait 10 minutes at most");
 }
 
+// Both belong to a recording; without one nothing would be kept.
+static void refuse_what_a_recording_keeps(const Action &action, bool recording) {
+    if (recording) return;
+    if (is(action, "note")) throw Error("nothing is being recorded, so a note would be lost; begin a recording first");
+    if (is(action, "picture")) {
+        throw Error("nothing is being recorded, so 'picture' has no place to put it; begin a recording first, or "
+                    "fetch /api/picture.png");
+    }
+}
+
 void PageController::carry_out(const Action &action) {
     const bool starts = is(action, "start");
     const bool needs_daemon = !starts && !action.command->prepares_box;
@@ -74,6 +85,7 @@ void PageController::perform(const std::string &line) {
     const std::optional<Action> action = parse_action(line);
     if (!action) return;
     refuse_what_a_page_cannot_do(line, *action);
+    refuse_what_a_recording_keeps(*action, recorder_.running());
     // A recording must be playable: the second picture of one name is refused here and not only there.
     if (recorder_.running() && is(*action, "picture")) parse_scenario(recorder_.text() + line, "the recording");
     const int64_t before_us = stage_.now_us();
@@ -115,6 +127,10 @@ void PageController::set_speed(const std::string &text) {
 }
 
 /* ---- what the pages are told ---- */
+
+Picture PageController::both_pictures() {
+    return side_by_side(picture(View::layout), picture(View::device), "");
+}
 
 json PageController::state() {
     json box = json::object();

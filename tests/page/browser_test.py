@@ -445,6 +445,30 @@ class Saving(BrowserTest):
             saved = shrunk(decode_png(self.download(f"#png-{view}", f"{view}.png")), 4)
             self.assertEqual(saved, self.browser.panel(view))
 
+    def test_a_picture_without_a_recording_is_saved(self):
+        self.simulator.do("send chan_usb", "wait 601ms")
+        self.assert_shows("views/view_usb")
+        wanted = self.simulator.request("/api/picture.png?view=both&scale=4")[2]
+        self.browser.type("#picture-form input", "the-channel")
+        self.assertEqual(self.download("#picture-form button", "the-channel.png"), wanted)
+        self.assertIn("the-channel.png", self.browser.text("#record-reply"))
+        for number in (1, 2):  # never twice the same name
+            self.assertEqual(self.download("#picture-form button", f"picture-{number}.png"), wanted)
+
+    def test_a_note_needs_a_recording(self):
+        look = """const {input, button} = Object.fromEntries([...document.querySelectorAll('#note-form > *')].map(
+                      (part) => [part.localName, part]));
+                  return [input.disabled, button.disabled,
+                          document.getElementById('note-reason').checkVisibility()];"""
+        self.assertEqual(self.browser.script(look), [True, True, True])
+        self.assertIn("needs a recording", self.browser.text("#note-reason"))
+        self.browser.click("#record")
+        self.browser.wait("document.getElementById('record').textContent === 'Stop'")
+        self.assertEqual(self.browser.script(look), [False, False, False])
+        self.browser.click("#record")
+        self.browser.wait("document.getElementById('record').textContent === 'Record'")
+        self.assertEqual(self.browser.script(look), [True, True, True])
+
     def test_a_recording_plays_back_to_the_same_pictures(self):
         self.browser.click("#record")
         self.browser.wait("document.getElementById('record').textContent === 'Stop'")

@@ -117,6 +117,15 @@ class Served(PageTest):
             for scale in (2, 4, 16):
                 self.assertEqual(self.picture(view, scale), self.picture(view))
 
+    def test_both_panels_in_one_picture(self):
+        self.simulator.do("send chan_usb", "wait 601ms")
+        rows = shrunk(decode_png(self.simulator.request("/api/picture.png?view=both&scale=2")[2]), 2)
+        for view in VIEWS:
+            first, *further = self.picture(view)
+            corners = [(x, y) for y, row in enumerate(rows) for x in range(len(row)) if row.startswith(first, x)]
+            self.assertTrue(any(all(rows[y + 1 + i].startswith(row, x) for i, row in enumerate(further))
+                                for x, y in corners if y + len(further) < len(rows)), view)
+
     def test_pictures_that_do_not_exist(self):
         for query in ("", "?view=", "?view=wide", "?view=device&scale=0", "?view=device&scale=17",
                       "?view=device&scale=x", "?view=layout&scale=99999999999"):
@@ -491,7 +500,6 @@ class Recording(PageTest):
 
     def test_a_picture_is_taken_once_under_one_name(self):
         """The recording could not be played otherwise."""
-        self.simulator.do("picture a", "picture a")  # nothing is recorded yet
         self.record("start")
         self.simulator.do("picture a", "picture b")
         status, _, data = self.simulator.request("/api/do", 'picture   "a"')
@@ -500,7 +508,16 @@ class Recording(PageTest):
         self.record("stop")
         text = self.simulator.request("/api/scenario")[2].decode()
         self.assertEqual(re.findall("^picture.*$", text, re.M), ["picture a", "picture b"])
-        self.simulator.do("picture a")
+
+    def test_what_only_a_recording_keeps_is_refused_without_one(self):
+        for line in ("note What happens", "note", "picture a"):
+            status, _, data = self.simulator.request("/api/do", line)
+            self.assertEqual(status, 409, line)
+            self.assertIn("nothing is being recorded", json.loads(data)["error"])
+        self.assertEqual(self.simulator.state()["trouble"], "", "and the display runs on")
+        self.record("start")
+        self.simulator.do("note What happens", "picture a")
+        self.record("stop")
 
     def test_other_requests(self):
         self.assertEqual(self.simulator.request("/api/record", "pause")[0], 400)

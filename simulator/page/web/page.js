@@ -12,12 +12,14 @@ const make = (tag, properties = {}, ...children) => {
 
 // ---- Asking the simulator ----
 
+const noAnswer = 'The simulator does not answer.';
+
 async function post(path, text) {
   try {
     const response = await fetch(path, {method: 'POST', body: text, headers: {'Content-Type': 'text/plain'}});
     return await response.json();
   } catch {
-    return {ok: false, error: 'The simulator does not answer.'};
+    return {ok: false, error: noAnswer};
   }
 }
 
@@ -285,6 +287,8 @@ async function showRecording(now, before) {
   $('record').textContent = now.running ? 'Stop' : 'Record';
   $('record').setAttribute('aria-pressed', String(now.running));
   $('download').hidden = now.lines === 0;
+  for (const part of $('note-form').elements) part.disabled = !now.running;
+  $('note-reason').hidden = now.running;
   if (now.lines === 0 || now.lines === before?.lines && now.running === before?.running) return;
   const pre = $('scenario');
   pre.textContent = await (await fetch('/api/scenario')).text();
@@ -370,12 +374,43 @@ function connectStart() {
   $('start-again').addEventListener('click', restart);
 }
 
-// The first that the recording does not have yet: one with the same name twice could not be played.
+const saved = new Set();
+
+// The first that the recording does not have yet: one with the same name twice could not be played. Nor has it been
+// saved from here.
 function freeName() {
   const lines = $('scenario').textContent.split('\n');
   let number = 1;
-  while (lines.includes(`picture picture-${number}`)) number++;
+  while (lines.includes(`picture picture-${number}`) || saved.has(`picture-${number}`)) number++;
   return `picture-${number}`;
+}
+
+// Without a recording a picture goes where the browser puts downloads.
+async function savePicture(name) {
+  try {
+    const response = await fetch('/api/picture.png?view=both&scale=4');
+    if (!response.ok) return (await response.json()).error;
+    const address = URL.createObjectURL(await response.blob());
+    make('a', {href: address, download: `${name}.png`}).click();
+    setTimeout(() => URL.revokeObjectURL(address), 60000);
+  } catch {
+    return noAnswer;
+  }
+  saved.add(name);
+  return '';
+}
+
+async function takePicture(field, place) {
+  const name = field.value || freeName();
+  if (state?.recording.running) {
+    if (!await perform(lineOf('picture', name), place, `Recorded the picture ${name}.`)) return;
+  } else {
+    const problem = await savePicture(name);
+    say(place, problem || `Saved both panels as ${name}.png.`, problem ? 'bad' : 'good');
+    if (problem) return;
+  }
+  field.value = '';
+  field.placeholder = freeName();
 }
 
 function connectRecording() {
@@ -388,14 +423,12 @@ function connectRecording() {
   });
   $('picture-form').addEventListener('submit', async (event) => {
     event.preventDefault();
-    const field = event.target.elements.name;
-    const name = field.value || freeName();
-    if (await perform(lineOf('picture', name), place, `Picture ${name}.`)) field.value = '';
+    await takePicture(event.target.elements.name, place);
   });
   $('note-form').addEventListener('submit', async (event) => {
     event.preventDefault();
     const field = event.target.elements.note;
-    if (field.value && await perform(lineOf('note', field.value), place, 'Noted.')) field.value = '';
+    if (field.value && await perform(lineOf('note', field.value), place, 'Noted in the recording.')) field.value = '';
   });
 }
 
