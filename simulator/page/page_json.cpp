@@ -49,7 +49,7 @@ static json kind_json(const Measure &measure) {
     const auto &[lowest, highest, step, first] = measure.slider;
     return {{"kind", "measure"}, {"unit", measure.unit}, {"present", measure.present},
             {"min", lowest},     {"max", highest},       {"step", step},
-            {"first", first}};
+            {"first", first},    {"whole", measure.whole}};
 }
 
 static json kind_json(const Text &text) {

@@ -246,7 +246,7 @@ class Line(BrowserTest):
 
 class Box(BrowserTest):
     def set_field(self, command, text):
-        selector = f"input[type=text][data-command={command}], input[type=number][data-command={command}]"
+        selector = f"input[type=text][data-command={command}]"
         self.browser.type(selector, text)
         self.browser.press("Enter")
 
@@ -284,7 +284,7 @@ class Box(BrowserTest):
 
     def test_sliders(self):
         self.simulator.do("signal -50")
-        self.browser.wait("document.querySelector('input[type=number][data-command=signal]').value === '-50'")
+        self.browser.wait("document.querySelector('input.number[data-command=signal]').value === '-50'")
         for command, word in (("supply", "9.7"), ("jack", "8000"), ("signal", "-71")):
             self.move_slider(command, word)
             self.wait_for_box(command, word)
@@ -322,10 +322,10 @@ class Box(BrowserTest):
     def test_what_others_change_shows(self):
         self.simulator.do("supply 7.5", "wifi up", "ssid Elsewhere", "signal -80", "serial none", "hotspot off")
         self.browser.wait("""['7.5', true, 'Elsewhere', '-80', '', false].join() === [
-            document.querySelector('input[type=number][data-command=supply]').value,
+            document.querySelector('input.number[data-command=supply]').value,
             document.querySelector('input[data-command=wifi]').checked,
             document.querySelector('input[data-command=ssid]').value,
-            document.querySelector('input[type=number][data-command=signal]').value,
+            document.querySelector('input.number[data-command=signal]').value,
             document.querySelector('input[data-command=serial]').value,
             document.querySelector('input[data-command=hotspot]').checked].join()""")
 
@@ -335,7 +335,7 @@ class Box(BrowserTest):
         self.browser.wait("document.querySelector('input[data-command=serial]').value === 'BEFORE'")
         fields = (("input[type=text][data-command=serial]", "HALF-TY", "serial"),
                   ("input[type=text][data-command=ssid]", "Half a na", "ssid"),
-                  ("input[type=number][data-command=supply]", "13", "supply"))
+                  ("input.number[data-command=supply]", "13", "supply"))
         for number, (field, typed, command) in enumerate(fields):
             self.browser.type(field, typed)
             self.simulator.do(f"{command} {number}.5", f"noise -{number}0")
@@ -346,6 +346,61 @@ class Box(BrowserTest):
             self.assertEqual(self.box(command), f"{number}.5")
             self.browser.press("Enter")
             self.wait_for_box(command, typed)
+
+    def look_of(self, command):
+        """What its field shows, whether it is marked as wrong, and what is said beside it."""
+        return self.browser.script("""
+            const field = document.querySelector(`input[type=text][data-command=${arguments[0]}]`);
+            const beside = document.getElementById(field.getAttribute('aria-describedby'));
+            return [field.value, field.getAttribute('aria-invalid'), beside.textContent];""", command)
+
+    def test_what_is_refused_does_not_stay(self):
+        self.simulator.do("supply 24.5", "jack 12000", "signal -55")
+        self.browser.wait("document.querySelector('input.number[data-command=supply]').value === '24.5'")
+        for command, typed, shown, limits in (
+                ("supply", "5000", "24.5", "Supply voltage: 0 to 32 V"), ("supply", "x", "24.5", "Supply voltage: "),
+                ("supply", "", "24.5", "Supply voltage: "), ("supply", "-1", "24.5", "Supply voltage: "),
+                ("supply", "1.234,5", "24.5", "Supply voltage: "),
+                ("jack", "12000,5", "12000", "Jack voltage: 0 to 30000 mV, a whole number")):
+            self.set_field(command, typed)
+            wait_for(lambda: self.look_of(command)[1] == "true", lambda: f"{command} {typed} to be marked")
+            value, _, told = self.look_of(command)
+            self.assertEqual(value, shown, f"{command} {typed}")
+            self.assertIn(limits, told)
+            self.assertEqual(self.box(command), shown)
+        self.set_field("supply", "13")
+        self.wait_for_box("supply", "13")
+        self.assertEqual(self.look_of("supply"), ["13", None, ""])
+        self.set_field("jack", "13000")
+        self.wait_for_box("jack", "13000")
+
+    def test_a_refusal_of_the_simulator_is_shown_in_the_controls_words(self):
+        """As if the two knew different limits."""
+        self.simulator.do("signal none", "supply 12")
+        self.browser.wait("!document.querySelector('.measure[data-command=signal] input[type=checkbox]').checked")
+        self.browser.script("""
+            const real = window.fetch;
+            window.fetch = (path, options) =>
+                real(path, path === '/api/do' ? {...options, body: options.body + ' too many'} : options);""")
+        self.browser.click(".measure[data-command=signal] input[type=checkbox]")
+        wait_for(lambda: self.look_of("signal")[1] == "true", "the refusal")
+        self.assertEqual(self.look_of("signal")[2], "Signal: -100 to -10 dBm, a whole number")
+        self.assertFalse(self.browser.script("""
+            return document.querySelector('.measure[data-command=signal] input[type=checkbox]').checked"""))
+        self.browser.click("input[data-command=activity-alt]")
+        self.browser.wait("document.querySelector('input[data-command=activity-alt]').ariaInvalid === 'true'")
+        self.assertFalse(self.browser.script(
+            "return document.querySelector('input[data-command=activity-alt]').checked"))
+        self.set_field("ssid", "Somewhere")
+        wait_for(lambda: self.look_of("ssid")[1] == "true", "the refusal")
+        self.assertEqual(self.look_of("ssid")[0], self.box("ssid"))
+        complaints = self.browser.complaints()
+        self.assertTrue(all("400" in complaint for complaint in complaints), complaints)
+
+    def test_a_comma_is_a_decimal_sign(self):
+        self.set_field("supply", "11,8")
+        self.wait_for_box("supply", "11.8")
+        self.assertEqual(self.look_of("supply"), ["11.8", None, ""])
 
     def test_a_station_appears(self):
         self.browser.click("input[data-command=wifi]")

@@ -17,9 +17,9 @@ const noAnswer = 'The simulator does not answer.';
 async function post(path, text) {
   try {
     const response = await fetch(path, {method: 'POST', body: text, headers: {'Content-Type': 'text/plain'}});
-    return await response.json();
+    return {status: response.status, ...await response.json()};
   } catch {
-    return {ok: false, error: noAnswer};
+    return {ok: false, status: 0, error: noAnswer};
   }
 }
 
@@ -166,44 +166,99 @@ const boxReply = $('box-reply');
 // What shows a part of the box, by its command.
 const shows = {};
 
-// While a slider moves, only its newest value is sent, one at a time.
-function sender(command) {
+function showTruth(command) {
+  if (state && command in state.box) shows[command](state.box[command]);
+}
+
+// A field that somebody types in is left alone until the person leaves it.
+function watchTyping(field, command) {
+  let typing = false;
+  field.addEventListener('input', () => { typing = true; });
+  for (const end of ['change', 'blur']) {
+    field.addEventListener(end, () => { typing = false; if (end === 'blur') showTruth(command); });
+  }
+  return () => typing;
+}
+
+// What is wrong with what was entered: beside the field, until something else is entered.
+function complaint(field, command) {
+  const place = make('span', {className: 'wrong', id: `wrong-${command}`, role: 'alert'});
+  field.setAttribute('aria-describedby', place.id);
+  const tell = (text) => {
+    place.textContent = text;
+    field.toggleAttribute('aria-invalid', text !== '');
+    if (text !== '') field.setAttribute('aria-invalid', 'true');
+  };
+  field.addEventListener('input', () => tell(''));
+  return [place, tell];
+}
+
+// While a slider moves, only its newest value is sent, one at a time. After a refusal the control shows what the box
+// has, and `tell` says what is wrong with the answer.
+function sender(command, tell) {
   let newest = null;
-  let busy = false;
-  return async (word) => {
+  const set = async (word) => {
     newest = word;
-    if (busy) return;
-    busy = true;
+    if (set.busy) return;
+    set.busy = true;
+    let reply;
     while (newest !== null) {
       const next = newest;
       newest = null;
-      await perform(lineOf(command, next), boxReply);
+      reply = await post('/api/do', lineOf(command, next));
     }
-    busy = false;
+    set.busy = false;
+    tell(reply);
+    if (!reply.ok) showTruth(command);
   };
+  set.busy = false;
+  return set;
+}
+
+// A comma or a point between the digits; nothing for what is no number.
+function numberIn(text) {
+  const plain = text.trim().replace('\u2212', '-').replace(',', '.');
+  return /^[-+]?(\d+\.?\d*|\.\d+)$/.test(plain) ? Number(plain) : null;
 }
 
 // A slider and a number for the same value, and a check box for "none".
-function drawMeasure({name, label, unit, min, max, step, first, present}) {
-  const set = sender(name);
+function drawMeasure({name, label, unit, min, max, step, first, present, whole}) {
   const known = make('input', {type: 'checkbox', ariaLabel: `${label}: ${present}`});
   const slider = make('input', {type: 'range', min, max, step, value: first, ariaLabel: `${label}, slider`});
-  const number = make('input', {type: 'number', step: 'any', value: first, ariaLabel: `${label} in ${unit}`});
+  const limits = `${label}: ${min} to ${max} ${unit}${whole ? ', a whole number' : ''}`;
+  const number = make('input', {type: 'text', inputMode: 'decimal', className: 'number', value: first,
+                                autocomplete: 'off', title: limits, ariaLabel: `${label} in ${unit}`});
   number.dataset.command = name;
+  const typing = watchTyping(number, name);
+  const [wrong, complain] = complaint(number, name);
+  const set = sender(name, (reply) => {
+    complain(reply.ok ? '' : reply.status === 400 ? limits : `${label}: ${reply.error}`);
+  });
+  // What lies beyond the slider is for a scenario line: there a slip of the finger is seen.
+  const enter = () => {
+    const value = numberIn(number.value);
+    if (value !== null && value >= min && value <= max && (!whole || Number.isInteger(value))) {
+      complain('');
+      number.value = value;
+      return set(String(value));
+    }
+    showTruth(name);
+    complain(limits);
+  };
   slider.addEventListener('input', () => { number.value = slider.value; set(slider.value); });
-  number.addEventListener('change', () => { if (number.value !== '') set(number.value); });
-  known.addEventListener('change', () => set(known.checked ? number.value || String(first) : 'none'));
+  number.addEventListener('change', enter);
+  known.addEventListener('change', () => set(known.checked ? String(numberIn(number.value) ?? first) : 'none'));
   shows[name] = (word) => {
     const none = word === 'none';
     known.checked = !none;
     slider.disabled = number.disabled = none;
     if (none) return;
-    if (document.activeElement !== number) number.value = word;
-    if (document.activeElement !== slider) slider.value = word;
+    if (!typing()) number.value = word;
+    if (!set.busy) slider.value = word;
   };
   const place = make('div', {className: 'measure'}, make('span', {textContent: label}),
     make('label', {className: 'switch'}, known, present),
-    slider, make('span', {className: 'value'}, number, make('span', {className: 'unit', textContent: unit})));
+    slider, make('span', {className: 'value'}, number, make('span', {className: 'unit', textContent: unit})), wrong);
   place.dataset.command = name;
   return place;
 }
@@ -211,20 +266,26 @@ function drawMeasure({name, label, unit, min, max, step, first, present}) {
 function drawSwitch({name, label, on, off}) {
   const box = make('input', {type: 'checkbox'});
   box.dataset.command = name;
-  box.addEventListener('change', () => perform(lineOf(name, box.checked ? on : off), boxReply));
-  shows[name] = (word) => { box.checked = word === on; };
-  return make('label', {className: 'switch'}, box, label);
+  const [wrong, complain] = complaint(box, name);
+  const set = sender(name, (reply) => complain(reply.ok ? '' : `${label}: ${reply.error}`));
+  box.addEventListener('change', () => set(box.checked ? on : off));
+  shows[name] = (word) => { if (!set.busy) box.checked = word === on; };
+  return make('div', {className: 'either'}, make('label', {className: 'switch'}, box, label), wrong);
 }
 
 function drawText({name, label, empty, longest, placeholder, suggestion}) {
   const field = make('input', {type: 'text', maxLength: longest, placeholder});
   field.dataset.command = name;
-  field.addEventListener('change', () => perform(lineOf(name, field.value || empty), boxReply));
+  const typing = watchTyping(field, name);
+  const [wrong, complain] = complaint(field, name);
+  const set = sender(name, (reply) => complain(reply.ok ? '' : `${label}: ${reply.error}`));
+  field.addEventListener('change', () => set(field.value || empty));
   field.addEventListener('keydown', (event) => { if (event.key === 'Enter') field.blur(); });
   shows[name] = (word) => {
-    if (document.activeElement !== field) field.value = word === 'none' && empty === 'none' ? '' : word;
+    if (!typing() && !set.busy) field.value = word === 'none' && empty === 'none' ? '' : word;
   };
-  const place = make('label', {className: 'text'}, `${label} `, field);
+  const place = make('div', {className: 'text'}, make('label', {}, make('span', {textContent: `${label} `}), field),
+    wrong);
   if (suggestion === '') return place;
   field.setAttribute('list', `${name}-suggestion`);
   place.append(make('datalist', {id: `${name}-suggestion`}, make('option', {value: suggestion})));
