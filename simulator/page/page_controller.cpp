@@ -76,7 +76,7 @@ void PageController::carry_out(const Action &action) {
     } catch (const WaitFailed &) {
         throw;
     } catch (const Error &problem) {
-        trouble_ = problem.what();
+        if (needs_daemon || starts) trouble_ = problem.what(); // else it is the control's alone
         throw;
     }
 }
@@ -134,7 +134,7 @@ Picture PageController::both_pictures() {
 
 json PageController::state() {
     json box = json::object();
-    for (const auto &[command, argument] : report_of(stage_.box())) box[command] = argument;
+    for (const auto &[command, word] : report_of(stage_.box())) box[command] = word ? json(*word) : json(nullptr);
     const Start how = stage_.start_made();
     return {
         {"variant", name_of(how.variant)},

@@ -9,8 +9,8 @@ namespace desk {
 std::vector<std::string> lines_between(const BoxReport &before, const BoxReport &after) {
     std::vector<std::string> lines;
     for (const auto &entry : after) {
-        if (std::find(before.begin(), before.end(), entry) != before.end()) continue;
-        lines.push_back(entry.first + " " + quoted(entry.second));
+        if (!entry.second || std::find(before.begin(), before.end(), entry) != before.end()) continue;
+        lines.push_back(entry.first + " " + quoted(*entry.second));
     }
     return lines;
 }

@@ -2,6 +2,7 @@
 """The simulator's page in a headless Chromium: what a person presses, types and moves, and what the two panels show
 then. The daemon's time stands still but for the steps that a test takes, so the pictures are the golden ones."""
 
+import contextlib
 import os
 import re
 import subprocess
@@ -396,6 +397,29 @@ class Box(BrowserTest):
         self.assertEqual(self.look_of("ssid")[0], self.box("ssid"))
         complaints = self.browser.complaints()
         self.assertTrue(all("400" in complaint for complaint in complaints), complaints)
+
+    def test_empty_absent_and_unreadable_look_different(self):
+        for command, path in (("serial", "rodata/serial_number"), ("bluetooth", "rodata/bluetooth_name"),
+                              ("firmware-type", "tmp/fw_type_running")):
+            path, looks = self.simulator.box(path), []
+            with contextlib.suppress(FileNotFoundError):
+                os.remove(path)
+            # An empty file, none, what is no file; each time something else is the sign that the page knows.
+            for number, change in enumerate((lambda: open(path, "w", encoding="ascii").close(),
+                                             lambda: os.remove(path), lambda: os.mkfifo(path))):
+                change()
+                self.simulator.do(f"noise {command}-{number}")
+                self.browser.wait("document.querySelector('input[data-command=noise]').value === "
+                                  f"'{command}-{number}'")
+                shown = self.browser.script(
+                    "return document.querySelector('input[data-command=' + arguments[0] + ']').placeholder", command)
+                looks.append((shown, *self.look_of(command)))
+            self.assertEqual([look[0] for look in looks], ["empty file", "no file", "can’t be read"], command)
+            self.assertEqual([look[2] for look in looks], [None, None, "true"], command)
+            self.assertIn("can’t be read", looks[2][3])
+            self.simulator.do(f"{command} BACK")
+            self.browser.wait(f"document.querySelector('input[data-command={command}]').value === 'BACK'")
+            self.assertEqual(self.look_of(command), ["BACK", None, ""])
 
     def test_a_comma_is_a_decimal_sign(self):
         self.set_field("supply", "11,8")

@@ -316,6 +316,26 @@ class Lines(PageTest):
         os.remove(flag)
         self.assertEqual(self.simulator.state()["box"]["activity-alt"], "off")
 
+    def test_odd_files_in_the_box(self):
+        """They stop neither the page nor the daemons, and are an error of their control alone."""
+        serial = self.simulator.box("rodata/serial_number")
+        self.addCleanup(self.simulator.do, "serial QB418T-000123")
+        os.remove(serial)
+        os.mkfifo(serial)
+        self.assertIsNone(self.simulator.state()["box"]["serial"])
+        os.remove(serial)
+        os.mkdir(serial)
+        self.assertIsNone(self.simulator.state()["box"]["serial"])
+        self.assertIn("serial_number", self.error("serial QB-2", 409))
+        self.assertEqual(self.simulator.state()["trouble"], "")
+        os.rmdir(serial)
+        with open(serial, "wb") as file:
+            file.truncate(300 << 20)
+        self.assertLess(len(self.simulator.state()["box"]["serial"]), 20000)
+        with open(f"/proc/{self.simulator.process.pid}/status", encoding="ascii") as file:
+            peak_kb = int(re.search(r"VmHWM:\s*(\d+)", file.read()).group(1))
+        self.assertLess(peak_kb, 200 << 10)
+
     def test_start_up_variants(self):
         for line, variant, bare, name in (("start production", "production", False, "production"),
                                           ("start debug", "debug", False, None),

@@ -163,8 +163,9 @@ async function loadCommands() {
 
 const boxReply = $('box-reply');
 
-// What shows a part of the box, by its command.
+// What shows a part of the box, by its command: its word, or null for what can't be read.
 const shows = {};
+const unreadable = 'can’t be read';
 
 function showTruth(command) {
   if (state && command in state.box) shows[command](state.box[command]);
@@ -181,13 +182,17 @@ function watchTyping(field, command) {
 }
 
 // What is wrong with what was entered: beside the field, until something else is entered.
-function complaint(field, command) {
+function complaint(field, command, label) {
   const place = make('span', {className: 'wrong', id: `wrong-${command}`, role: 'alert'});
   field.setAttribute('aria-describedby', place.id);
   const tell = (text) => {
     place.textContent = text;
-    field.toggleAttribute('aria-invalid', text !== '');
-    if (text !== '') field.setAttribute('aria-invalid', 'true');
+    if (text) field.setAttribute('aria-invalid', 'true'); else field.removeAttribute('aria-invalid');
+  };
+  // What the box has, if that can be told.
+  tell.readable = (word) => {
+    if (word === null) return tell(`${label}: ${unreadable}`);
+    if (place.textContent.endsWith(unreadable)) tell('');
   };
   field.addEventListener('input', () => tell(''));
   return [place, tell];
@@ -230,7 +235,7 @@ function drawMeasure({name, label, unit, min, max, step, first, present, whole})
                                 autocomplete: 'off', title: limits, ariaLabel: `${label} in ${unit}`});
   number.dataset.command = name;
   const typing = watchTyping(number, name);
-  const [wrong, complain] = complaint(number, name);
+  const [wrong, complain] = complaint(number, name, label);
   const set = sender(name, (reply) => {
     complain(reply.ok ? '' : reply.status === 400 ? limits : `${label}: ${reply.error}`);
   });
@@ -249,8 +254,10 @@ function drawMeasure({name, label, unit, min, max, step, first, present, whole})
   number.addEventListener('change', enter);
   known.addEventListener('change', () => set(known.checked ? String(numberIn(number.value) ?? first) : 'none'));
   shows[name] = (word) => {
-    const none = word === 'none';
+    const none = word === 'none' || word === null;
+    complain.readable(word);
     known.checked = !none;
+    known.indeterminate = word === null;
     slider.disabled = number.disabled = none;
     if (none) return;
     if (!typing()) number.value = word;
@@ -266,10 +273,15 @@ function drawMeasure({name, label, unit, min, max, step, first, present, whole})
 function drawSwitch({name, label, on, off}) {
   const box = make('input', {type: 'checkbox'});
   box.dataset.command = name;
-  const [wrong, complain] = complaint(box, name);
+  const [wrong, complain] = complaint(box, name, label);
   const set = sender(name, (reply) => complain(reply.ok ? '' : `${label}: ${reply.error}`));
   box.addEventListener('change', () => set(box.checked ? on : off));
-  shows[name] = (word) => { if (!set.busy) box.checked = word === on; };
+  shows[name] = (word) => {
+    if (set.busy) return;
+    complain.readable(word);
+    box.checked = word === on;
+    box.indeterminate = word === null;
+  };
   return make('div', {className: 'either'}, make('label', {className: 'switch'}, box, label), wrong);
 }
 
@@ -277,12 +289,16 @@ function drawText({name, label, empty, longest, placeholder, suggestion}) {
   const field = make('input', {type: 'text', maxLength: longest, placeholder});
   field.dataset.command = name;
   const typing = watchTyping(field, name);
-  const [wrong, complain] = complaint(field, name);
+  const [wrong, complain] = complaint(field, name, label);
   const set = sender(name, (reply) => complain(reply.ok ? '' : `${label}: ${reply.error}`));
   field.addEventListener('change', () => set(field.value || empty));
   field.addEventListener('keydown', (event) => { if (event.key === 'Enter') field.blur(); });
+  // No file, an empty one and one that can't be read are three things.
   shows[name] = (word) => {
-    if (!typing() && !set.busy) field.value = word === 'none' && empty === 'none' ? '' : word;
+    const none = word === 'none' && empty === 'none';
+    complain.readable(word);
+    field.placeholder = word === null ? unreadable : empty === 'none' && !none ? 'empty file' : placeholder;
+    if (!typing() && !set.busy) field.value = none ? '' : word ?? '';
   };
   const place = make('div', {className: 'text'}, make('label', {}, make('span', {textContent: `${label} `}), field),
     wrong);
