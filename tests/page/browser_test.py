@@ -69,9 +69,9 @@ class BrowserTest(unittest.TestCase):
     def press_word(self, word, browser=None):
         """Presses it and waits until the page says that it has been sent."""
         browser = browser or self.browser
-        browser.script("document.getElementById('meaning').className = 'reply'")
+        browser.script("document.getElementById('sent').textContent = ''")
         browser.click(self.button(word))
-        browser.wait("document.getElementById('meaning').classList.contains('good')", f"{word} to be sent")
+        browser.wait(f"document.getElementById('sent').textContent.startsWith('Sent: {word}')", f"{word} to be sent")
 
     def restart(self):
         self.simulator.do("start normal")
@@ -172,12 +172,30 @@ class Words(BrowserTest):
         self.assertIn("WireGuard", self.browser.text("#meaning"))
 
 
+    def test_what_is_sent_claims_no_effect(self):
+        for word in ("chan_sta", "chan_timeout", "clear_msg"):  # nothing to do for any of them
+            self.press_word(word)
+            self.assertEqual(self.browser.text("#sent"), f"Sent: {word}. Taken when time goes on.")
+            self.assertFalse(self.browser.script(
+                "return document.getElementById('sent').classList.contains('good')"))
+        self.browser.click("input[data-command=activity-alt]")
+        self.browser.wait("document.getElementById('box-reply').textContent === 'Taken when time goes on.'")
+        self.browser.type("#line", "supply 11")
+        self.browser.press("Enter")
+        self.browser.wait("document.getElementById('line-reply').textContent === "
+                          "'Done: supply 11. Taken when time goes on.'")
+        self.browser.script("document.querySelector('input[name=speed][value=\"1\"]').click()")
+        self.browser.wait("document.getElementById('link').textContent === 'Running'")
+        self.press_word("clear_msg")
+        self.assertEqual(self.browser.text("#sent"), "Sent: clear_msg.")
+
+
 class Keys(BrowserTest):
     def test_arrows_walk_through_a_group(self):
         self.browser.script("arguments[0].focus()", self.browser.find(self.button("chan_usb")))
         self.browser.press("ArrowRight", "Enter")
         self.browser.wait("document.activeElement.dataset.word === 'chan_bt'")
-        self.browser.wait("document.getElementById('meaning').classList.contains('good')")
+        self.browser.wait("document.getElementById('sent').textContent.startsWith('Sent: chan_bt')")
         self.simulator.do("wait 601ms")
         self.assert_shows("views/view_bluetooth")
         self.browser.press("Tab")
@@ -455,6 +473,21 @@ class Starts(BrowserTest):
         self.assert_shows("start/wifi_debug")
         self.assertEqual(self.simulator.state()["variant"], "debug")
         self.browser.wait("document.querySelector('input[name=variant]:checked').value === 'debug'")
+
+    def test_a_choice_does_not_look_applied(self):
+        chosen = "document.querySelector('#start-form').classList.contains('pending')"
+        self.assertEqual(self.browser.text("#start-state"), "Runs as Normal.")
+        self.assertFalse(self.browser.script("return " + chosen))
+        for choose in ("const b = document.querySelector('input[name=variant][value=production]'); b.click()",
+                       "document.querySelector('input[name=bare]').click()"):
+            self.browser.script(choose)
+            self.browser.wait(chosen)
+            self.assertIn("Runs as Normal.", self.browser.text("#start-state"))
+            self.assertIn("after Restart", self.browser.text("#start-state"))
+        self.browser.click("#restart")
+        self.browser.wait("document.getElementById('start-state').textContent === "
+                          "'Runs as Production in an empty box.'")
+        self.assertFalse(self.browser.script("return " + chosen))
 
     def test_empty_box(self):
         self.browser.click("input[name=bare]")

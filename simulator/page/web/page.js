@@ -26,13 +26,22 @@ async function post(path, text) {
 // One line; what comes of it is said in `place`.
 async function perform(line, place, praise = '') {
   const reply = await post('/api/do', line);
-  say(place, reply.ok ? praise : reply.error, reply.ok ? 'good' : 'bad');
+  if (!reply.ok) say(place, reply.error, 'bad'); else praiseIn(place, praise, line);
   return reply.ok;
 }
 
+// A sentence; what follows on further lines is drawn with characters.
 function say(place, text, kind) {
-  place.textContent = text;
+  const [first, ...rest] = text.split('\n');
+  place.replaceChildren(first, ...rest.length ? [make('pre', {textContent: rest.join('\n')})] : []);
   place.className = `reply ${text ? kind : ''}`;
+}
+
+// While time stands still, the display takes nothing yet.
+function praiseIn(place, praise, line) {
+  const [command] = line.split(' ');
+  const waits = state?.speed === 0 && (command === 'send' || command in shows);
+  say(place, waits ? `${praise} Taken when time goes on.`.trim() : praise, waits ? 'later' : 'good');
 }
 
 let commands = {};
@@ -74,13 +83,14 @@ const titles = {channel: 'Channels', mode: 'Modes', overlay: 'Overlays', firmwar
 function explain(element, text) {
   element.title = text;
   element.setAttribute('aria-description', text);
-  const show = () => { say($('meaning'), text, ''); };
+  const show = () => { $('meaning').textContent = text; };
   element.addEventListener('focus', show);
   element.addEventListener('mouseenter', show);
 }
 
 async function send(button, word, ...further) {
-  if (!await perform(lineOf('send', word, ...further), $('meaning'), button.title)) return;
+  const line = lineOf('send', word, ...further);
+  if (!await perform(line, $('sent'), `Sent: ${line.slice('send '.length)}.`)) return;
   button.classList.add('done');
   setTimeout(() => button.classList.remove('done'), 250);
 }
@@ -214,6 +224,7 @@ function sender(command, tell) {
     }
     set.busy = false;
     tell(reply);
+    if (reply.ok) praiseIn(boxReply, '', command);
     if (!reply.ok) showTruth(command);
   };
   set.busy = false;
@@ -332,6 +343,7 @@ function showState(now) {
     document.querySelector(`input[name=variant][value=${now.variant}]`).checked = true;
     document.querySelector('input[name=bare]').checked = now.bare;
   }
+  showChoice();
   for (const choice of document.querySelectorAll('input[name=speed]')) {
     choice.checked = Number(choice.value) === now.speed;
   }
@@ -426,7 +438,7 @@ function connectLine() {
     if (text === '') return;
     typed.push(text);
     recalled = typed.length;
-    if (await perform(text, $('line-reply'), `Done: ${text}`)) line.value = '';
+    if (await perform(text, $('line-reply'), `Done: ${text}.`)) line.value = '';
   });
   line.addEventListener('keydown', (event) => {
     if (event.key === 'Escape') return line.blur();
@@ -438,17 +450,31 @@ function connectLine() {
   });
 }
 
-async function restart() {
-  const form = $('start-form');
-  const words = [form.elements.variant.value, ...(form.elements.bare.checked ? ['bare'] : [])];
+async function restart(variant, bare) {
   $('restart').disabled = true;
-  await perform(lineOf('start', ...words), $('start-reply'), 'Started.');
+  await perform(lineOf('start', variant, ...bare ? ['bare'] : []), $('start-reply'), 'Started.');
   $('restart').disabled = false;
+  showChoice();
+}
+
+// What is chosen counts at the restart; until then it must not look as if it did.
+function showChoice() {
+  const {variant, bare} = $('start-form').elements;
+  const pending = state !== null && (variant.value !== state.variant || bare.checked !== state.bare);
+  $('start-form').classList.toggle('pending', pending);
+  const names = Object.fromEntries([...variant].map((choice) => [choice.value, choice.labels[0].textContent.trim()]));
+  const runs = state ? `Runs as ${names[state.variant]}${state.bare ? ' in an empty box' : ''}.` : '';
+  $('start-state').textContent = pending ? `${runs} Your choice counts after Restart.` : runs;
 }
 
 function connectStart() {
-  $('start-form').addEventListener('submit', (event) => { event.preventDefault(); restart(); });
-  $('start-again').addEventListener('click', restart);
+  const {variant, bare} = $('start-form').elements;
+  $('start-form').addEventListener('submit', (event) => {
+    event.preventDefault();
+    restart(variant.value, bare.checked);
+  });
+  $('start-form').addEventListener('change', () => { say($('start-reply'), '', ''); showChoice(); });
+  $('start-again').addEventListener('click', () => restart(state.variant, state.bare));
 }
 
 const saved = new Set();
