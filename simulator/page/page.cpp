@@ -121,18 +121,19 @@ static void add_requests(Server &routes, JobQueue &jobs, PageController &control
     });
 }
 
-// Writes what has come, or a comment when nothing has, so that a page that went away is noticed.
+// Writes what has come, or a sign of life when nothing has, so that a page that went away is noticed, and a simulator
+// that stands still too.
 static bool write_events(EventHub &hub, EventHub::Listener &listener, httplib::DataSink &sink) {
     const std::optional<std::string> events = hub.next(listener, ping_period);
     if (!events) return false;
-    const std::string text = events->empty() ? ": still here\n\n" : *events;
+    const std::string text = events->empty() ? ": still here\nevent: alive\ndata: true\n\n" : *events;
     return sink.write(text.data(), text.size());
 }
 
 static void add_events(Server &routes, EventHub &hub) {
     routes.Get("/events", [&hub](const Request &, Response &response) {
         const std::shared_ptr<EventHub::Listener> listener = hub.join();
-        if (!listener) return answer_error(response, 503, "too many pages are open");
+        if (!listener) return answer_error(response, 503, "Too many pages of this simulator are open; close one of them.");
         response.set_chunked_content_provider(
             "text/event-stream",
             [&hub, listener](size_t, httplib::DataSink &sink) { return write_events(hub, *listener, sink); },

@@ -5,9 +5,12 @@ then. The daemon's time stands still but for the steps that a test takes, so the
 import contextlib
 import os
 import re
+import signal
 import subprocess
 import tempfile
 import unittest
+import urllib.error
+import urllib.request
 
 from browser import Driver
 from simulator import (PROGRAM, SOURCE, VIEWS, Simulator, decode_png, golden, load_pbm, shrunk,
@@ -659,6 +662,64 @@ class Several(BrowserTest):
         self.browser.wait("document.getElementById('link').textContent === 'Running'", "the page to come back")
         self.browser.open("about:blank")
         self.browser.complaints()  # of the lost connection, of which the browser tells by itself
+
+
+    def lost(self):
+        return self.browser.script("""
+            return [!document.getElementById('lost').hidden, document.querySelector('main').inert,
+                    document.querySelector('.running').inert, getComputedStyle(document.querySelector('main')).opacity];
+            """)
+
+    def test_lost_contact_is_seen(self):
+        simulator = Simulator()
+        self.browser.open(simulator.address)
+        self.browser.wait("document.getElementById('link').textContent === 'Running'")
+        self.assertEqual(self.lost(), [False, False, False, "1"])
+        simulator.close()
+        self.browser.wait("document.body.classList.contains('lost')")
+        self.assertEqual(self.lost()[:3], [True, True, True])
+        self.assertLess(float(self.lost()[3]), 0.6)
+        self.assertIn("does not answer", self.browser.text("#lost"))
+        returned = Simulator("--port", str(simulator.port))
+        self.addCleanup(returned.close)
+        self.browser.wait("!document.body.classList.contains('lost')", "the page to come back")
+        self.assertEqual(self.lost(), [False, False, False, "1"])
+        returned.process.send_signal(signal.SIGSTOP)
+        self.addCleanup(returned.process.send_signal, signal.SIGCONT)
+        self.browser.wait("document.body.classList.contains('lost')", "the silence to be noticed")
+        returned.process.send_signal(signal.SIGCONT)
+        self.browser.wait("!document.body.classList.contains('lost')", "the page to come back")
+        self.browser.open("about:blank")
+        self.browser.complaints()
+
+    def test_too_many_pages_are_told_and_wait_for_their_turn(self):
+        simulator = Simulator()
+        self.addCleanup(simulator.close)
+        streams = []
+        with contextlib.suppress(urllib.error.HTTPError):
+            while len(streams) < 40:
+                streams.append(urllib.request.urlopen(simulator.address + "events"))
+        self.browser.open(simulator.address)
+        self.browser.wait("document.getElementById('lost').textContent.includes('Too many pages')")
+        self.assertEqual(self.lost()[:3], [True, True, True])
+        for stream in streams:
+            stream.close()
+        self.browser.wait("!document.body.classList.contains('lost')", "a place to be free")
+        self.browser.open("about:blank")
+        self.browser.complaints()
+
+    def test_a_vocabulary_that_could_not_be_fetched_is_told(self):
+        self.browser.devtools("Network.enable")
+        self.browser.devtools("Network.setBlockedURLs", urls=["*/api/vocabulary"])
+        self.addCleanup(self.browser.devtools, "Network.setBlockedURLs", urls=[])
+        self.browser.open(self.simulator.address)
+        self.browser.wait("document.getElementById('lost').textContent.includes('could not be fetched')")
+        self.assertEqual(self.lost()[:3], [True, True, True])
+        self.browser.devtools("Network.setBlockedURLs", urls=[])
+        self.browser.wait("document.querySelectorAll('button.word').length > 0")
+        self.browser.wait("document.getElementById('link').textContent === 'Paused'")
+        self.assertEqual(self.lost()[:3], [False, False, False])
+        self.browser.complaints()
 
 
 class Looks(BrowserTest):

@@ -629,6 +629,18 @@ class Life(unittest.TestCase):
         self.addCleanup(simulator.close)
         self.assertEqual(simulator.port, port)
 
+    def test_the_usual_port(self):
+        """The same from run to run; another one is taken and told where somebody has it."""
+        first = Simulator(usual_port=True)
+        self.addCleanup(first.close)
+        self.assertEqual(8790 if first.taken is None else int(first.taken), 8790)
+        self.assertEqual(first.port == 8790, first.taken is None)
+        second = Simulator(usual_port=True)
+        self.addCleanup(second.close)
+        self.assertEqual(second.taken, "8790")
+        self.assertNotIn(second.port, (8790, first.port))
+        self.assertTrue(second.state()["folder"])
+
     def test_bad_options(self):
         for options in (("--port",), ("--port", "x"), ("--port", "65536"), ("--speed", "-1"), ("--speed", "fast"),
                         ("--target", "z80"), ("--page", "--no-page"), ("--nonsense",)):

@@ -378,6 +378,7 @@ async function showRecording(now, before) {
   $('download').hidden = now.lines === 0;
   for (const part of $('note-form').elements) part.disabled = !now.running;
   $('note-reason').hidden = now.running;
+  if (now.lines === 0) $('scenario').textContent = '';
   if (now.lines === 0 || now.lines === before?.lines && now.running === before?.running) return;
   const pre = $('scenario');
   pre.textContent = await (await fetch('/api/scenario')).text();
@@ -402,27 +403,90 @@ function showLogLine(line) {
 
 // ---- The stream of events ----
 
+const retryMs = 1000;
+// The simulator sends a sign of life every two seconds.
+const longestSilenceMs = 7000;
 let stream = null;
+let heard = 0;
+
+// Nothing that stands here can be relied on then: the panels are dim and no control works.
+function showLost(reason) {
+  const banner = $('lost');
+  if (banner.textContent !== reason) banner.textContent = reason;
+  banner.hidden = reason === '';
+  document.body.classList.toggle('lost', reason !== '');
+  for (const part of document.querySelectorAll('main, .running, #trouble')) part.inert = reason !== '';
+}
 
 function listen() {
   if (stream) return;
   stream = new EventSource('/events');
-  const on = (name, show) => stream.addEventListener(name, (event) => show(JSON.parse(event.data)));
+  heard = Date.now();
+  const on = (name, show) => stream.addEventListener(name, (event) => {
+    heard = Date.now();
+    show(JSON.parse(event.data));
+  });
   on('picture-device', showPicture);
   on('picture-layout', showPicture);
   on('state', showState);
   on('log', showLogLine);
   on('forget', () => $('log').replaceChildren());
   on('time', (tenths) => { $('time').textContent = `${(tenths / 10).toFixed(1)} s`; });
-  stream.onopen = () => { connected = true; showLink(); };
-  stream.onerror = () => { connected = false; showLink(); };
+  on('alive', () => {});
+  stream.onopen = () => { connected = true; showLost(''); showLink(); };
+  stream.onerror = lose;
+}
+
+function hangUp() {
+  stream?.close();
+  stream = null;
+  connected = false;
+  showLink();
+}
+
+// A stream that was refused does not tell why; asked for plainly, it does.
+async function whyLost() {
+  const question = new AbortController();
+  const patience = setTimeout(() => question.abort(), 3000);
+  try {
+    const response = await fetch('/events', {signal: question.signal});
+    return response.ok ? 'The connection to the simulator was lost.' : (await response.json()).error;
+  } catch {
+    return noAnswer;
+  } finally {
+    clearTimeout(patience);
+    question.abort();
+  }
+}
+
+async function lose() {
+  hangUp();
+  const again = 'Nothing on this page is up to date. It tries again by itself.';
+  if ($('lost').hidden) showLost(`${noAnswer} ${again}`);
+  const why = await whyLost();
+  if (!connected && !stream) showLost(`${why} ${again}`);
+  setTimeout(listenWhileSeen, retryMs);
 }
 
 // A page that nobody sees holds no stream: browsers allow only six a server.
 function listenWhileSeen() {
   if (document.visibilityState === 'visible') return listen();
-  stream?.close();
-  stream = null;
+  hangUp();
+}
+
+async function begin() {
+  for (;;) {
+    try {
+      await Promise.all([loadWords(), loadCommands(), loadControls()]);
+      break;
+    } catch {
+      showLost('The commands and controls could not be fetched from the simulator. The page tries again by itself.');
+      await new Promise((done) => { setTimeout(done, retryMs); });
+    }
+  }
+  document.addEventListener('visibilitychange', listenWhileSeen);
+  setInterval(() => { if (stream && Date.now() - heard > longestSilenceMs) lose(); }, 1000);
+  listenWhileSeen();
 }
 
 // ---- Forms and keys ----
@@ -569,5 +633,4 @@ connectStart();
 connectRecording();
 connectTime();
 connectKeys();
-document.addEventListener('visibilitychange', listenWhileSeen);
-Promise.all([loadWords(), loadCommands(), loadControls()]).then(listenWhileSeen);
+begin();
