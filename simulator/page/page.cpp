@@ -10,6 +10,7 @@
 //     GET  /api/picture.png           ?view=device, layout or both, &scale=1 to 16
 //     GET  /api/scenario              what has been recorded
 //     POST /api/do                    carries out one scenario line
+//     POST /api/give-up               ends the line that waits on the daemons' clock
 //     POST /api/speed                 a number; 0 stands still
 //     POST /api/record                "start" (starts the daemon afresh) or "stop"
 //
@@ -109,6 +110,9 @@ static void add_requests(Server &routes, JobQueue &jobs, PageController &control
     routes.Post("/api/do", [&](const Request &request, Response &response) {
         answer_for(jobs, response, [&] { controller.perform(request.body); });
     });
+    routes.Post("/api/give-up", [&](const Request &, Response &response) {
+        answer_for(jobs, response, [&] { controller.give_up(); });
+    });
     routes.Post("/api/speed", [&](const Request &request, Response &response) {
         answer_for(jobs, response, [&] { controller.set_speed(request.body); });
     });
@@ -142,7 +146,9 @@ static void add_events(Server &routes, EventHub &hub) {
 }
 
 Page::Page(Stage &stage, Pace &pace, int port, std::function<bool()> end_wanted)
-    : controller_(stage, pace, hub_, std::move(end_wanted)), server_(port) {
+    : controller_(stage, pace, hub_, std::move(end_wanted),
+                  [this] { jobs_.work_until(std::chrono::steady_clock::now()); }),
+      server_(port) {
     Server &routes = server_.routes();
     add_files(routes);
     add_table(routes, "/api/vocabulary", vocabulary_json());

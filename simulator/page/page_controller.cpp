@@ -19,9 +19,12 @@ using nlohmann::json;
 static constexpr std::chrono::milliseconds publishing_period{30};
 // A wait holds the stage; nobody at a page waits longer than this.
 static constexpr double longest_wait_ms = 10 * 60 * 1000.0;
+// Beyond this much real time others get an answer; a step of a tenth of a second is over sooner.
+static constexpr std::chrono::milliseconds long_wait{300};
 
-PageController::PageController(Stage &stage, Pace &pace, EventHub &hub, std::function<bool()> end_wanted)
-    : stage_(stage), pace_(pace), hub_(hub), end_wanted_(std::move(end_wanted)) {
+PageController::PageController(Stage &stage, Pace &pace, EventHub &hub, std::function<bool()> end_wanted,
+                               std::function<void()> meanwhile)
+    : stage_(stage), pace_(pace), hub_(hub), end_wanted_(std::move(end_wanted)), meanwhile_(std::move(meanwhile)) {
     stage_.set_watcher([this] { watch_wait(); });
 }
 
@@ -42,6 +45,20 @@ void PageController::watch_wait() {
     if (end_wanted_()) throw WaitFailed("the simulator is ending");
     for (View view : both_views) publish_log(view); // at their moments
     publish_changes();
+    if (waiting_.empty() || std::chrono::steady_clock::now() - waiting_since_ < long_wait) return;
+    waits_long_ = true;
+    meanwhile_();
+    if (given_up_) throw WaitFailed("'" + waiting_ + "' was given up");
+}
+
+void PageController::refuse_while_waiting() const {
+    if (waiting_.empty()) return;
+    throw Error("'" + waiting_ + "' is still waiting; give it up first, or try again after it");
+}
+
+void PageController::give_up() {
+    if (waiting_.empty()) throw Error("nothing waits");
+    given_up_ = true;
 }
 
 /* ---- what the pages ask for ---- */
@@ -68,6 +85,7 @@ static void refuse_what_a_recording_keeps(const Action &action, bool recording) 
 
 void PageController::carry_out(const Action &action) {
     const bool starts = is(action, "start");
+    waits_long_ = given_up_ = false;
     const bool needs_daemon = !starts && !action.command->prepares_box;
     if (needs_daemon && !trouble_.empty()) throw Error("the daemon has ended; start it again first");
     try {
@@ -84,12 +102,20 @@ void PageController::carry_out(const Action &action) {
 void PageController::perform(const std::string &line) {
     const std::optional<Action> action = parse_action(line);
     if (!action) return;
+    refuse_while_waiting();
     refuse_what_a_page_cannot_do(line, *action);
     refuse_what_a_recording_keeps(*action, recorder_.running());
     // A recording must be playable: the second picture of one name is refused here and not only there.
     if (recorder_.running() && is(*action, "picture")) parse_scenario(recorder_.text() + line, "the recording");
     const int64_t before_us = stage_.now_us();
+    const struct Waiting { // however it ends
+        ~Waiting() { line.clear(); }
+        std::string &line;
+    } waiting{waiting_};
+    if (is(*action, "wait")) waiting_ = line;
+    waiting_since_ = std::chrono::steady_clock::now();
     carry_out(*action);
+    waiting_.clear();
     recorder_.note(line, before_us, stage_.now_us());
     pace_.forget_lag();
     if (is(*action, "start")) {
@@ -101,6 +127,7 @@ void PageController::perform(const std::string &line) {
 
 // A recording begins with the box as it is and a fresh start, for only from there does everything repeat.
 void PageController::begin_recording() {
+    refuse_while_waiting();
     const Start how = stage_.start_made();
     const std::string start = std::string("start ") + name_of(how.variant) + (how.bare ? " bare" : "");
     // A bare start empties the box anyway.
@@ -114,6 +141,7 @@ void PageController::begin_recording() {
 }
 
 void PageController::end_recording() {
+    refuse_while_waiting();
     recorder_.end(stage_.now_us());
     publish_now();
 }
@@ -142,6 +170,7 @@ json PageController::state() {
         {"target", stage_.options().target == Target::armhf ? "armhf" : "native"},
         {"speed", pace_.speed()},
         {"trouble", trouble_},
+        {"waiting", waits_long_ ? waiting_ : ""},
         {"box", box},
         {"recording", {{"running", recorder_.running()}, {"lines", recorder_.lines()}}},
         {"folder", stage_.box().folder()},

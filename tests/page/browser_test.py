@@ -256,6 +256,36 @@ class Line(BrowserTest):
         complaints = self.browser.complaints()  # the browser notes the refusal by itself
         self.assertTrue(all("400" in complaint for complaint in complaints), complaints)
 
+    def test_a_wait_is_shown_and_can_be_given_up(self):
+        self.browser.type("#line", "wait 600s")
+        self.browser.press("Enter")
+        self.browser.wait("document.getElementById('waiting').checkVisibility()")
+        self.assertIn("Waiting: wait 600s", self.browser.text("#waiting-line"))
+        self.browser.click(self.button("chan_bt"))
+        self.browser.wait("document.getElementById('sent').textContent.includes('is still waiting')")
+        self.browser.click("#give-up")
+        self.browser.wait("!document.getElementById('waiting').checkVisibility()")
+        self.browser.wait("document.getElementById('line-reply').textContent.includes('was given up')")
+        self.press_word("chan_bt")
+        complaints = self.browser.complaints()
+        self.assertTrue(all("409" in complaint for complaint in complaints), complaints)
+
+    def test_the_row_of_a_wait_that_failed_can_be_read(self):
+        self.simulator.do("send M4_ready", "wait 601ms")
+        self.browser.type("#line", "wait mode PASSTHRU")
+        self.browser.press("Enter")
+        self.browser.wait("document.getElementById('line-reply').classList.contains('bad')")
+        row = self.browser.script("""
+            const pre = document.querySelector('#line-reply pre');
+            const style = getComputedStyle(pre);
+            return [pre.textContent, style.whiteSpace, style.fontFamily, style.lineHeight === style.fontSize];""")
+        self.assertGreater(len(row[0].splitlines()), 4)
+        self.assertTrue({len(line) for line in row[0].splitlines()} - {0})
+        self.assertIn("pre", row[1])
+        self.assertIn("monospace", row[2])
+        self.assertTrue(row[3], "the blocks of two lines touch")
+        self.browser.complaints()
+
     def test_lines_can_be_recalled(self):
         for line in ("serial ONE", "serial TWO"):
             self.browser.type("#line", line)

@@ -12,6 +12,7 @@ import socket
 import struct
 import subprocess
 import tempfile
+import threading
 import time
 import unittest
 import urllib.error
@@ -360,6 +361,28 @@ class Lines(PageTest):
         self.simulator.speed(0)
         for bad in ("-1", "101", "fast", "", "nan", "1 2"):
             self.assertNotEqual(self.simulator.request("/api/speed", bad)[0], 200, bad)
+
+    def test_a_wait_holds_nobody_up_without_a_word(self):
+        """It is told, others are refused with its name, what only looks is answered, and it can be given up."""
+        self.assertEqual(self.simulator.request("/api/give-up", "")[0], 409, "nothing waits")
+        answers = []
+        line = "wait 600s"
+        waiting = threading.Thread(target=lambda: answers.append(self.simulator.request("/api/do", line)))
+        waiting.start()
+        wait_for(lambda: self.simulator.state()["waiting"] == line, "the wait to be told")
+        for path, body in (("/api/do", "send chan_bt"), ("/api/do", "supply 11"), ("/api/record", "start")):
+            status, _, data = self.simulator.request(path, body)
+            self.assertEqual(status, 409)
+            self.assertIn(f"'{line}' is still waiting", json.loads(data)["error"])
+        self.assertTrue(self.picture("device"))
+        self.assertEqual(answers, [])
+        self.assertEqual(self.simulator.request("/api/give-up", "")[0], 200)
+        waiting.join(20 * PATIENCE)
+        self.assertEqual(answers[0][0], 409)
+        self.assertIn("given up", json.loads(answers[0][2])["error"])
+        self.assertEqual(self.simulator.state()["waiting"], "")
+        self.assertEqual(self.simulator.state()["trouble"], "")
+        self.simulator.do("send chan_bt", "wait 601ms")
 
     def test_long_waits_leave_the_page_alive(self):
         self.simulator.do("wait 120s", "send M4_ready", "wait mode READY")

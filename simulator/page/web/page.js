@@ -349,6 +349,8 @@ function showState(now) {
   }
   $('step').disabled = now.speed !== 0;
   showTrouble(now.trouble);
+  $('waiting').hidden = now.waiting === '';
+  $('waiting-line').textContent = now.waiting === '' ? '' : `Waiting: ${now.waiting}. Other commands come after it.`;
   $('folder').textContent = now.folder;
   $('bus').textContent = now.bus;
   showLink();
@@ -504,6 +506,7 @@ function connectLine() {
     recalled = typed.length;
     if (await perform(text, $('line-reply'), `Done: ${text}.`)) line.value = '';
   });
+  $('give-up').addEventListener('click', () => post('/api/give-up', ''));
   line.addEventListener('keydown', (event) => {
     if (event.key === 'Escape') return line.blur();
     if (event.key !== 'ArrowUp' && event.key !== 'ArrowDown' || !event.ctrlKey && line.value.trim() !== '' &&
