@@ -32,12 +32,54 @@ PageController::~PageController() { stage_.set_watcher(nullptr); }
 
 void PageController::turn() {
     try {
-        if (trouble_.empty() && stage_.started()) pace_.turn();
+        if (trouble_.empty() && stage_.started()) {
+            stage_.check_alive(); // also while time stands still
+            if (stage_.bus().ended()) throw Error("the bus has ended");
+            record_outside();
+            pace_.turn();
+        }
     } catch (const WaitFailed &) { // the end
     } catch (const Error &problem) {
-        trouble_ = problem.what();
+        note_trouble(problem);
     }
     publish_changes();
+}
+
+static std::string as_comment(std::string text) {
+    std::replace_if(text.begin(), text.end(), [](unsigned char c) { return c < ' '; }, ' ');
+    return "# " + text;
+}
+
+static std::string without_newline(std::string text) {
+    if (!text.empty() && text.back() == '\n') text.pop_back();
+    return text;
+}
+
+// The last lines of the log that say something.
+static std::string last_lines(const std::vector<LogLine> &lines) {
+    static constexpr size_t most = 8;
+    std::string text;
+    for (size_t i = lines.size() > most ? lines.size() - most : 0; i < lines.size(); i++) {
+        text += "\n" + without_newline(lines[i].text);
+    }
+    return text.empty() ? "\nIt has logged nothing." : "\nIts last log lines:" + text;
+}
+
+// The first line names what has ended and how. What the bus takes along when it goes is no news of its own.
+void PageController::note_trouble(const Error &problem) {
+    const std::optional<int> bus = stage_.bus().ended();
+    trouble_ = bus ? "The bus " + how_it_ended(*bus) + "; nothing reaches the display." : "";
+    std::string further;
+    for (View view : both_views) {
+        Desk &ended = stage_.desk(view);
+        if (bus || ended.alive()) continue;
+        const std::string name = "The " + std::string(name_of(view)) + "'s daemon ";
+        trouble_ += (trouble_.empty() ? "" : " ") + name + how_it_ended(ended.wait_for_exit()) + ".";
+        further += last_lines(stage_.log(view));
+    }
+    if (trouble_.empty()) trouble_ = problem.what();
+    recorder_.note(as_comment(trouble_.substr(0, trouble_.find('\n'))), stage_.now_us(), stage_.now_us());
+    trouble_ += further;
 }
 
 // While a line waits on the daemons' clock, the pages see the time fly.
@@ -45,6 +87,7 @@ void PageController::watch_wait() {
     if (end_wanted_()) throw WaitFailed("the simulator is ending");
     for (View view : both_views) publish_log(view); // at their moments
     publish_changes();
+    record_outside();
     if (waiting_.empty() || std::chrono::steady_clock::now() - waiting_since_ < long_wait) return;
     waits_long_ = true;
     meanwhile_();
@@ -59,6 +102,37 @@ void PageController::refuse_while_waiting() const {
 void PageController::give_up() {
     if (waiting_.empty()) throw Error("nothing waits");
     given_up_ = true;
+}
+
+/* ---- what comes from elsewhere ---- */
+
+// What went over the bus by whomever: another program, a key in the terminal. Our own line is noted as it was written.
+void PageController::record_commands(bool but_our_last) {
+    std::vector<Overheard> heard = ear_.commands(stage_.bus());
+    for (auto command = heard.rbegin(); but_our_last && command != heard.rend(); command++) {
+        if (command->sender != stage_.bus().unique_name()) continue;
+        heard.erase(std::next(command).base());
+        break;
+    }
+    const int64_t now_us = stage_.now_us();
+    for (const Overheard &command : heard) {
+        const std::string said = as_comment("Not in the display's vocabulary, from another program: " + command.command);
+        recorder_.note(command.line.empty() ? said : command.line, now_us, now_us);
+    }
+}
+
+// The box is looked at as often as the pages are told of it.
+void PageController::record_outside() {
+    if (!recorder_.running() || stage_.bus().ended()) return;
+    record_commands(false);
+    const auto now = std::chrono::steady_clock::now();
+    if (now - box_looked_at_ < publishing_period) return;
+    box_looked_at_ = now;
+    const BoxReport box = report_of(stage_.box());
+    for (const std::string &line : lines_between(box_recorded_, box)) {
+        recorder_.note(line, stage_.now_us(), stage_.now_us());
+    }
+    box_recorded_ = box;
 }
 
 /* ---- what the pages ask for ---- */
@@ -94,7 +168,7 @@ void PageController::carry_out(const Action &action) {
     } catch (const WaitFailed &) {
         throw;
     } catch (const Error &problem) {
-        if (needs_daemon || starts) trouble_ = problem.what(); // else it is the control's alone
+        if (needs_daemon || starts) note_trouble(problem); // else it is the control's alone
         throw;
     }
 }
@@ -107,6 +181,8 @@ void PageController::perform(const std::string &line) {
     refuse_what_a_recording_keeps(*action, recorder_.running());
     // A recording must be playable: the second picture of one name is refused here and not only there.
     if (recorder_.running() && is(*action, "picture")) parse_scenario(recorder_.text() + line, "the recording");
+    box_looked_at_ = {};
+    record_outside();
     const int64_t before_us = stage_.now_us();
     const struct Waiting { // however it ends
         ~Waiting() { line.clear(); }
@@ -116,6 +192,12 @@ void PageController::perform(const std::string &line) {
     waiting_since_ = std::chrono::steady_clock::now();
     carry_out(*action);
     waiting_.clear();
+    if (recorder_.running() && is(*action, "send")) record_commands(true);
+    if (recorder_.running() && action->command->prepares_box) box_recorded_ = report_of(stage_.box());
+    if (recorder_.running() && is(*action, "start")) {
+        ear_.commands(stage_.bus()); // it may be a new one
+        box_recorded_ = report_of(stage_.box());
+    }
     recorder_.note(line, before_us, stage_.now_us());
     pace_.forget_lag();
     if (is(*action, "start")) {
@@ -137,11 +219,15 @@ void PageController::begin_recording() {
     perform(start);
     lines.push_back(start);
     recorder_.begin(lines, stage_.now_us());
+    ear_.commands(stage_.bus()); // what came before is not recorded
+    box_recorded_ = report_of(stage_.box());
     publish_now();
 }
 
 void PageController::end_recording() {
     refuse_while_waiting();
+    box_looked_at_ = {};
+    record_outside();
     recorder_.end(stage_.now_us());
     publish_now();
 }
@@ -216,11 +302,6 @@ void PageController::publish_picture(View view) {
     const json picture = {
         {"view", name_of(view)}, {"width", now.width()}, {"height", now.height()}, {"rows", packed_hex(now)}};
     hub_.publish(std::string("picture-") + name_of(view), one_line(picture), Keep::newest);
-}
-
-static std::string without_newline(std::string text) {
-    if (!text.empty() && text.back() == '\n') text.pop_back();
-    return text;
 }
 
 void PageController::publish_log(View view) {

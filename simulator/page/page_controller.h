@@ -10,6 +10,7 @@
 #include <nlohmann/json.hpp>
 
 #include "simulator/page/event_hub.h"
+#include "simulator/scenario/overheard.h"
 #include "simulator/scenario/pace.h"
 #include "simulator/scenario/recorder.h"
 #include "simulator/scenario/scenario.h"
@@ -44,6 +45,9 @@ public:
 
 private:
     void watch_wait();
+    void note_trouble(const Error &problem);
+    void record_commands(bool but_our_last);
+    void record_outside();
     void refuse_while_waiting() const;
     void carry_out(const Action &action);
     void publish_now();
@@ -56,6 +60,9 @@ private:
     Pace &pace_;
     EventHub &hub_;
     Recorder recorder_;
+    Ear ear_;
+    BoxReport box_recorded_; // what the recording accounts for
+    std::chrono::steady_clock::time_point box_looked_at_{};
     std::function<bool()> end_wanted_;
     std::function<void()> meanwhile_;
     // A line that waits on the daemons' clock; empty when none does.

@@ -530,6 +530,58 @@ class Recording(PageTest):
             self.record("stop")
             self.assert_plays_back(pictures)
 
+    def send_from_outside(self, *arguments):
+        bus = self.simulator.state()["bus"]
+        subprocess.run(["dbus-send", "--bus=" + bus, "--type=signal", "/zor/signal", "zor.signal.Type.Display",
+                        *arguments], check=True)
+
+    def test_what_came_from_outside_is_recorded(self):
+        """Another program on the bus, and a file changed by hand; also while a line waits."""
+        text = lambda: self.simulator.request("/api/scenario")[2].decode()
+        self.record("start")
+        self.simulator.do("wait 100ms")
+        self.send_from_outside("string:Error_Code", "string:A 12")
+        wait_for(lambda: '\nsend Error_Code "A 12"\n' in text(), text)
+        with open(self.simulator.box("rodata/serial_number"), "w", encoding="ascii") as file:
+            file.write("BY-HAND\n")
+        wait_for(lambda: "\nserial BY-HAND\n" in text(), text)
+        self.send_from_outside("string:no_such_word")
+        wait_for(lambda: re.search("^# .*no_such_word$", text(), re.M), text)
+        self.simulator.do("send chan_bt", "serial OWN", "wait 601ms")
+        waiting = threading.Thread(target=lambda: self.simulator.request("/api/do", "wait 300s"))
+        waiting.start()
+        wait_for(lambda: self.simulator.state()["waiting"], "the wait")
+        self.send_from_outside("string:M4_COMM")
+        wait_for(lambda: "\nsend M4_COMM\n" in text(), text)
+        self.simulator.request("/api/give-up", "")
+        waiting.join()
+        self.simulator.do("wait 601ms")
+        pictures = {}
+        self.take(pictures, "end")
+        self.record("stop")
+        for line in ('send Error_Code "A 12"', "send chan_bt", "send M4_COMM", "serial BY-HAND", "serial OWN"):
+            self.assertEqual(text().count(f"\n{line}\n"), 1, text())
+        for view in VIEWS:
+            pictures["end"][view] = without_activity_icon(pictures["end"][view], view)
+        with tempfile.TemporaryDirectory() as folder:
+            self.play(folder)
+            for view in VIEWS:
+                played = without_activity_icon(load_pbm(os.path.join(folder, f"end-{view}.pbm")), view)
+                self.assertEqual(played, pictures["end"][view], view)
+        self.simulator.do("serial QB418T-000123")
+
+    def test_a_crash_is_recorded_as_a_comment(self):
+        simulator = Simulator()
+        self.addCleanup(simulator.close)
+        self.assertEqual(simulator.request("/api/record", "start")[0], 200)
+        os.kill(next(pid for pid, comm in descendants(simulator.process.pid) if comm == "status-display"),
+                signal.SIGSEGV)
+        wait_for(lambda: simulator.state()["trouble"], "the trouble to be told")
+        simulator.do("start normal")
+        self.assertEqual(simulator.request("/api/record", "stop")[0], 200)
+        self.assertIn("\n# The device's daemon was killed by SIGSEGV.\n",
+                      simulator.request("/api/scenario")[2].decode())
+
     def test_what_fails_is_not_recorded(self):
         self.record("start")
         self.simulator.request("/api/do", "send nonsense")
@@ -628,11 +680,38 @@ class Life(unittest.TestCase):
         self.addCleanup(simulator.close)
         daemon = next(pid for pid, comm in descendants(simulator.process.pid) if comm == "status-display")
         os.kill(daemon, signal.SIGKILL)
-        wait_for(lambda: simulator.state()["trouble"], "the trouble to be told")
+        simulator.speed(0)  # it is seen all the same
+        trouble = wait_for(lambda: simulator.state()["trouble"], "the trouble to be told").splitlines()
+        self.assertEqual(trouble[:2], ["The device's daemon was killed by SIGKILL.", "Its last log lines:"])
+        self.assertIn("Match rule sent", trouble)
+        self.assertLess(len(trouble), 12)
         self.assertEqual(simulator.request("/api/do", "send chan_bt")[0], 409)
         simulator.do("start normal")
         self.assertEqual(simulator.state()["trouble"], "")
         simulator.do("send M4_ready", "wait mode READY")
+
+    def test_the_layouts_daemon_is_named_too(self):
+        simulator = Simulator()
+        self.addCleanup(simulator.close)
+        daemon = next(pid for pid, comm in descendants(simulator.process.pid) if comm == "status-display-")
+        os.kill(daemon, signal.SIGABRT)
+        trouble = wait_for(lambda: simulator.state()["trouble"], "the trouble to be told")
+        self.assertEqual(trouble.splitlines()[0], "The layout's daemon was killed by SIGABRT.")
+
+    def test_a_killed_bus_is_told_and_started_again(self):
+        simulator = Simulator()
+        self.addCleanup(simulator.close)
+        simulator.do("serial QB-KEPT")
+        for _ in range(2):
+            bus = next(pid for pid, comm in descendants(simulator.process.pid) if comm == "dbus-daemon")
+            os.kill(bus, signal.SIGKILL)
+            trouble = wait_for(lambda: simulator.state()["trouble"], "the trouble to be told")
+            self.assertTrue(trouble.startswith("The bus was killed by SIGKILL"), trouble)
+            self.assertEqual(simulator.request("/api/do", "send chan_bt")[0], 409)
+            simulator.do("start normal")
+            self.assertEqual(simulator.state()["trouble"], "")
+            simulator.do("send M4_ready", "wait mode READY")
+        self.assertEqual(simulator.state()["box"]["serial"], "QB-KEPT")
 
     def run_it(self, *options):
         return subprocess.run([PROGRAM, *options], capture_output=True, text=True, check=False, timeout=60 * PATIENCE)
