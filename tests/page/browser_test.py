@@ -286,6 +286,15 @@ class Line(BrowserTest):
         self.assertTrue(row[3], "the blocks of two lines touch")
         self.browser.complaints()
 
+    def test_a_line_that_is_too_long_is_told(self):
+        for length in (5000, 3000000):
+            self.browser.script("document.getElementById('line-reply').textContent = '';"
+                                "document.getElementById('line').value = 'note ' + 'x'.repeat(arguments[0])", length)
+            self.browser.script("document.getElementById('line-form').requestSubmit()")
+            self.browser.wait("document.getElementById('line-reply').textContent.includes('4096 bytes at most')")
+            self.assertFalse(self.browser.script("return document.body.classList.contains('lost')"))
+        self.browser.complaints()
+
     def test_lines_can_be_recalled(self):
         for line in ("serial ONE", "serial TWO"):
             self.browser.type("#line", line)

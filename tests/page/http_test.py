@@ -2,6 +2,7 @@
 """The simulator's page without a browser: what is served to whom, what is refused, and what the addresses under /api
 and the stream of events do."""
 
+import contextlib
 import http.client
 import json
 import os
@@ -236,6 +237,27 @@ class Refused(PageTest):
         self.assertEqual(self.simulator.request("/api/do", "#" * 4096)[0], 200)
         self.assertEqual(self.simulator.request("/api/do", "#" * 4097)[0], 413)
         self.assertEqual(self.commands_seen(), [])
+
+    def test_a_body_that_is_too_long_is_told(self):
+        status, headers, data = self.simulator.request("/api/do", "#" * 5000)
+        self.assertEqual((status, headers["Content-Type"]), (413, "application/json"))
+        self.assertIn("4096 bytes at most", json.loads(data)["error"])
+
+    def test_many_slow_connections_stop_nobody(self):
+        """Some say nothing, some half of what they want; a browser that comes then is answered at once."""
+        slow = [socket.create_connection(("127.0.0.1", self.simulator.port)) for _ in range(60)]
+        for connection in slow[::2]:
+            connection.sendall(b"GET / HTTP/1.1\r\nHost: 127.0.0.1")
+        begin = time.monotonic()
+        for _ in range(5):
+            self.assertEqual(self.simulator.request("/api/state")[0], 200)
+        self.assertLess(time.monotonic() - begin, 1.5 * PATIENCE)
+        for connection in slow:  # and in the end they are let go
+            connection.settimeout(20 * PATIENCE)
+            with contextlib.suppress(ConnectionResetError):
+                while connection.recv(1000):
+                    pass
+            connection.close()
 
     def test_other_methods(self):
         for method in ("GET", "PUT", "PATCH", "DELETE", "OPTIONS"):
