@@ -148,8 +148,7 @@ bool Box::exists(const std::string &path_in_box) const {
     const fs::path place = place_of(path_in_box);
     const Handle folder = open_parent(folder_.path(), place, false, path_in_box);
     struct stat ignored {};
-    return folder.is_open() &&
-           fstatat(folder.number(), place.filename().c_str(), &ignored, AT_SYMLINK_NOFOLLOW) == 0;
+    return folder.is_open() && fstatat(folder.number(), place.filename().c_str(), &ignored, AT_SYMLINK_NOFOLLOW) == 0;
 }
 
 std::string Box::read(const std::string &path_in_box) const {

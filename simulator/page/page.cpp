@@ -137,7 +137,8 @@ static bool write_events(EventHub &hub, EventHub::Listener &listener, httplib::D
 static void add_events(Server &routes, EventHub &hub) {
     routes.Get("/events", [&hub](const Request &, Response &response) {
         const std::shared_ptr<EventHub::Listener> listener = hub.join();
-        if (!listener) return answer_error(response, 503, "Too many pages of this simulator are open; close one of them.");
+        if (!listener)
+            return answer_error(response, 503, "Too many pages of this simulator are open; close one of them.");
         response.set_chunked_content_provider(
             "text/event-stream",
             [&hub, listener](size_t, httplib::DataSink &sink) { return write_events(hub, *listener, sink); },

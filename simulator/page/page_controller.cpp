@@ -46,7 +46,8 @@ void PageController::turn() {
 }
 
 static std::string as_comment(std::string text) {
-    std::replace_if(text.begin(), text.end(), [](unsigned char c) { return c < ' '; }, ' ');
+    std::replace_if(
+        text.begin(), text.end(), [](unsigned char c) { return c < ' '; }, ' ');
     return "# " + text;
 }
 
@@ -116,7 +117,8 @@ void PageController::record_commands(bool but_our_last) {
     }
     const int64_t now_us = stage_.now_us();
     for (const Overheard &command : heard) {
-        const std::string said = as_comment("Not in the display's vocabulary, from another program: " + command.command);
+        const std::string said =
+            as_comment("Not in the display's vocabulary, from another program: " + command.command);
         recorder_.note(command.line.empty() ? said : command.line, now_us, now_us);
     }
 }
@@ -152,8 +154,9 @@ static void refuse_what_a_recording_keeps(const Action &action, bool recording) 
     if (recording) return;
     if (is(action, "note")) throw Error("nothing is being recorded, so a note would be lost; begin a recording first");
     if (is(action, "picture")) {
-        throw Error("nothing is being recorded, so 'picture' has no place to put it; begin a recording first, or "
-                    "fetch /api/picture.png");
+        throw Error(
+            "nothing is being recorded, so 'picture' has no place to put it; begin a recording first, or "
+            "fetch /api/picture.png");
     }
 }
 
@@ -242,9 +245,7 @@ void PageController::set_speed(const std::string &text) {
 
 /* ---- what the pages are told ---- */
 
-Picture PageController::both_pictures() {
-    return side_by_side(picture(View::layout), picture(View::device), "");
-}
+Picture PageController::both_pictures() { return side_by_side(picture(View::layout), picture(View::device), ""); }
 
 json PageController::state() {
     json box = json::object();

@@ -40,7 +40,7 @@ public:
 
     nlohmann::json state();
     Picture picture(View view) { return stage_.picture(view); }
-    Picture both_pictures(); // side by side
+    Picture both_pictures();                                   // side by side
     std::string recording() const { return recorder_.text(); } // empty before the first one
 
 private:

@@ -19,7 +19,8 @@ static std::string match_rule() { return std::string("type='signal',member='") +
 
 // After a start with an empty box, or when the bus was killed, there is a new one.
 void Ear::follow(Bus &bus) {
-    const bool listens = connection_ && address_ == bus.address() && dbus_connection_get_is_connected(connection_.get());
+    const bool listens =
+        connection_ && address_ == bus.address() && dbus_connection_get_is_connected(connection_.get());
     if (listens || bus.ended()) return;
     address_ = bus.address();
     DBusError problem;
