@@ -174,7 +174,6 @@ class Words(BrowserTest):
         self.browser.script("arguments[0].focus()", self.browser.find(self.button("chan_vpn")))
         self.assertIn("WireGuard", self.browser.text("#meaning"))
 
-
     def test_what_is_sent_claims_no_effect(self):
         for word in ("chan_sta", "chan_timeout", "clear_msg"):  # nothing to do for any of them
             self.press_word(word)
@@ -701,7 +700,6 @@ class Several(BrowserTest):
         self.browser.wait("document.getElementById('link').textContent === 'Running'", "the page to come back")
         self.browser.open("about:blank")
         self.browser.complaints()  # of the lost connection, of which the browser tells by itself
-
 
     def lost(self):
         return self.browser.script("""

@@ -559,7 +559,8 @@ class Recording(PageTest):
 
     def test_what_came_from_outside_is_recorded(self):
         """Another program on the bus, and a file changed by hand; also while a line waits."""
-        text = lambda: self.simulator.request("/api/scenario")[2].decode()
+        def text():
+            return self.simulator.request("/api/scenario")[2].decode()
         self.record("start")
         self.simulator.do("wait 100ms")
         self.send_from_outside("string:Error_Code", "string:A 12")
