@@ -3,9 +3,11 @@
 and the stream of events do."""
 
 import contextlib
+import fcntl
 import http.client
 import json
 import os
+import pty
 import re
 import shutil
 import signal
@@ -13,6 +15,7 @@ import socket
 import struct
 import subprocess
 import tempfile
+import termios
 import threading
 import time
 import unittest
@@ -592,6 +595,37 @@ class Recording(PageTest):
                 played = without_activity_icon(load_pbm(os.path.join(folder, f"end-{view}.pbm")), view)
                 self.assertEqual(played, pictures["end"][view], view)
         self.simulator.do("serial QB418T-000123")
+
+    def test_a_key_in_the_terminal_is_recorded(self):
+        terminal, inner = pty.openpty()
+        fcntl.ioctl(inner, termios.TIOCSWINSZ, struct.pack("HHHH", 60, 150, 0, 0))
+        process = subprocess.Popen([PROGRAM, "--port", "0"], stdin=inner, stdout=inner, stderr=inner,
+                                   env=dict(os.environ, TERM="xterm-256color", LC_ALL="C.UTF-8"))
+        os.close(inner)
+        shown = bytearray()
+
+        def read():
+            with contextlib.suppress(OSError):  # it has ended
+                while chunk := os.read(terminal, 65536):
+                    shown.extend(chunk)
+        reader = threading.Thread(target=read)
+        reader.start()
+        try:
+            found = wait_for(lambda: re.search(rb"The page: (http://127\.0\.0\.1:\d+/)", shown), "the page's address")
+            address = found.group(1).decode()
+            urllib.request.urlopen(address + "api/record", b"start").close()
+            os.write(terminal, b"b")
+
+            def text():
+                with urllib.request.urlopen(address + "api/scenario") as answer:
+                    return answer.read().decode()
+            wait_for(lambda: "\nsend chan_bt\n" in text(), text)
+            self.assertEqual(text().count("chan_bt"), 1)
+        finally:
+            process.terminate()
+            process.wait()
+            reader.join()
+            os.close(terminal)
 
     def test_a_crash_is_recorded_as_a_comment(self):
         simulator = Simulator()

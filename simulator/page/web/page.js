@@ -604,9 +604,10 @@ function connectRecording() {
 
 let usualSpeed = '1';
 
-function setSpeed(speed) {
+async function setSpeed(speed) {
   if (speed !== '0') usualSpeed = speed;
-  post('/api/speed', speed);
+  const reply = await post('/api/speed', speed);
+  if (!reply.ok && state) showState(state);
 }
 
 const step = () => perform('wait 100ms', $('line-reply'));
