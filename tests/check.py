@@ -25,7 +25,8 @@ MAY_INCLUDE = {
     "client": NAMES,
     "tools": NAMES | {"client", "panel"},
     "simulator/desk": {"client", "panel", "probes/readers.h"},
-    "simulator/scenario": {"client", "panel", "probes/readers.h", "screen/art.h", "simulator/desk"},
+    "simulator/scenario": {"app/signal_names.h", "client", "panel", "probes/readers.h", "screen/art.h",
+                           "simulator/desk"},
     "simulator/page": {"client", "panel", "probes/readers.h", "simulator/desk", "simulator/scenario"},
     "simulator/live": NAMES | {"client", "panel", "simulator/desk", "simulator/scenario", "simulator/page"},
 }

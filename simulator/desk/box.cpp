@@ -7,9 +7,11 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
+#include <utility>
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "simulator/desk/error.h"
 
@@ -54,34 +56,118 @@ std::string Box::host_path(const std::string &path_in_box) const {
     throw Error("the box has no place for " + path_in_box);
 }
 
+/* ---- files ---- */
+
+// Somebody may put anything into the box while it is looked at, so no link is followed, nothing but a plain file is
+// read, and not more of it than the display could show.
+static constexpr size_t longest_read = 8192;
+
+// A descriptor that closes itself.
+class Handle {
+public:
+    explicit Handle(int number) : number_(number) {}
+    Handle(Handle &&other) noexcept : number_(std::exchange(other.number_, -1)) {}
+    Handle &operator=(Handle &&other) noexcept {
+        std::swap(number_, other.number_);
+        return *this;
+    }
+    ~Handle() {
+        if (number_ >= 0) close(number_);
+    }
+    int number() const { return number_; }
+    bool is_open() const { return number_ >= 0; }
+
+private:
+    int number_;
+};
+
+static Error box_error(const std::string &doing, const std::string &path_in_box) {
+    return system_error("can't " + doing + " " + path_in_box + " of the box");
+}
+
+static constexpr int folder_flags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+
+// The folder that holds the file at `place`, a path below `root`. Not open: it is not there. Throws Error where a link
+// or a file stands for a folder.
+static Handle open_parent(const std::string &root, const fs::path &place, bool make, const std::string &path_in_box) {
+    Handle folder(open(root.c_str(), folder_flags));
+    for (const fs::path &part : place.parent_path()) {
+        if (make) mkdirat(folder.number(), part.c_str(), 0777);
+        Handle next(openat(folder.number(), part.c_str(), folder_flags));
+        if (!next.is_open() && errno == ENOENT && !make) return next;
+        if (!next.is_open()) throw box_error("get at", path_in_box);
+        folder = std::move(next);
+    }
+    return folder;
+}
+
+static void write_all(int file, const std::string &content, const std::string &path_in_box) {
+    for (size_t done = 0; done < content.size();) {
+        const ssize_t written = ::write(file, content.data() + done, content.size() - done);
+        if (written < 0) throw box_error("write", path_in_box);
+        done += static_cast<size_t>(written);
+    }
+}
+
+static void write_file(const std::string &root, const fs::path &place, const std::string &path_in_box,
+                       const std::string &content, bool script) {
+    const Handle folder = open_parent(root, place, true, path_in_box);
+    const std::string fresh = root + "/fresh";
+    unlink(fresh.c_str());
+    const Handle file(open(fresh.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666));
+    if (!file.is_open()) throw box_error("write", path_in_box);
+    write_all(file.number(), content, path_in_box);
+    if (script) fchmod(file.number(), 0755);
+    if (renameat(AT_FDCWD, fresh.c_str(), folder.number(), place.filename().c_str()) != 0) {
+        throw box_error("write", path_in_box);
+    }
+}
+
+std::string Box::place_of(const std::string &path_in_box) const {
+    return host_path(path_in_box).substr(folder_.path().size() + 1);
+}
+
 void Box::write(const std::string &path_in_box, const std::string &content) {
-    const std::string path = host_path(path_in_box);
-    const std::string fresh = folder_.path() + "/fresh";
-    fs::create_directories(fs::path(path).parent_path());
-    std::ofstream file(fresh, std::ios::binary);
-    file << content;
-    file.close();
-    if (!file || std::rename(fresh.c_str(), path.c_str()) != 0) throw system_error("can't write " + path);
+    write_file(folder_.path(), place_of(path_in_box), path_in_box, content, false);
 }
 
 void Box::write_script(const std::string &path_in_box, const std::string &content) {
-    write(path_in_box, content);
-    chmod(host_path(path_in_box).c_str(), 0755);
+    write_file(folder_.path(), place_of(path_in_box), path_in_box, content, true);
 }
 
 void Box::remove(const std::string &path_in_box) {
-    std::error_code ignored;
-    fs::remove_all(host_path(path_in_box), ignored);
+    const fs::path place = place_of(path_in_box);
+    const Handle folder = open_parent(folder_.path(), place, false, path_in_box);
+    if (!folder.is_open() || unlinkat(folder.number(), place.filename().c_str(), 0) == 0 || errno == ENOENT) return;
+    std::error_code problem; // it may be a folder
+    fs::remove_all("/proc/self/fd/" + std::to_string(folder.number()) + "/" + place.filename().string(), problem);
+    if (problem) throw Error("can't remove " + path_in_box + " of the box: " + problem.message());
 }
 
-bool Box::exists(const std::string &path_in_box) const { return fs::exists(host_path(path_in_box)); }
+bool Box::exists(const std::string &path_in_box) const {
+    const fs::path place = place_of(path_in_box);
+    const Handle folder = open_parent(folder_.path(), place, false, path_in_box);
+    struct stat ignored {};
+    return folder.is_open() && fstatat(folder.number(), place.filename().c_str(), &ignored, AT_SYMLINK_NOFOLLOW) == 0;
+}
 
 std::string Box::read(const std::string &path_in_box) const {
-    std::ifstream file(host_path(path_in_box), std::ios::binary);
-    if (!file) throw system_error("can't read " + path_in_box + " of the box");
-    std::ostringstream content;
-    content << file.rdbuf();
-    return content.str();
+    const fs::path place = place_of(path_in_box);
+    const Handle folder = open_parent(folder_.path(), place, false, path_in_box);
+    if (!folder.is_open()) throw box_error("read", path_in_box);
+    const int flags = O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_NOCTTY | O_CLOEXEC;
+    const Handle file(openat(folder.number(), place.filename().c_str(), flags));
+    struct stat kind {};
+    if (!file.is_open() || fstat(file.number(), &kind) != 0) throw box_error("read", path_in_box);
+    if (!S_ISREG(kind.st_mode)) throw Error("can't read " + path_in_box + " of the box: it is no plain file");
+    std::string content(longest_read, '\0');
+    size_t length = 0;
+    for (ssize_t more = 1; more > 0 && length < content.size(); length += static_cast<size_t>(more)) {
+        more = ::read(file.number(), &content[length], content.size() - length);
+        if (more < 0) throw box_error("read", path_in_box);
+    }
+    content.resize(length);
+    return content;
 }
 
 void Box::set_present(const std::string &path_in_box, bool present) {
@@ -93,10 +179,9 @@ void Box::set_present(const std::string &path_in_box, bool present) {
 }
 
 std::string Box::first_line(const std::string &path_in_box) const {
-    std::ifstream file(host_path(path_in_box), std::ios::binary);
-    std::string line;
-    std::getline(file, line);
-    return line;
+    if (!exists(path_in_box)) return "";
+    const std::string content = read(path_in_box);
+    return content.substr(0, content.find('\n'));
 }
 
 void Box::set_production(bool wanted) {

@@ -44,14 +44,16 @@ public:
     std::string host_path(const std::string &path_in_box) const;
 
     // Files, by their path in the box. Missing folders are made; writing replaces a file in one step, so that
-    // a reader sees the old content or the new one. Removing what is not there is fine.
+    // a reader sees the old content or the new one. Removing what is not there is fine. No link is followed: writing
+    // replaces one, a folder that is one is an Error. Reading never waits, and what is no plain file is an Error; of a
+    // large one the first KiB are read.
     void write(const std::string &path_in_box, const std::string &content = "");
     void write_script(const std::string &path_in_box, const std::string &content);
     void remove(const std::string &path_in_box);
     void set_present(const std::string &path_in_box, bool present); // as an empty file
     bool exists(const std::string &path_in_box) const;
     std::string read(const std::string &path_in_box) const;
-    std::string first_line(const std::string &path_in_box) const; // "" when there is none
+    std::string first_line(const std::string &path_in_box) const; // "" when there is no file
 
     // Start-up variants; they count at the daemon's next start.
     void set_wifi_debug(bool wanted = true) { set_present(FLAG_WIFI_DEBUG, wanted); }
@@ -92,6 +94,8 @@ public:
     void set_tool_delay(const std::string &tool, int milliseconds);
 
 private:
+    std::string place_of(const std::string &path_in_box) const; // below folder()
+
     TemporaryFolder folder_{"desk-"};
 };
 

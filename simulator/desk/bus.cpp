@@ -43,9 +43,14 @@ static void start_and_wait(Process &process, const std::string &folder) {
     }
 }
 
-Bus::Bus(const std::string &folder) : address_("unix:path=" + folder + "/system") {
-    std::ofstream(folder + "/bus.conf") << bus_configuration(address_, eavesdropping);
-    start_and_wait(process_, folder);
+Bus::Bus(const std::string &folder) : folder_(folder), address_("unix:path=" + folder + "/system") { start_again(); }
+
+void Bus::start_again() {
+    stop();
+    // The address that the one before has written would look like an answer.
+    for (const char *name : {"/address", "/errors", "/system"}) unlink((folder_ + name).c_str());
+    std::ofstream(folder_ + "/bus.conf") << bus_configuration(address_, eavesdropping);
+    start_and_wait(process_, folder_);
     connect();
 }
 

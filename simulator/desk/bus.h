@@ -3,6 +3,7 @@
 // sockets when the call returns, so in stepped time the daemon's next pass takes it.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -43,14 +44,19 @@ public:
     // The unique name of the desk's connection (":1.0").
     std::string unique_name() const;
 
-    // Ends the dbus-daemon, as if the system bus went away. It can't be started again.
+    // Ends the dbus-daemon, as if the system bus went away.
     void stop();
+    // How the dbus-daemon ended, as Process::status(); nothing while it runs.
+    std::optional<int> ended() { return process_.status(); }
+    // A new dbus-daemon at the same address, after one that has ended. Throws Error.
+    void start_again();
 
 private:
     void connect();
     DBusConnection *connection() const;
     void round_trip();
 
+    std::string folder_;
     std::string address_;
     Process process_;
     client::Connection connection_;

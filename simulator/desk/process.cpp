@@ -5,6 +5,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 
@@ -77,6 +78,12 @@ void Process::kill() {
     if (others && wait_until([this] { return !alive(); }, std::chrono::milliseconds(500))) return;
     ::kill(-pid_, SIGKILL);
     wait_until([this] { return !alive(); });
+}
+
+std::string how_it_ended(int status) {
+    const char *const name = status > 128 ? sigabbrev_np(status - 128) : nullptr;
+    if (name != nullptr) return std::string("was killed by SIG") + name;
+    return "ended with status " + std::to_string(status);
 }
 
 // "123 (name with blanks) S 1 120 ..." : pid, name, state, parent, group; four sums of ticks from the tenth further on.

@@ -44,6 +44,9 @@ private:
     std::optional<int> status_;
 };
 
+// "was killed by SIGSEGV" for 128 + its number, else "ended with status 1".
+std::string how_it_ended(int status);
+
 // One line of the host's process table.
 struct ProcessEntry {
     pid_t pid = 0;

@@ -18,7 +18,8 @@ const char *const usage =
     "  --layout        the whole 128 x 66 layout instead of the device's 64 x 128 panel\n"
     "  --target armhf  the 32-bit ARM daemon under an emulator\n"
     "  --speed N       the daemon's time runs N times as fast as the wall clock, 0 (stand still) to 100\n"
-    "  --port N        the page in the browser at port N of 127.0.0.1 instead of a free one\n"
+    "  --port N        the page in the browser at port N of 127.0.0.1 instead of 8790, 0 for a free one;\n"
+    "                  without it a free one is taken when 8790 is not\n"
     "  --page          the page alone, no panel in the terminal\n"
     "  --no-page       the panel in the terminal alone, no page\n"
     "  --blocks        the panel in half blocks, one column and two rows a character\n"
@@ -52,6 +53,7 @@ static void take_value(const std::string &option, const std::string &text, LiveO
         int port = 0;
         good = take_number(text, 0, 65535, port);
         live.port = port;
+        live.port_chosen = true;
     }
     if (!good) throw UsageError(option + " takes " + wanted + ", not '" + text + "'");
 }

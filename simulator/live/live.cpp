@@ -13,7 +13,7 @@
 #include "simulator/desk/places.h"
 #include "simulator/live/ending.h"
 #include "simulator/live/live_keys.h"
-#include "simulator/live/overheard.h"
+#include "simulator/scenario/overheard.h"
 #include "simulator/scenario/scenario.h"
 
 namespace desk {
@@ -45,8 +45,7 @@ private:
     const LiveView &what_;
     const LiveWork &work_;
     panel::Screen screen_;
-    std::unique_ptr<Ear> ear_;
-    std::string ear_address_;
+    Ear ear_;
     double speed_before_pause_ = 1.0;
     bool all_keys_ = false;
     std::string note_; // what happened last
@@ -104,15 +103,8 @@ bool LiveScreen::obey(char pressed) {
 
 /* ---- what others send ---- */
 
-// A start with an empty box makes a new bus.
 void LiveScreen::listen() {
-    const std::string address = stage_.bus().address();
-    if (address != ear_address_) {
-        ear_address_ = address;
-        ear_.reset();
-        ear_ = std::make_unique<Ear>(address);
-    }
-    const std::vector<Overheard> heard = ear_->commands();
+    const std::vector<Overheard> heard = ear_.commands(stage_.bus());
     if (heard.empty()) return;
     const Overheard &last = heard.back();
     const bool ours = last.sender == stage_.bus().unique_name();

@@ -34,6 +34,22 @@ static std::string perform(const desk::Page *page, const std::function<void()> &
     return "";
 }
 
+static std::unique_ptr<desk::Page> open_page(desk::Stage &stage, desk::Pace &pace, const LiveOptions &options) {
+    try {
+        return std::make_unique<desk::Page>(stage, pace, *options.port, end_wanted);
+    } catch (const desk::Error &) {
+        if (options.port_chosen) throw;
+    }
+    return std::make_unique<desk::Page>(stage, pace, 0, end_wanted);
+}
+
+static std::string told_address(const desk::Page &page, const LiveOptions &options) {
+    const std::string address = page.address();
+    const std::string port = std::to_string(*options.port);
+    const bool usual = options.port_chosen || address.find(":" + port + "/") != std::string::npos;
+    return usual ? address : address + " (port " + port + " is taken)";
+}
+
 void run_live(const LiveOptions &options) {
     desk::StageOptions stage_options;
     stage_options.target = options.target;
@@ -41,8 +57,11 @@ void run_live(const LiveOptions &options) {
     stage.start();
     desk::Pace pace(stage, options.speed);
     std::unique_ptr<desk::Page> page;
-    if (options.port) page = std::make_unique<desk::Page>(stage, pace, *options.port, end_wanted);
-    LiveView what{options.view, options.style, page ? page->address() : ""};
+    LiveView what{options.view, options.style, ""};
+    if (options.port) {
+        page = open_page(stage, pace, options);
+        what.page = told_address(*page, options);
+    }
     LiveWork work;
     work.turn = [&] { page ? page->turn() : turn_without_page(stage, pace); };
     work.perform = [&](const std::function<void()> &job) { return perform(page.get(), job); };

@@ -9,11 +9,15 @@
 
 namespace desk {
 
+// The same from run to run, so that an open page finds the next run.
+constexpr int usual_port = 8790;
+
 struct LiveOptions {
     desk::View view = desk::View::device; // the one that the terminal shows
     std::optional<panel::Style> style;    // nothing: what the terminal can show
     bool terminal = true;                 // false: the page alone
-    std::optional<int> port = 0;          // of the page; 0: a free one; nothing: no page
+    std::optional<int> port = usual_port; // of the page; 0: a free one; nothing: no page
+    bool port_chosen = false;             // no other one will do
     double speed = 1.0;
     desk::Target target = desk::Target::native;
 };

@@ -7,9 +7,10 @@
 //     GET  /api/commands              the commands of the scenario language
 //     GET  /api/controls              the controls of the box
 //     GET  /api/state                 the box, the start-up variant, the speed, the recording
-//     GET  /api/picture.png           ?view=device or layout, &scale=1 to 16
+//     GET  /api/picture.png           ?view=device, layout or both, &scale=1 to 16
 //     GET  /api/scenario              what has been recorded
 //     POST /api/do                    carries out one scenario line
+//     POST /api/give-up               ends the line that waits on the daemons' clock
 //     POST /api/speed                 a number; 0 stands still
 //     POST /api/record                "start" (starts the daemon afresh) or "stop"
 //
@@ -85,13 +86,16 @@ static void add_questions(Server &routes, JobQueue &jobs, PageController &contro
         answer_for(jobs, response, [&] { answer(response, 200, controller.state()); });
     });
     routes.Get("/api/picture\\.png", [&](const Request &request, Response &response) {
-        const std::optional<View> view = view_named(request.get_param_value("view"));
+        const std::string wanted = request.get_param_value("view");
+        const std::optional<View> view = view_named(wanted);
         const int scale = request.has_param("scale") ? std::atoi(request.get_param_value("scale").c_str()) : 1;
-        if (!view || scale < 1 || scale > largest_scale) {
-            return answer_error(response, 400, "give view=device or view=layout, and scale=1 to 16");
+        if ((!view && wanted != "both") || scale < 1 || scale > largest_scale) {
+            return answer_error(response, 400, "give view=device, view=layout or view=both, and scale=1 to 16");
         }
-        answer_for(jobs, response,
-                   [&] { response.set_content(panel::to_png(controller.picture(*view), scale), "image/png"); });
+        answer_for(jobs, response, [&] {
+            const Picture picture = view ? controller.picture(*view) : controller.both_pictures();
+            response.set_content(panel::to_png(picture, scale), "image/png");
+        });
     });
     routes.Get("/api/scenario", [&](const Request &, Response &response) {
         answer_for(jobs, response, [&] {
@@ -106,6 +110,9 @@ static void add_requests(Server &routes, JobQueue &jobs, PageController &control
     routes.Post("/api/do", [&](const Request &request, Response &response) {
         answer_for(jobs, response, [&] { controller.perform(request.body); });
     });
+    routes.Post("/api/give-up", [&](const Request &, Response &response) {
+        answer_for(jobs, response, [&] { controller.give_up(); });
+    });
     routes.Post("/api/speed", [&](const Request &request, Response &response) {
         answer_for(jobs, response, [&] { controller.set_speed(request.body); });
     });
@@ -118,18 +125,20 @@ static void add_requests(Server &routes, JobQueue &jobs, PageController &control
     });
 }
 
-// Writes what has come, or a comment when nothing has, so that a page that went away is noticed.
+// Writes what has come, or a sign of life when nothing has, so that a page that went away is noticed, and a simulator
+// that stands still too.
 static bool write_events(EventHub &hub, EventHub::Listener &listener, httplib::DataSink &sink) {
     const std::optional<std::string> events = hub.next(listener, ping_period);
     if (!events) return false;
-    const std::string text = events->empty() ? ": still here\n\n" : *events;
+    const std::string text = events->empty() ? ": still here\nevent: alive\ndata: true\n\n" : *events;
     return sink.write(text.data(), text.size());
 }
 
 static void add_events(Server &routes, EventHub &hub) {
     routes.Get("/events", [&hub](const Request &, Response &response) {
         const std::shared_ptr<EventHub::Listener> listener = hub.join();
-        if (!listener) return answer_error(response, 503, "too many pages are open");
+        if (!listener)
+            return answer_error(response, 503, "Too many pages of this simulator are open; close one of them.");
         response.set_chunked_content_provider(
             "text/event-stream",
             [&hub, listener](size_t, httplib::DataSink &sink) { return write_events(hub, *listener, sink); },
@@ -138,7 +147,9 @@ static void add_events(Server &routes, EventHub &hub) {
 }
 
 Page::Page(Stage &stage, Pace &pace, int port, std::function<bool()> end_wanted)
-    : controller_(stage, pace, hub_, std::move(end_wanted)), server_(port) {
+    : controller_(stage, pace, hub_, std::move(end_wanted),
+                  [this] { jobs_.work_until(std::chrono::steady_clock::now()); }),
+      server_(port) {
     Server &routes = server_.routes();
     add_files(routes);
     add_table(routes, "/api/vocabulary", vocabulary_json());

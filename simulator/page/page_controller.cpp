@@ -9,6 +9,7 @@
 #include <syslog.h>
 
 #include "simulator/page/page_json.h"
+#include "simulator/scenario/play_film.h"
 
 namespace desk {
 
@@ -18,9 +19,12 @@ using nlohmann::json;
 static constexpr std::chrono::milliseconds publishing_period{30};
 // A wait holds the stage; nobody at a page waits longer than this.
 static constexpr double longest_wait_ms = 10 * 60 * 1000.0;
+// Beyond this much real time others get an answer; a step of a tenth of a second is over sooner.
+static constexpr std::chrono::milliseconds long_wait{300};
 
-PageController::PageController(Stage &stage, Pace &pace, EventHub &hub, std::function<bool()> end_wanted)
-    : stage_(stage), pace_(pace), hub_(hub), end_wanted_(std::move(end_wanted)) {
+PageController::PageController(Stage &stage, Pace &pace, EventHub &hub, std::function<bool()> end_wanted,
+                               std::function<void()> meanwhile)
+    : stage_(stage), pace_(pace), hub_(hub), end_wanted_(std::move(end_wanted)), meanwhile_(std::move(meanwhile)) {
     stage_.set_watcher([this] { watch_wait(); });
 }
 
@@ -28,12 +32,55 @@ PageController::~PageController() { stage_.set_watcher(nullptr); }
 
 void PageController::turn() {
     try {
-        if (trouble_.empty() && stage_.started()) pace_.turn();
+        if (trouble_.empty() && stage_.started()) {
+            stage_.check_alive(); // also while time stands still
+            if (stage_.bus().ended()) throw Error("the bus has ended");
+            record_outside();
+            pace_.turn();
+        }
     } catch (const WaitFailed &) { // the end
     } catch (const Error &problem) {
-        trouble_ = problem.what();
+        note_trouble(problem);
     }
     publish_changes();
+}
+
+static std::string as_comment(std::string text) {
+    std::replace_if(
+        text.begin(), text.end(), [](unsigned char c) { return c < ' '; }, ' ');
+    return "# " + text;
+}
+
+static std::string without_newline(std::string text) {
+    if (!text.empty() && text.back() == '\n') text.pop_back();
+    return text;
+}
+
+// The last lines of the log that say something.
+static std::string last_lines(const std::vector<LogLine> &lines) {
+    static constexpr size_t most = 8;
+    std::string text;
+    for (size_t i = lines.size() > most ? lines.size() - most : 0; i < lines.size(); i++) {
+        text += "\n" + without_newline(lines[i].text);
+    }
+    return text.empty() ? "\nIt has logged nothing." : "\nIts last log lines:" + text;
+}
+
+// The first line names what has ended and how. What the bus takes along when it goes is no news of its own.
+void PageController::note_trouble(const Error &problem) {
+    const std::optional<int> bus = stage_.bus().ended();
+    trouble_ = bus ? "The bus " + how_it_ended(*bus) + "; nothing reaches the display." : "";
+    std::string further;
+    for (View view : both_views) {
+        Desk &ended = stage_.desk(view);
+        if (bus || ended.alive()) continue;
+        const std::string name = "The " + std::string(name_of(view)) + "'s daemon ";
+        trouble_ += (trouble_.empty() ? "" : " ") + name + how_it_ended(ended.wait_for_exit()) + ".";
+        further += last_lines(stage_.log(view));
+    }
+    if (trouble_.empty()) trouble_ = problem.what();
+    recorder_.note(as_comment(trouble_.substr(0, trouble_.find('\n'))), stage_.now_us(), stage_.now_us());
+    trouble_ += further;
 }
 
 // While a line waits on the daemons' clock, the pages see the time fly.
@@ -41,6 +88,53 @@ void PageController::watch_wait() {
     if (end_wanted_()) throw WaitFailed("the simulator is ending");
     for (View view : both_views) publish_log(view); // at their moments
     publish_changes();
+    record_outside();
+    if (waiting_.empty() || std::chrono::steady_clock::now() - waiting_since_ < long_wait) return;
+    waits_long_ = true;
+    meanwhile_();
+    if (given_up_) throw WaitFailed("'" + waiting_ + "' was given up");
+}
+
+void PageController::refuse_while_waiting() const {
+    if (waiting_.empty()) return;
+    throw Error("'" + waiting_ + "' is still waiting; give it up first, or try again after it");
+}
+
+void PageController::give_up() {
+    if (waiting_.empty()) throw Error("nothing waits");
+    given_up_ = true;
+}
+
+/* ---- what comes from elsewhere ---- */
+
+// What went over the bus by whomever: another program, a key in the terminal. Our own line is noted as it was written.
+void PageController::record_commands(bool but_our_last) {
+    std::vector<Overheard> heard = ear_.commands(stage_.bus());
+    for (auto command = heard.rbegin(); but_our_last && command != heard.rend(); command++) {
+        if (command->sender != stage_.bus().unique_name()) continue;
+        heard.erase(std::next(command).base());
+        break;
+    }
+    const int64_t now_us = stage_.now_us();
+    for (const Overheard &command : heard) {
+        const std::string said =
+            as_comment("Not in the display's vocabulary, from another program: " + command.command);
+        recorder_.note(command.line.empty() ? said : command.line, now_us, now_us);
+    }
+}
+
+// The box is looked at as often as the pages are told of it.
+void PageController::record_outside() {
+    if (!recorder_.running() || stage_.bus().ended()) return;
+    record_commands(false);
+    const auto now = std::chrono::steady_clock::now();
+    if (now - box_looked_at_ < publishing_period) return;
+    box_looked_at_ = now;
+    const BoxReport box = report_of(stage_.box());
+    for (const std::string &line : lines_between(box_recorded_, box)) {
+        recorder_.note(line, stage_.now_us(), stage_.now_us());
+    }
+    box_recorded_ = box;
 }
 
 /* ---- what the pages ask for ---- */
@@ -55,8 +149,20 @@ static void refuse_what_a_page_cannot_do(const std::string &line, const Action &
     if (is(action, "wait") && action.number > longest_wait_ms) throw ScenarioError("wait 10 minutes at most");
 }
 
+// Both belong to a recording; without one nothing would be kept.
+static void refuse_what_a_recording_keeps(const Action &action, bool recording) {
+    if (recording) return;
+    if (is(action, "note")) throw Error("nothing is being recorded, so a note would be lost; begin a recording first");
+    if (is(action, "picture")) {
+        throw Error(
+            "nothing is being recorded, so 'picture' has no place to put it; begin a recording first, or "
+            "fetch /api/picture.png");
+    }
+}
+
 void PageController::carry_out(const Action &action) {
     const bool starts = is(action, "start");
+    waits_long_ = given_up_ = false;
     const bool needs_daemon = !starts && !action.command->prepares_box;
     if (needs_daemon && !trouble_.empty()) throw Error("the daemon has ended; start it again first");
     try {
@@ -65,7 +171,7 @@ void PageController::carry_out(const Action &action) {
     } catch (const WaitFailed &) {
         throw;
     } catch (const Error &problem) {
-        trouble_ = problem.what();
+        if (needs_daemon || starts) note_trouble(problem); // else it is the control's alone
         throw;
     }
 }
@@ -73,11 +179,28 @@ void PageController::carry_out(const Action &action) {
 void PageController::perform(const std::string &line) {
     const std::optional<Action> action = parse_action(line);
     if (!action) return;
+    refuse_while_waiting();
     refuse_what_a_page_cannot_do(line, *action);
+    refuse_what_a_recording_keeps(*action, recorder_.running());
     // A recording must be playable: the second picture of one name is refused here and not only there.
     if (recorder_.running() && is(*action, "picture")) parse_scenario(recorder_.text() + line, "the recording");
+    box_looked_at_ = {};
+    record_outside();
     const int64_t before_us = stage_.now_us();
+    const struct Waiting { // however it ends
+        ~Waiting() { line.clear(); }
+        std::string &line;
+    } waiting{waiting_};
+    if (is(*action, "wait")) waiting_ = line;
+    waiting_since_ = std::chrono::steady_clock::now();
     carry_out(*action);
+    waiting_.clear();
+    if (recorder_.running() && is(*action, "send")) record_commands(true);
+    if (recorder_.running() && action->command->prepares_box) box_recorded_ = report_of(stage_.box());
+    if (recorder_.running() && is(*action, "start")) {
+        ear_.commands(stage_.bus()); // it may be a new one
+        box_recorded_ = report_of(stage_.box());
+    }
     recorder_.note(line, before_us, stage_.now_us());
     pace_.forget_lag();
     if (is(*action, "start")) {
@@ -89,6 +212,7 @@ void PageController::perform(const std::string &line) {
 
 // A recording begins with the box as it is and a fresh start, for only from there does everything repeat.
 void PageController::begin_recording() {
+    refuse_while_waiting();
     const Start how = stage_.start_made();
     const std::string start = std::string("start ") + name_of(how.variant) + (how.bare ? " bare" : "");
     // A bare start empties the box anyway.
@@ -98,10 +222,15 @@ void PageController::begin_recording() {
     perform(start);
     lines.push_back(start);
     recorder_.begin(lines, stage_.now_us());
+    ear_.commands(stage_.bus()); // what came before is not recorded
+    box_recorded_ = report_of(stage_.box());
     publish_now();
 }
 
 void PageController::end_recording() {
+    refuse_while_waiting();
+    box_looked_at_ = {};
+    record_outside();
     recorder_.end(stage_.now_us());
     publish_now();
 }
@@ -116,9 +245,11 @@ void PageController::set_speed(const std::string &text) {
 
 /* ---- what the pages are told ---- */
 
+Picture PageController::both_pictures() { return side_by_side(picture(View::layout), picture(View::device), ""); }
+
 json PageController::state() {
     json box = json::object();
-    for (const auto &[command, argument] : report_of(stage_.box())) box[command] = argument;
+    for (const auto &[command, word] : report_of(stage_.box())) box[command] = word ? json(*word) : json(nullptr);
     const Start how = stage_.start_made();
     return {
         {"variant", name_of(how.variant)},
@@ -126,6 +257,7 @@ json PageController::state() {
         {"target", stage_.options().target == Target::armhf ? "armhf" : "native"},
         {"speed", pace_.speed()},
         {"trouble", trouble_},
+        {"waiting", waits_long_ ? waiting_ : ""},
         {"box", box},
         {"recording", {{"running", recorder_.running()}, {"lines", recorder_.lines()}}},
         {"folder", stage_.box().folder()},
@@ -171,11 +303,6 @@ void PageController::publish_picture(View view) {
     const json picture = {
         {"view", name_of(view)}, {"width", now.width()}, {"height", now.height()}, {"rows", packed_hex(now)}};
     hub_.publish(std::string("picture-") + name_of(view), one_line(picture), Keep::newest);
-}
-
-static std::string without_newline(std::string text) {
-    if (!text.empty() && text.back() == '\n') text.pop_back();
-    return text;
 }
 
 void PageController::publish_log(View view) {

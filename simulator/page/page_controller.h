@@ -10,6 +10,7 @@
 #include <nlohmann/json.hpp>
 
 #include "simulator/page/event_hub.h"
+#include "simulator/scenario/overheard.h"
 #include "simulator/scenario/pace.h"
 #include "simulator/scenario/recorder.h"
 #include "simulator/scenario/scenario.h"
@@ -19,7 +20,9 @@ namespace desk {
 class PageController {
 public:
     // A line that waits on the daemons' clock is given up when `end_wanted`.
-    PageController(Stage &stage, Pace &pace, EventHub &hub, std::function<bool()> end_wanted);
+    // While one waits for long, `meanwhile` is called again and again, for what the pages ask for.
+    PageController(Stage &stage, Pace &pace, EventHub &hub, std::function<bool()> end_wanted,
+                   std::function<void()> meanwhile);
     ~PageController();
 
     // Lets the daemons' time pass and publishes what changed. A daemon that ended is told; nothing is thrown.
@@ -29,16 +32,23 @@ public:
 
     // Each throws ScenarioError for what is no line of the language, Error for what could not be done.
     void perform(const std::string &line);
+    // Ends the line that waits.
+    void give_up();
     void begin_recording();
     void end_recording();
     void set_speed(const std::string &text);
 
     nlohmann::json state();
     Picture picture(View view) { return stage_.picture(view); }
+    Picture both_pictures();                                   // side by side
     std::string recording() const { return recorder_.text(); } // empty before the first one
 
 private:
     void watch_wait();
+    void note_trouble(const Error &problem);
+    void record_commands(bool but_our_last);
+    void record_outside();
+    void refuse_while_waiting() const;
     void carry_out(const Action &action);
     void publish_now();
     void publish_changes();
@@ -50,7 +60,16 @@ private:
     Pace &pace_;
     EventHub &hub_;
     Recorder recorder_;
+    Ear ear_;
+    BoxReport box_recorded_; // what the recording accounts for
+    std::chrono::steady_clock::time_point box_looked_at_{};
     std::function<bool()> end_wanted_;
+    std::function<void()> meanwhile_;
+    // A line that waits on the daemons' clock; empty when none does.
+    std::string waiting_;
+    std::chrono::steady_clock::time_point waiting_since_;
+    bool waits_long_ = false;
+    bool given_up_ = false;
     std::string trouble_;
     std::array<Picture, both_views.size()> shown_;
     std::array<int, both_views.size()> logged_{};

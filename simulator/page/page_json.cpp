@@ -47,9 +47,9 @@ static json kind_json(const Switch &either) { return {{"kind", "switch"}, {"on",
 
 static json kind_json(const Measure &measure) {
     const auto &[lowest, highest, step, first] = measure.slider;
-    return {{"kind", "measure"}, {"unit", measure.unit}, {"present", measure.present},
-            {"min", lowest},     {"max", highest},       {"step", step},
-            {"first", first}};
+    return {{"kind", "measure"}, {"unit", measure.unit},  {"present", measure.present},
+            {"min", lowest},     {"max", highest},        {"step", step},
+            {"first", first},    {"whole", measure.whole}};
 }
 
 static json kind_json(const Text &text) {

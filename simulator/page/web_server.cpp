@@ -2,19 +2,23 @@
 #include "simulator/page/web_server.h"
 
 #include <csignal>
+#include <cstdlib>
 
 #include <httplib.h>
 #include <sys/socket.h>
 
 #include "simulator/desk/error.h"
 #include "simulator/page/event_hub.h"
+#include "simulator/page/page_json.h"
 
 namespace desk {
 
 // A scenario line is short; nothing larger is ever sent here.
 static constexpr size_t longest_body = 4096;
-// Each open stream of events holds one; some more for everything else.
-static constexpr size_t worker_threads = most_listeners + 8;
+// Each open stream of events holds one, and each connection that says nothing for the time that it is given.
+static constexpr size_t worker_threads = most_listeners + 136;
+// Everybody is on this machine and sends at once what is short.
+static constexpr time_t longest_silence_s = 2;
 
 static const httplib::Headers fixed_headers = {
     {"Cache-Control", "no-store"},
@@ -53,7 +57,14 @@ static int refusal(const httplib::Request &request, int port) {
     if (request.method == "GET" || request.method == "HEAD") return 0;
     if (!is_from_us(request, port)) return 403;
     if (request.method != "POST") return 405;
-    return has_honest_body(request) ? 0 : 411;
+    if (!has_honest_body(request)) return 411;
+    return std::strtoull(request.get_header_value("Content-Length").c_str(), nullptr, 10) > longest_body ? 413 : 0;
+}
+
+static const char *reason_of(int status) {
+    if (status == 413) return "This is too long: a line has 4096 bytes at most.";
+    if (status == 405 || status == 411) return "This simulator takes GET, and POST with a length.";
+    return "This simulator answers only its own page.";
 }
 
 using Handled = httplib::Server::HandlerResponse;
@@ -62,7 +73,7 @@ static Handled guard(const httplib::Request &request, httplib::Response &respons
     const int status = refusal(request, port);
     if (status == 0) return Handled::Unhandled;
     response.status = status;
-    response.set_content("This simulator answers only its own page.\n", "text/plain; charset=utf-8");
+    response.set_content(one_line({{"ok", false}, {"error", reason_of(status)}}) + "\n", "application/json");
     return Handled::Handled;
 }
 
@@ -84,6 +95,9 @@ WebServer::WebServer(int port) : server_(std::make_unique<httplib::Server>()) {
     }
     server_->new_task_queue = [] { return new httplib::ThreadPool(worker_threads); };
     server_->set_payload_max_length(longest_body);
+    server_->set_read_timeout(longest_silence_s);
+    server_->set_write_timeout(longest_silence_s);
+    server_->set_keep_alive_timeout(longest_silence_s);
     // One request a connection: the unread body of a refused request must never count as the next request.
     server_->set_keep_alive_max_count(1);
     server_->set_default_headers(fixed_headers);

@@ -3,6 +3,8 @@
 
 #include <cstdio>
 
+#include "simulator/desk/error.h"
+
 namespace desk {
 
 // A file that counts by being there.
@@ -123,7 +125,14 @@ std::string arguments_of(const Control &control) {
 
 BoxReport report_of(const Box &box) {
     BoxReport report;
-    for (const Control &control : controls()) report.emplace_back(control.name, control.access.get(box));
+    for (const Control &control : controls()) {
+        std::optional<std::string> word;
+        try {
+            word = control.access.get(box);
+        } catch (const Error &) { // somebody put there what is no file
+        }
+        report.emplace_back(control.name, word);
+    }
     return report;
 }
 

@@ -7,6 +7,7 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <utility>
 #include <variant>
@@ -47,7 +48,8 @@ struct Text {
     const char *suggestion = "";
 };
 
-// The word on its way into the box and out of it. What is set fits the control's kind.
+// The word on its way into the box and out of it. What is set fits the control's kind. Both throw Error for what is no
+// file, or none of the box.
 struct Access {
     std::function<void(Box &, const std::string &word)> set;
     std::function<std::string(const Box &)> get;
@@ -67,8 +69,8 @@ const std::vector<Control> &controls();
 // What it takes, for people: "on|off", "VOLTS|none".
 std::string arguments_of(const Control &control);
 
-// The word of each control, by its name.
-using BoxReport = std::vector<std::pair<std::string, std::string>>;
+// The word of each control, by its name; nothing for what can't be read.
+using BoxReport = std::vector<std::pair<std::string, std::optional<std::string>>>;
 BoxReport report_of(const Box &box);
 
 } // namespace desk

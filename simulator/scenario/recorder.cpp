@@ -9,8 +9,8 @@ namespace desk {
 std::vector<std::string> lines_between(const BoxReport &before, const BoxReport &after) {
     std::vector<std::string> lines;
     for (const auto &entry : after) {
-        if (std::find(before.begin(), before.end(), entry) != before.end()) continue;
-        lines.push_back(entry.first + " " + quoted(entry.second));
+        if (!entry.second || std::find(before.begin(), before.end(), entry) != before.end()) continue;
+        lines.push_back(entry.first + " " + quoted(*entry.second));
     }
     return lines;
 }
@@ -33,6 +33,8 @@ void Recorder::catch_up(int64_t now_us) {
 
 void Recorder::note(const std::string &line, int64_t before_us, int64_t after_us) {
     if (!running_) return;
+    // While a line waited, something came from outside: the rest of the wait is a matter of time alone.
+    if (written_us_ > before_us && after_us > before_us) return catch_up(after_us);
     catch_up(before_us);
     lines_.push_back(line);
     written_us_ = after_us;

@@ -18,7 +18,8 @@ class Recorder {
 public:
     // Begins anew; the daemons' clock stands at 0, or at `now_us`.
     void begin(const std::vector<std::string> &first_lines, int64_t now_us);
-    // A line that has been carried out between these two moments; a start ends at its own moment 0.
+    // A line that has been carried out between these two moments; a start ends at its own moment 0. Lines that were
+    // noted between them cut a wait in two.
     void note(const std::string &line, int64_t before_us, int64_t after_us);
     void end(int64_t now_us);
 

@@ -46,6 +46,7 @@ void Stage::start(const Start &how) {
     layout_->stop();
     device_->stop();
     if (how.bare != start_.bare || how.bare) make_desks(how.bare);
+    if (bus().ended()) bus().start_again();
     start_ = how;
     box().set_wifi_debug(how.variant == Start::Variant::debug);
     box().set_production(how.variant == Start::Variant::production);

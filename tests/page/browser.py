@@ -19,7 +19,7 @@ FLAGS = ["--headless", "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-
          "--disable-background-networking", "--disable-component-update", "--disable-sync", "--disable-dev-shm-usage",
          "--force-color-profile=srgb", "--hide-scrollbars"]
 KEYS = {"Enter": "\ue007", "Tab": "\ue004", "ArrowLeft": "\ue012", "ArrowUp": "\ue013", "ArrowRight": "\ue014",
-        "Escape": "\ue00c", "Space": " "}
+        "Escape": "\ue00c", "Delete": "\ue017", "Space": " "}
 
 
 def wait_for(condition, what, deadline=20):
@@ -128,11 +128,11 @@ class Browser:
         """A click with the mouse, where the element is: what lies over it would get the click and fails the test."""
         self.call("POST", f"/element/{self.find(selector)[ELEMENT]}/click", {})
 
-    def type(self, selector, text, clear=True):
+    def type(self, selector, text):
+        """Over what stands there, as a person does: without leaving the field in between."""
         element = self.find(selector)[ELEMENT]
-        if clear:
-            self.call("POST", f"/element/{element}/clear", {})
-        self.call("POST", f"/element/{element}/value", {"text": text})
+        self.script("arguments[0].focus(); arguments[0].select();", {ELEMENT: element})
+        self.call("POST", f"/element/{element}/value", {"text": text or KEYS["Delete"]})
 
     def press(self, *keys):
         """Keys on whatever has the focus."""

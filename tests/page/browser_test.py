@@ -2,11 +2,15 @@
 """The simulator's page in a headless Chromium: what a person presses, types and moves, and what the two panels show
 then. The daemon's time stands still but for the steps that a test takes, so the pictures are the golden ones."""
 
+import contextlib
 import os
 import re
+import signal
 import subprocess
 import tempfile
 import unittest
+import urllib.error
+import urllib.request
 
 from browser import Driver
 from simulator import (PROGRAM, SOURCE, VIEWS, Simulator, decode_png, golden, load_pbm, shrunk,
@@ -68,9 +72,9 @@ class BrowserTest(unittest.TestCase):
     def press_word(self, word, browser=None):
         """Presses it and waits until the page says that it has been sent."""
         browser = browser or self.browser
-        browser.script("document.getElementById('meaning').className = 'reply'")
+        browser.script("document.getElementById('sent').textContent = ''")
         browser.click(self.button(word))
-        browser.wait("document.getElementById('meaning').classList.contains('good')", f"{word} to be sent")
+        browser.wait(f"document.getElementById('sent').textContent.startsWith('Sent: {word}')", f"{word} to be sent")
 
     def restart(self):
         self.simulator.do("start normal")
@@ -170,13 +174,30 @@ class Words(BrowserTest):
         self.browser.script("arguments[0].focus()", self.browser.find(self.button("chan_vpn")))
         self.assertIn("WireGuard", self.browser.text("#meaning"))
 
+    def test_what_is_sent_claims_no_effect(self):
+        for word in ("chan_sta", "chan_timeout", "clear_msg"):  # nothing to do for any of them
+            self.press_word(word)
+            self.assertEqual(self.browser.text("#sent"), f"Sent: {word}. Taken when time goes on.")
+            self.assertFalse(self.browser.script(
+                "return document.getElementById('sent').classList.contains('good')"))
+        self.browser.click("input[data-command=activity-alt]")
+        self.browser.wait("document.getElementById('box-reply').textContent === 'Taken when time goes on.'")
+        self.browser.type("#line", "supply 11")
+        self.browser.press("Enter")
+        self.browser.wait("document.getElementById('line-reply').textContent === "
+                          "'Done: supply 11. Taken when time goes on.'")
+        self.browser.script("document.querySelector('input[name=speed][value=\"1\"]').click()")
+        self.browser.wait("document.getElementById('link').textContent === 'Running'")
+        self.press_word("clear_msg")
+        self.assertEqual(self.browser.text("#sent"), "Sent: clear_msg.")
+
 
 class Keys(BrowserTest):
     def test_arrows_walk_through_a_group(self):
         self.browser.script("arguments[0].focus()", self.browser.find(self.button("chan_usb")))
         self.browser.press("ArrowRight", "Enter")
         self.browser.wait("document.activeElement.dataset.word === 'chan_bt'")
-        self.browser.wait("document.getElementById('meaning').classList.contains('good')")
+        self.browser.wait("document.getElementById('sent').textContent.startsWith('Sent: chan_bt')")
         self.simulator.do("wait 601ms")
         self.assert_shows("views/view_bluetooth")
         self.browser.press("Tab")
@@ -234,6 +255,45 @@ class Line(BrowserTest):
         complaints = self.browser.complaints()  # the browser notes the refusal by itself
         self.assertTrue(all("400" in complaint for complaint in complaints), complaints)
 
+    def test_a_wait_is_shown_and_can_be_given_up(self):
+        self.browser.type("#line", "wait 600s")
+        self.browser.press("Enter")
+        self.browser.wait("document.getElementById('waiting').checkVisibility()")
+        self.assertIn("Waiting: wait 600s", self.browser.text("#waiting-line"))
+        self.browser.click(self.button("chan_bt"))
+        self.browser.wait("document.getElementById('sent').textContent.includes('is still waiting')")
+        self.browser.click("#give-up")
+        self.browser.wait("!document.getElementById('waiting').checkVisibility()")
+        self.browser.wait("document.getElementById('line-reply').textContent.includes('was given up')")
+        self.press_word("chan_bt")
+        complaints = self.browser.complaints()
+        self.assertTrue(all("409" in complaint for complaint in complaints), complaints)
+
+    def test_the_row_of_a_wait_that_failed_can_be_read(self):
+        self.simulator.do("send M4_ready", "wait 601ms")
+        self.browser.type("#line", "wait mode PASSTHRU")
+        self.browser.press("Enter")
+        self.browser.wait("document.getElementById('line-reply').classList.contains('bad')")
+        row = self.browser.script("""
+            const pre = document.querySelector('#line-reply pre');
+            const style = getComputedStyle(pre);
+            return [pre.textContent, style.whiteSpace, style.fontFamily, style.lineHeight === style.fontSize];""")
+        self.assertGreater(len(row[0].splitlines()), 4)
+        self.assertTrue({len(line) for line in row[0].splitlines()} - {0})
+        self.assertIn("pre", row[1])
+        self.assertIn("monospace", row[2])
+        self.assertTrue(row[3], "the blocks of two lines touch")
+        self.browser.complaints()
+
+    def test_a_line_that_is_too_long_is_told(self):
+        for length in (5000, 3000000):
+            self.browser.script("document.getElementById('line-reply').textContent = '';"
+                                "document.getElementById('line').value = 'note ' + 'x'.repeat(arguments[0])", length)
+            self.browser.script("document.getElementById('line-form').requestSubmit()")
+            self.browser.wait("document.getElementById('line-reply').textContent.includes('4096 bytes at most')")
+            self.assertFalse(self.browser.script("return document.body.classList.contains('lost')"))
+        self.browser.complaints()
+
     def test_lines_can_be_recalled(self):
         for line in ("serial ONE", "serial TWO"):
             self.browser.type("#line", line)
@@ -246,7 +306,7 @@ class Line(BrowserTest):
 
 class Box(BrowserTest):
     def set_field(self, command, text):
-        selector = f"input[type=text][data-command={command}], input[type=number][data-command={command}]"
+        selector = f"input[type=text][data-command={command}]"
         self.browser.type(selector, text)
         self.browser.press("Enter")
 
@@ -284,7 +344,7 @@ class Box(BrowserTest):
 
     def test_sliders(self):
         self.simulator.do("signal -50")
-        self.browser.wait("document.querySelector('input[type=number][data-command=signal]').value === '-50'")
+        self.browser.wait("document.querySelector('input.number[data-command=signal]').value === '-50'")
         for command, word in (("supply", "9.7"), ("jack", "8000"), ("signal", "-71")):
             self.move_slider(command, word)
             self.wait_for_box(command, word)
@@ -322,10 +382,10 @@ class Box(BrowserTest):
     def test_what_others_change_shows(self):
         self.simulator.do("supply 7.5", "wifi up", "ssid Elsewhere", "signal -80", "serial none", "hotspot off")
         self.browser.wait("""['7.5', true, 'Elsewhere', '-80', '', false].join() === [
-            document.querySelector('input[type=number][data-command=supply]').value,
+            document.querySelector('input.number[data-command=supply]').value,
             document.querySelector('input[data-command=wifi]').checked,
             document.querySelector('input[data-command=ssid]').value,
-            document.querySelector('input[type=number][data-command=signal]').value,
+            document.querySelector('input.number[data-command=signal]').value,
             document.querySelector('input[data-command=serial]').value,
             document.querySelector('input[data-command=hotspot]').checked].join()""")
 
@@ -335,7 +395,7 @@ class Box(BrowserTest):
         self.browser.wait("document.querySelector('input[data-command=serial]').value === 'BEFORE'")
         fields = (("input[type=text][data-command=serial]", "HALF-TY", "serial"),
                   ("input[type=text][data-command=ssid]", "Half a na", "ssid"),
-                  ("input[type=number][data-command=supply]", "13", "supply"))
+                  ("input.number[data-command=supply]", "13", "supply"))
         for number, (field, typed, command) in enumerate(fields):
             self.browser.type(field, typed)
             self.simulator.do(f"{command} {number}.5", f"noise -{number}0")
@@ -346,6 +406,84 @@ class Box(BrowserTest):
             self.assertEqual(self.box(command), f"{number}.5")
             self.browser.press("Enter")
             self.wait_for_box(command, typed)
+
+    def look_of(self, command):
+        """What its field shows, whether it is marked as wrong, and what is said beside it."""
+        return self.browser.script("""
+            const field = document.querySelector(`input[type=text][data-command=${arguments[0]}]`);
+            const beside = document.getElementById(field.getAttribute('aria-describedby'));
+            return [field.value, field.getAttribute('aria-invalid'), beside.textContent];""", command)
+
+    def test_what_is_refused_does_not_stay(self):
+        self.simulator.do("supply 24.5", "jack 12000", "signal -55")
+        self.browser.wait("document.querySelector('input.number[data-command=supply]').value === '24.5'")
+        for command, typed, shown, limits in (
+                ("supply", "5000", "24.5", "Supply voltage: 0 to 32 V"), ("supply", "x", "24.5", "Supply voltage: "),
+                ("supply", "", "24.5", "Supply voltage: "), ("supply", "-1", "24.5", "Supply voltage: "),
+                ("supply", "1.234,5", "24.5", "Supply voltage: "),
+                ("jack", "12000,5", "12000", "Jack voltage: 0 to 30000 mV, a whole number")):
+            self.set_field(command, typed)
+            wait_for(lambda: self.look_of(command)[1] == "true", lambda: f"{command} {typed} to be marked")
+            value, _, told = self.look_of(command)
+            self.assertEqual(value, shown, f"{command} {typed}")
+            self.assertIn(limits, told)
+            self.assertEqual(self.box(command), shown)
+        self.set_field("supply", "13")
+        self.wait_for_box("supply", "13")
+        self.assertEqual(self.look_of("supply"), ["13", None, ""])
+        self.set_field("jack", "13000")
+        self.wait_for_box("jack", "13000")
+
+    def test_a_refusal_of_the_simulator_is_shown_in_the_controls_words(self):
+        """As if the two knew different limits."""
+        self.simulator.do("signal none", "supply 12")
+        self.browser.wait("!document.querySelector('.measure[data-command=signal] input[type=checkbox]').checked")
+        self.browser.script("""
+            const real = window.fetch;
+            window.fetch = (path, options) =>
+                real(path, path === '/api/do' ? {...options, body: options.body + ' too many'} : options);""")
+        self.browser.click(".measure[data-command=signal] input[type=checkbox]")
+        wait_for(lambda: self.look_of("signal")[1] == "true", "the refusal")
+        self.assertEqual(self.look_of("signal")[2], "Signal: -100 to -10 dBm, a whole number")
+        self.assertFalse(self.browser.script("""
+            return document.querySelector('.measure[data-command=signal] input[type=checkbox]').checked"""))
+        self.browser.click("input[data-command=activity-alt]")
+        self.browser.wait("document.querySelector('input[data-command=activity-alt]').ariaInvalid === 'true'")
+        self.assertFalse(self.browser.script(
+            "return document.querySelector('input[data-command=activity-alt]').checked"))
+        self.set_field("ssid", "Somewhere")
+        wait_for(lambda: self.look_of("ssid")[1] == "true", "the refusal")
+        self.assertEqual(self.look_of("ssid")[0], self.box("ssid"))
+        complaints = self.browser.complaints()
+        self.assertTrue(all("400" in complaint for complaint in complaints), complaints)
+
+    def test_empty_absent_and_unreadable_look_different(self):
+        for command, path in (("serial", "rodata/serial_number"), ("bluetooth", "rodata/bluetooth_name"),
+                              ("firmware-type", "tmp/fw_type_running")):
+            path, looks = self.simulator.box(path), []
+            with contextlib.suppress(FileNotFoundError):
+                os.remove(path)
+            # An empty file, none, what is no file; each time something else is the sign that the page knows.
+            for number, change in enumerate((lambda: open(path, "w", encoding="ascii").close(),
+                                             lambda: os.remove(path), lambda: os.mkfifo(path))):
+                change()
+                self.simulator.do(f"noise {command}-{number}")
+                self.browser.wait("document.querySelector('input[data-command=noise]').value === "
+                                  f"'{command}-{number}'")
+                shown = self.browser.script(
+                    "return document.querySelector('input[data-command=' + arguments[0] + ']').placeholder", command)
+                looks.append((shown, *self.look_of(command)))
+            self.assertEqual([look[0] for look in looks], ["empty file", "no file", "can’t be read"], command)
+            self.assertEqual([look[2] for look in looks], [None, None, "true"], command)
+            self.assertIn("can’t be read", looks[2][3])
+            self.simulator.do(f"{command} BACK")
+            self.browser.wait(f"document.querySelector('input[data-command={command}]').value === 'BACK'")
+            self.assertEqual(self.look_of(command), ["BACK", None, ""])
+
+    def test_a_comma_is_a_decimal_sign(self):
+        self.set_field("supply", "11,8")
+        self.wait_for_box("supply", "11.8")
+        self.assertEqual(self.look_of("supply"), ["11.8", None, ""])
 
     def test_a_station_appears(self):
         self.browser.click("input[data-command=wifi]")
@@ -376,6 +514,21 @@ class Starts(BrowserTest):
         self.assert_shows("start/wifi_debug")
         self.assertEqual(self.simulator.state()["variant"], "debug")
         self.browser.wait("document.querySelector('input[name=variant]:checked').value === 'debug'")
+
+    def test_a_choice_does_not_look_applied(self):
+        chosen = "document.querySelector('#start-form').classList.contains('pending')"
+        self.assertEqual(self.browser.text("#start-state"), "Runs as Normal.")
+        self.assertFalse(self.browser.script("return " + chosen))
+        for choose in ("const b = document.querySelector('input[name=variant][value=production]'); b.click()",
+                       "document.querySelector('input[name=bare]').click()"):
+            self.browser.script(choose)
+            self.browser.wait(chosen)
+            self.assertIn("Runs as Normal.", self.browser.text("#start-state"))
+            self.assertIn("after Restart", self.browser.text("#start-state"))
+        self.browser.click("#restart")
+        self.browser.wait("document.getElementById('start-state').textContent === "
+                          "'Runs as Production in an empty box.'")
+        self.assertFalse(self.browser.script("return " + chosen))
 
     def test_empty_box(self):
         self.browser.click("input[name=bare]")
@@ -444,6 +597,30 @@ class Saving(BrowserTest):
         for view in VIEWS:
             saved = shrunk(decode_png(self.download(f"#png-{view}", f"{view}.png")), 4)
             self.assertEqual(saved, self.browser.panel(view))
+
+    def test_a_picture_without_a_recording_is_saved(self):
+        self.simulator.do("send chan_usb", "wait 601ms")
+        self.assert_shows("views/view_usb")
+        wanted = self.simulator.request("/api/picture.png?view=both&scale=4")[2]
+        self.browser.type("#picture-form input", "the-channel")
+        self.assertEqual(self.download("#picture-form button", "the-channel.png"), wanted)
+        self.assertIn("the-channel.png", self.browser.text("#record-reply"))
+        for number in (1, 2):  # never twice the same name
+            self.assertEqual(self.download("#picture-form button", f"picture-{number}.png"), wanted)
+
+    def test_a_note_needs_a_recording(self):
+        look = """const {input, button} = Object.fromEntries([...document.querySelectorAll('#note-form > *')].map(
+                      (part) => [part.localName, part]));
+                  return [input.disabled, button.disabled,
+                          document.getElementById('note-reason').checkVisibility()];"""
+        self.assertEqual(self.browser.script(look), [True, True, True])
+        self.assertIn("needs a recording", self.browser.text("#note-reason"))
+        self.browser.click("#record")
+        self.browser.wait("document.getElementById('record').textContent === 'Stop'")
+        self.assertEqual(self.browser.script(look), [False, False, False])
+        self.browser.click("#record")
+        self.browser.wait("document.getElementById('record').textContent === 'Record'")
+        self.assertEqual(self.browser.script(look), [True, True, True])
 
     def test_a_recording_plays_back_to_the_same_pictures(self):
         self.browser.click("#record")
@@ -523,6 +700,63 @@ class Several(BrowserTest):
         self.browser.wait("document.getElementById('link').textContent === 'Running'", "the page to come back")
         self.browser.open("about:blank")
         self.browser.complaints()  # of the lost connection, of which the browser tells by itself
+
+    def lost(self):
+        return self.browser.script("""
+            return [!document.getElementById('lost').hidden, document.querySelector('main').inert,
+                    document.querySelector('.running').inert, getComputedStyle(document.querySelector('main')).opacity];
+            """)
+
+    def test_lost_contact_is_seen(self):
+        simulator = Simulator()
+        self.browser.open(simulator.address)
+        self.browser.wait("document.getElementById('link').textContent === 'Running'")
+        self.assertEqual(self.lost(), [False, False, False, "1"])
+        simulator.close()
+        self.browser.wait("document.body.classList.contains('lost')")
+        self.assertEqual(self.lost()[:3], [True, True, True])
+        self.assertLess(float(self.lost()[3]), 0.6)
+        self.assertIn("does not answer", self.browser.text("#lost"))
+        returned = Simulator("--port", str(simulator.port))
+        self.addCleanup(returned.close)
+        self.browser.wait("!document.body.classList.contains('lost')", "the page to come back")
+        self.assertEqual(self.lost(), [False, False, False, "1"])
+        returned.process.send_signal(signal.SIGSTOP)
+        self.addCleanup(returned.process.send_signal, signal.SIGCONT)
+        self.browser.wait("document.body.classList.contains('lost')", "the silence to be noticed")
+        returned.process.send_signal(signal.SIGCONT)
+        self.browser.wait("!document.body.classList.contains('lost')", "the page to come back")
+        self.browser.open("about:blank")
+        self.browser.complaints()
+
+    def test_too_many_pages_are_told_and_wait_for_their_turn(self):
+        simulator = Simulator()
+        self.addCleanup(simulator.close)
+        streams = []
+        with contextlib.suppress(urllib.error.HTTPError):
+            while len(streams) < 40:
+                streams.append(urllib.request.urlopen(simulator.address + "events"))
+        self.browser.open(simulator.address)
+        self.browser.wait("document.getElementById('lost').textContent.includes('Too many pages')")
+        self.assertEqual(self.lost()[:3], [True, True, True])
+        for stream in streams:
+            stream.close()
+        self.browser.wait("!document.body.classList.contains('lost')", "a place to be free")
+        self.browser.open("about:blank")
+        self.browser.complaints()
+
+    def test_a_vocabulary_that_could_not_be_fetched_is_told(self):
+        self.browser.devtools("Network.enable")
+        self.browser.devtools("Network.setBlockedURLs", urls=["*/api/vocabulary"])
+        self.addCleanup(self.browser.devtools, "Network.setBlockedURLs", urls=[])
+        self.browser.open(self.simulator.address)
+        self.browser.wait("document.getElementById('lost').textContent.includes('could not be fetched')")
+        self.assertEqual(self.lost()[:3], [True, True, True])
+        self.browser.devtools("Network.setBlockedURLs", urls=[])
+        self.browser.wait("document.querySelectorAll('button.word').length > 0")
+        self.browser.wait("document.getElementById('link').textContent === 'Paused'")
+        self.assertEqual(self.lost()[:3], [False, False, False])
+        self.browser.complaints()
 
 
 class Looks(BrowserTest):

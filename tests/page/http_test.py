@@ -2,9 +2,12 @@
 """The simulator's page without a browser: what is served to whom, what is refused, and what the addresses under /api
 and the stream of events do."""
 
+import contextlib
+import fcntl
 import http.client
 import json
 import os
+import pty
 import re
 import shutil
 import signal
@@ -12,6 +15,8 @@ import socket
 import struct
 import subprocess
 import tempfile
+import termios
+import threading
 import time
 import unittest
 import urllib.error
@@ -116,6 +121,15 @@ class Served(PageTest):
         for view in VIEWS:
             for scale in (2, 4, 16):
                 self.assertEqual(self.picture(view, scale), self.picture(view))
+
+    def test_both_panels_in_one_picture(self):
+        self.simulator.do("send chan_usb", "wait 601ms")
+        rows = shrunk(decode_png(self.simulator.request("/api/picture.png?view=both&scale=2")[2]), 2)
+        for view in VIEWS:
+            first, *further = self.picture(view)
+            corners = [(x, y) for y, row in enumerate(rows) for x in range(len(row)) if row.startswith(first, x)]
+            self.assertTrue(any(all(rows[y + 1 + i].startswith(row, x) for i, row in enumerate(further))
+                                for x, y in corners if y + len(further) < len(rows)), view)
 
     def test_pictures_that_do_not_exist(self):
         for query in ("", "?view=", "?view=wide", "?view=device&scale=0", "?view=device&scale=17",
@@ -227,6 +241,27 @@ class Refused(PageTest):
         self.assertEqual(self.simulator.request("/api/do", "#" * 4097)[0], 413)
         self.assertEqual(self.commands_seen(), [])
 
+    def test_a_body_that_is_too_long_is_told(self):
+        status, headers, data = self.simulator.request("/api/do", "#" * 5000)
+        self.assertEqual((status, headers["Content-Type"]), (413, "application/json"))
+        self.assertIn("4096 bytes at most", json.loads(data)["error"])
+
+    def test_many_slow_connections_stop_nobody(self):
+        """Some say nothing, some half of what they want; a browser that comes then is answered at once."""
+        slow = [socket.create_connection(("127.0.0.1", self.simulator.port)) for _ in range(60)]
+        for connection in slow[::2]:
+            connection.sendall(b"GET / HTTP/1.1\r\nHost: 127.0.0.1")
+        begin = time.monotonic()
+        for _ in range(5):
+            self.assertEqual(self.simulator.request("/api/state")[0], 200)
+        self.assertLess(time.monotonic() - begin, 1.5 * PATIENCE)
+        for connection in slow:  # and in the end they are let go
+            connection.settimeout(20 * PATIENCE)
+            with contextlib.suppress(ConnectionResetError):
+                while connection.recv(1000):
+                    pass
+            connection.close()
+
     def test_other_methods(self):
         for method in ("GET", "PUT", "PATCH", "DELETE", "OPTIONS"):
             connection = http.client.HTTPConnection("127.0.0.1", self.simulator.port, timeout=20 * PATIENCE)
@@ -307,6 +342,26 @@ class Lines(PageTest):
         os.remove(flag)
         self.assertEqual(self.simulator.state()["box"]["activity-alt"], "off")
 
+    def test_odd_files_in_the_box(self):
+        """They stop neither the page nor the daemons, and are an error of their control alone."""
+        serial = self.simulator.box("rodata/serial_number")
+        self.addCleanup(self.simulator.do, "serial QB418T-000123")
+        os.remove(serial)
+        os.mkfifo(serial)
+        self.assertIsNone(self.simulator.state()["box"]["serial"])
+        os.remove(serial)
+        os.mkdir(serial)
+        self.assertIsNone(self.simulator.state()["box"]["serial"])
+        self.assertIn("serial_number", self.error("serial QB-2", 409))
+        self.assertEqual(self.simulator.state()["trouble"], "")
+        os.rmdir(serial)
+        with open(serial, "wb") as file:
+            file.truncate(300 << 20)
+        self.assertLess(len(self.simulator.state()["box"]["serial"]), 20000)
+        with open(f"/proc/{self.simulator.process.pid}/status", encoding="ascii") as file:
+            peak_kb = int(re.search(r"VmHWM:\s*(\d+)", file.read()).group(1))
+        self.assertLess(peak_kb, 200 << 10)
+
     def test_start_up_variants(self):
         for line, variant, bare, name in (("start production", "production", False, "production"),
                                           ("start debug", "debug", False, None),
@@ -331,6 +386,28 @@ class Lines(PageTest):
         self.simulator.speed(0)
         for bad in ("-1", "101", "fast", "", "nan", "1 2"):
             self.assertNotEqual(self.simulator.request("/api/speed", bad)[0], 200, bad)
+
+    def test_a_wait_holds_nobody_up_without_a_word(self):
+        """It is told, others are refused with its name, what only looks is answered, and it can be given up."""
+        self.assertEqual(self.simulator.request("/api/give-up", "")[0], 409, "nothing waits")
+        answers = []
+        line = "wait 600s"
+        waiting = threading.Thread(target=lambda: answers.append(self.simulator.request("/api/do", line)))
+        waiting.start()
+        wait_for(lambda: self.simulator.state()["waiting"] == line, "the wait to be told")
+        for path, body in (("/api/do", "send chan_bt"), ("/api/do", "supply 11"), ("/api/record", "start")):
+            status, _, data = self.simulator.request(path, body)
+            self.assertEqual(status, 409)
+            self.assertIn(f"'{line}' is still waiting", json.loads(data)["error"])
+        self.assertTrue(self.picture("device"))
+        self.assertEqual(answers, [])
+        self.assertEqual(self.simulator.request("/api/give-up", "")[0], 200)
+        waiting.join(20 * PATIENCE)
+        self.assertEqual(answers[0][0], 409)
+        self.assertIn("given up", json.loads(answers[0][2])["error"])
+        self.assertEqual(self.simulator.state()["waiting"], "")
+        self.assertEqual(self.simulator.state()["trouble"], "")
+        self.simulator.do("send chan_bt", "wait 601ms")
 
     def test_long_waits_leave_the_page_alive(self):
         self.simulator.do("wait 120s", "send M4_ready", "wait mode READY")
@@ -478,6 +555,90 @@ class Recording(PageTest):
             self.record("stop")
             self.assert_plays_back(pictures)
 
+    def send_from_outside(self, *arguments):
+        bus = self.simulator.state()["bus"]
+        subprocess.run(["dbus-send", "--bus=" + bus, "--type=signal", "/zor/signal", "zor.signal.Type.Display",
+                        *arguments], check=True)
+
+    def test_what_came_from_outside_is_recorded(self):
+        """Another program on the bus, and a file changed by hand; also while a line waits."""
+        def text():
+            return self.simulator.request("/api/scenario")[2].decode()
+        self.record("start")
+        self.simulator.do("wait 100ms")
+        self.send_from_outside("string:Error_Code", "string:A 12")
+        wait_for(lambda: '\nsend Error_Code "A 12"\n' in text(), text)
+        with open(self.simulator.box("rodata/serial_number"), "w", encoding="ascii") as file:
+            file.write("BY-HAND\n")
+        wait_for(lambda: "\nserial BY-HAND\n" in text(), text)
+        self.send_from_outside("string:no_such_word")
+        wait_for(lambda: re.search("^# .*no_such_word$", text(), re.M), text)
+        self.simulator.do("send chan_bt", "serial OWN", "wait 601ms")
+        waiting = threading.Thread(target=lambda: self.simulator.request("/api/do", "wait 300s"))
+        waiting.start()
+        wait_for(lambda: self.simulator.state()["waiting"], "the wait")
+        self.send_from_outside("string:M4_COMM")
+        wait_for(lambda: "\nsend M4_COMM\n" in text(), text)
+        self.simulator.request("/api/give-up", "")
+        waiting.join()
+        self.simulator.do("wait 601ms")
+        pictures = {}
+        self.take(pictures, "end")
+        self.record("stop")
+        for line in ('send Error_Code "A 12"', "send chan_bt", "send M4_COMM", "serial BY-HAND", "serial OWN"):
+            self.assertEqual(text().count(f"\n{line}\n"), 1, text())
+        for view in VIEWS:
+            pictures["end"][view] = without_activity_icon(pictures["end"][view], view)
+        with tempfile.TemporaryDirectory() as folder:
+            self.play(folder)
+            for view in VIEWS:
+                played = without_activity_icon(load_pbm(os.path.join(folder, f"end-{view}.pbm")), view)
+                self.assertEqual(played, pictures["end"][view], view)
+        self.simulator.do("serial QB418T-000123")
+
+    def test_a_key_in_the_terminal_is_recorded(self):
+        terminal, inner = pty.openpty()
+        fcntl.ioctl(inner, termios.TIOCSWINSZ, struct.pack("HHHH", 60, 150, 0, 0))
+        process = subprocess.Popen([PROGRAM, "--port", "0"], stdin=inner, stdout=inner, stderr=inner,
+                                   env=dict(os.environ, TERM="xterm-256color", LC_ALL="C.UTF-8"))
+        os.close(inner)
+        shown = bytearray()
+
+        def read():
+            with contextlib.suppress(OSError):  # it has ended
+                while chunk := os.read(terminal, 65536):
+                    shown.extend(chunk)
+        reader = threading.Thread(target=read)
+        reader.start()
+        try:
+            found = wait_for(lambda: re.search(rb"The page: (http://127\.0\.0\.1:\d+/)", shown), "the page's address")
+            address = found.group(1).decode()
+            urllib.request.urlopen(address + "api/record", b"start").close()
+            os.write(terminal, b"b")
+
+            def text():
+                with urllib.request.urlopen(address + "api/scenario") as answer:
+                    return answer.read().decode()
+            wait_for(lambda: "\nsend chan_bt\n" in text(), text)
+            self.assertEqual(text().count("chan_bt"), 1)
+        finally:
+            process.terminate()
+            process.wait()
+            reader.join()
+            os.close(terminal)
+
+    def test_a_crash_is_recorded_as_a_comment(self):
+        simulator = Simulator()
+        self.addCleanup(simulator.close)
+        self.assertEqual(simulator.request("/api/record", "start")[0], 200)
+        os.kill(next(pid for pid, comm in descendants(simulator.process.pid) if comm == "status-display"),
+                signal.SIGSEGV)
+        wait_for(lambda: simulator.state()["trouble"], "the trouble to be told")
+        simulator.do("start normal")
+        self.assertEqual(simulator.request("/api/record", "stop")[0], 200)
+        self.assertIn("\n# The device's daemon was killed by SIGSEGV.\n",
+                      simulator.request("/api/scenario")[2].decode())
+
     def test_what_fails_is_not_recorded(self):
         self.record("start")
         self.simulator.request("/api/do", "send nonsense")
@@ -491,7 +652,6 @@ class Recording(PageTest):
 
     def test_a_picture_is_taken_once_under_one_name(self):
         """The recording could not be played otherwise."""
-        self.simulator.do("picture a", "picture a")  # nothing is recorded yet
         self.record("start")
         self.simulator.do("picture a", "picture b")
         status, _, data = self.simulator.request("/api/do", 'picture   "a"')
@@ -500,7 +660,16 @@ class Recording(PageTest):
         self.record("stop")
         text = self.simulator.request("/api/scenario")[2].decode()
         self.assertEqual(re.findall("^picture.*$", text, re.M), ["picture a", "picture b"])
-        self.simulator.do("picture a")
+
+    def test_what_only_a_recording_keeps_is_refused_without_one(self):
+        for line in ("note What happens", "note", "picture a"):
+            status, _, data = self.simulator.request("/api/do", line)
+            self.assertEqual(status, 409, line)
+            self.assertIn("nothing is being recorded", json.loads(data)["error"])
+        self.assertEqual(self.simulator.state()["trouble"], "", "and the display runs on")
+        self.record("start")
+        self.simulator.do("note What happens", "picture a")
+        self.record("stop")
 
     def test_other_requests(self):
         self.assertEqual(self.simulator.request("/api/record", "pause")[0], 400)
@@ -568,11 +737,38 @@ class Life(unittest.TestCase):
         self.addCleanup(simulator.close)
         daemon = next(pid for pid, comm in descendants(simulator.process.pid) if comm == "status-display")
         os.kill(daemon, signal.SIGKILL)
-        wait_for(lambda: simulator.state()["trouble"], "the trouble to be told")
+        simulator.speed(0)  # it is seen all the same
+        trouble = wait_for(lambda: simulator.state()["trouble"], "the trouble to be told").splitlines()
+        self.assertEqual(trouble[:2], ["The device's daemon was killed by SIGKILL.", "Its last log lines:"])
+        self.assertIn("Match rule sent", trouble)
+        self.assertLess(len(trouble), 12)
         self.assertEqual(simulator.request("/api/do", "send chan_bt")[0], 409)
         simulator.do("start normal")
         self.assertEqual(simulator.state()["trouble"], "")
         simulator.do("send M4_ready", "wait mode READY")
+
+    def test_the_layouts_daemon_is_named_too(self):
+        simulator = Simulator()
+        self.addCleanup(simulator.close)
+        daemon = next(pid for pid, comm in descendants(simulator.process.pid) if comm == "status-display-")
+        os.kill(daemon, signal.SIGABRT)
+        trouble = wait_for(lambda: simulator.state()["trouble"], "the trouble to be told")
+        self.assertEqual(trouble.splitlines()[0], "The layout's daemon was killed by SIGABRT.")
+
+    def test_a_killed_bus_is_told_and_started_again(self):
+        simulator = Simulator()
+        self.addCleanup(simulator.close)
+        simulator.do("serial QB-KEPT")
+        for _ in range(2):
+            bus = next(pid for pid, comm in descendants(simulator.process.pid) if comm == "dbus-daemon")
+            os.kill(bus, signal.SIGKILL)
+            trouble = wait_for(lambda: simulator.state()["trouble"], "the trouble to be told")
+            self.assertTrue(trouble.startswith("The bus was killed by SIGKILL"), trouble)
+            self.assertEqual(simulator.request("/api/do", "send chan_bt")[0], 409)
+            simulator.do("start normal")
+            self.assertEqual(simulator.state()["trouble"], "")
+            simulator.do("send M4_ready", "wait mode READY")
+        self.assertEqual(simulator.state()["box"]["serial"], "QB-KEPT")
 
     def run_it(self, *options):
         return subprocess.run([PROGRAM, *options], capture_output=True, text=True, check=False, timeout=60 * PATIENCE)
@@ -591,6 +787,18 @@ class Life(unittest.TestCase):
         simulator = Simulator("--port", str(port))
         self.addCleanup(simulator.close)
         self.assertEqual(simulator.port, port)
+
+    def test_the_usual_port(self):
+        """The same from run to run; another one is taken and told where somebody has it."""
+        first = Simulator(usual_port=True)
+        self.addCleanup(first.close)
+        self.assertEqual(8790 if first.taken is None else int(first.taken), 8790)
+        self.assertEqual(first.port == 8790, first.taken is None)
+        second = Simulator(usual_port=True)
+        self.addCleanup(second.close)
+        self.assertEqual(second.taken, "8790")
+        self.assertNotIn(second.port, (8790, first.port))
+        self.assertTrue(second.state()["folder"])
 
     def test_bad_options(self):
         for options in (("--port",), ("--port", "x"), ("--port", "65536"), ("--speed", "-1"), ("--speed", "fast"),

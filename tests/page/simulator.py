@@ -22,16 +22,19 @@ VIEWS = ("device", "layout")
 
 
 class Simulator:
-    def __init__(self, *options):
+    def __init__(self, *options, usual_port=False):
+        if "--port" not in options and not usual_port:
+            options = (*options, "--port", "0")
         self.process = subprocess.Popen([PROGRAM, "--page", *options], stdout=subprocess.PIPE, stderr=subprocess.PIPE,
                                         text=True)
         line = self.process.stdout.readline()
-        found = re.fullmatch(r"The page: (http://127\.0\.0\.1:(\d+)/)\n", line)
+        found = re.fullmatch(r"The page: (http://127\.0\.0\.1:(\d+)/)(?: \(port (\d+) is taken\))?\n", line)
         if not found:
             self.process.kill()
             raise AssertionError(f"no address but {line!r}: {self.process.communicate()[1]}")
         self.address = found.group(1)
         self.port = int(found.group(2))
+        self.taken = found.group(3)  # the port that it would have had
 
     def close(self):
         """Ends it as a service manager would; its exit status."""

@@ -1,6 +1,7 @@
 // The controls: what each is set to stands in the box and is read back. The values come from the table, so that a new
 // control is tested by being there.
 #include <cstdio>
+#include <filesystem>
 
 #include <gtest/gtest.h>
 
@@ -105,4 +106,28 @@ TEST(Controls, TellWhatTheDisplayMakesOfFiles) {
     box.set_supply_volts(12);
     box.remove("/sys/bus/iio/devices/iio:device0/in_voltage_scale");
     EXPECT_EQ(told(box, "supply"), "none");
+}
+
+// Empty, absent and unreadable are three things.
+TEST(Controls, TellAFileThatCannotBeRead) {
+    desk::Box box;
+    const auto word = [&](const std::string &name) {
+        for (const auto &[control, told] : desk::report_of(box)) {
+            if (control == name) return told;
+        }
+        return std::optional<std::string>("not told");
+    };
+    for (const auto &[name, path] : {std::pair{"serial", "/rodata/serial_number"},
+                                     {"bluetooth", "/rodata/bluetooth_name"},
+                                     {"firmware-type", "/tmp/fw_type_running"}}) {
+        box.write(path);
+        EXPECT_EQ(word(name), "") << name;
+        box.remove(path);
+        EXPECT_EQ(word(name), desk::none_word) << name;
+        std::filesystem::create_directory(box.host_path(path));
+        EXPECT_EQ(word(name), std::nullopt) << name;
+    }
+    const desk::Box untouched;
+    EXPECT_EQ(desk::lines_between(desk::report_of(untouched), desk::report_of(box)), std::vector<std::string>{})
+        << "and no line could bring it about";
 }

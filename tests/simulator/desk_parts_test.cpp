@@ -8,11 +8,13 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <syslog.h>
 #include <unistd.h>
 
 #include "panel/files.h"
+#include "simulator/desk/box.h"
 #include "simulator/desk/log_socket.h"
 #include "panel/picture.h"
 #include "simulator/desk/process.h"
@@ -247,4 +249,67 @@ TEST(SaveBytes, WritesAFileWholeOrNotAtAll) {
     folder.write("folder/c", "");
     EXPECT_THROW(panel::save_bytes(folder.path() + "/folder", "x"), desk::Error);
     EXPECT_EQ(folder.names(), (std::vector<std::string>{"a", "b", "folder/c"})) << "nothing half-done is left";
+}
+
+/* ---- the box's files, whatever somebody put there ---- */
+
+static const char *const serial = "/rodata/serial_number";
+
+TEST(BoxFiles, AreReadWithABoundAndWithoutWaiting) {
+    desk::Box box;
+    const std::string path = box.host_path(serial);
+    box.write(serial, "SN-1\nmore\n");
+    EXPECT_EQ(box.first_line(serial), "SN-1");
+    ASSERT_EQ(truncate(path.c_str(), 300 << 20), 0);
+    EXPECT_LE(box.read(serial).size(), 16u << 10);
+    EXPECT_EQ(box.first_line(serial), "SN-1");
+    std::ofstream(path) << std::string(1 << 20, 'x');
+    EXPECT_LE(box.first_line(serial).size(), 16u << 10);
+    box.remove(serial);
+    EXPECT_EQ(box.first_line(serial), "") << "no file";
+    EXPECT_FALSE(box.exists(serial));
+    ASSERT_EQ(mkfifo(path.c_str(), 0600), 0); // a reader that waits would hang the test
+    EXPECT_TRUE(box.exists(serial));
+    EXPECT_THROW(box.first_line(serial), desk::Error);
+    box.remove(serial);
+    ASSERT_EQ(mkdir(path.c_str(), 0700), 0);
+    EXPECT_THROW(box.first_line(serial), desk::Error);
+    EXPECT_THROW(box.write(serial, "x\n"), desk::Error);
+    std::ofstream(path + "/file") << "x";
+    box.remove(serial);
+    EXPECT_FALSE(box.exists(serial)) << "a folder goes with what is in it";
+}
+
+TEST(BoxFiles, NoLinkLeadsOutOfTheBox) {
+    const Folder outside;
+    const std::string file = outside.write("file", "outside\n");
+    desk::Box box;
+    const std::string path = box.host_path(serial);
+    box.remove(serial);
+    ASSERT_EQ(symlink(file.c_str(), path.c_str()), 0);
+    EXPECT_THROW(box.first_line(serial), desk::Error);
+    box.write(serial, "SN-2\n");
+    EXPECT_EQ(box.first_line(serial), "SN-2") << "writing replaces a link";
+    EXPECT_EQ(outside.read("file"), "outside\n");
+    box.remove(serial);
+    ASSERT_EQ(symlink(file.c_str(), path.c_str()), 0);
+    box.remove(serial);
+    EXPECT_EQ(outside.read("file"), "outside\n");
+    // A folder that is a link.
+    const std::string folder = box.host_path("/rodata");
+    ASSERT_EQ(rename(folder.c_str(), (box.folder() + "/kept").c_str()), 0);
+    ASSERT_EQ(symlink(outside.path().c_str(), folder.c_str()), 0);
+    const std::string there = outside.write("serial_number", "outside\n");
+    EXPECT_THROW(box.first_line(serial), desk::Error);
+    EXPECT_THROW(box.write(serial, "x\n"), desk::Error);
+    EXPECT_THROW(box.write_script(serial, "x\n"), desk::Error);
+    EXPECT_THROW(box.remove(serial), desk::Error);
+    EXPECT_EQ(outside.read("serial_number"), "outside\n");
+    // The file that every write makes first.
+    ASSERT_EQ(unlink(folder.c_str()), 0);
+    ASSERT_EQ(rename((box.folder() + "/kept").c_str(), folder.c_str()), 0);
+    ASSERT_EQ(symlink(file.c_str(), (box.folder() + "/fresh").c_str()), 0);
+    box.write(serial, "SN-3\n");
+    EXPECT_EQ(box.first_line(serial), "SN-3");
+    EXPECT_EQ(outside.read("file"), "outside\n");
 }

@@ -250,6 +250,18 @@ TEST(Recorder, CountsFromARestart) {
     EXPECT_EQ(recorded(recorder), "start\nwait 3000ms\nstart debug\nwait 250ms\nsend chan_bt\n");
 }
 
+// What came from outside while a line waited cuts it in two.
+TEST(Recorder, CutsAWaitInTwo) {
+    desk::Recorder recorder;
+    recorder.begin({"start"}, 0);
+    recorder.note("send chan_bt", 700000, 700000);
+    recorder.note("wait log Got", 100000, 1500000);
+    recorder.note("send chan_usb", 1500000, 1500000);
+    recorder.note("wait log Got", 1600000, 1800000);
+    EXPECT_EQ(recorded(recorder),
+              "start\nwait 700ms\nsend chan_bt\nwait 800ms\nsend chan_usb\nwait 100ms\nwait log Got\n");
+}
+
 TEST(Recorder, NeverWaitsLongerThanAWaitMay) {
     desk::Recorder recorder;
     recorder.begin({"start"}, 0);

@@ -12,25 +12,36 @@ const make = (tag, properties = {}, ...children) => {
 
 // ---- Asking the simulator ----
 
+const noAnswer = 'The simulator does not answer.';
+
 async function post(path, text) {
   try {
     const response = await fetch(path, {method: 'POST', body: text, headers: {'Content-Type': 'text/plain'}});
-    return await response.json();
+    return {status: response.status, ...await response.json()};
   } catch {
-    return {ok: false, error: 'The simulator does not answer.'};
+    return {ok: false, status: 0, error: noAnswer};
   }
 }
 
 // One line; what comes of it is said in `place`.
 async function perform(line, place, praise = '') {
   const reply = await post('/api/do', line);
-  say(place, reply.ok ? praise : reply.error, reply.ok ? 'good' : 'bad');
+  if (!reply.ok) say(place, reply.error, 'bad'); else praiseIn(place, praise, line);
   return reply.ok;
 }
 
+// A sentence; what follows on further lines is drawn with characters.
 function say(place, text, kind) {
-  place.textContent = text;
+  const [first, ...rest] = text.split('\n');
+  place.replaceChildren(first, ...rest.length ? [make('pre', {textContent: rest.join('\n')})] : []);
   place.className = `reply ${text ? kind : ''}`;
+}
+
+// While time stands still, the display takes nothing yet.
+function praiseIn(place, praise, line) {
+  const [command] = line.split(' ');
+  const waits = state?.speed === 0 && (command === 'send' || command in shows);
+  say(place, waits ? `${praise} Taken when time goes on.`.trim() : praise, waits ? 'later' : 'good');
 }
 
 let commands = {};
@@ -72,13 +83,14 @@ const titles = {channel: 'Channels', mode: 'Modes', overlay: 'Overlays', firmwar
 function explain(element, text) {
   element.title = text;
   element.setAttribute('aria-description', text);
-  const show = () => { say($('meaning'), text, ''); };
+  const show = () => { $('meaning').textContent = text; };
   element.addEventListener('focus', show);
   element.addEventListener('mouseenter', show);
 }
 
 async function send(button, word, ...further) {
-  if (!await perform(lineOf('send', word, ...further), $('meaning'), button.title)) return;
+  const line = lineOf('send', word, ...further);
+  if (!await perform(line, $('sent'), `Sent: ${line.slice('send '.length)}.`)) return;
   button.classList.add('done');
   setTimeout(() => button.classList.remove('done'), 250);
 }
@@ -161,47 +173,110 @@ async function loadCommands() {
 
 const boxReply = $('box-reply');
 
-// What shows a part of the box, by its command.
+// What shows a part of the box, by its command: its word, or null for what can't be read.
 const shows = {};
+const unreadable = 'can’t be read';
 
-// While a slider moves, only its newest value is sent, one at a time.
-function sender(command) {
+function showTruth(command) {
+  if (state && command in state.box) shows[command](state.box[command]);
+}
+
+// A field that somebody types in is left alone until the person leaves it.
+function watchTyping(field, command) {
+  let typing = false;
+  field.addEventListener('input', () => { typing = true; });
+  for (const end of ['change', 'blur']) {
+    field.addEventListener(end, () => { typing = false; if (end === 'blur') showTruth(command); });
+  }
+  return () => typing;
+}
+
+// What is wrong with what was entered: beside the field, until something else is entered.
+function complaint(field, command, label) {
+  const place = make('span', {className: 'wrong', id: `wrong-${command}`, role: 'alert'});
+  field.setAttribute('aria-describedby', place.id);
+  const tell = (text) => {
+    place.textContent = text;
+    if (text) field.setAttribute('aria-invalid', 'true'); else field.removeAttribute('aria-invalid');
+  };
+  // What the box has, if that can be told.
+  tell.readable = (word) => {
+    if (word === null) return tell(`${label}: ${unreadable}`);
+    if (place.textContent.endsWith(unreadable)) tell('');
+  };
+  field.addEventListener('input', () => tell(''));
+  return [place, tell];
+}
+
+// While a slider moves, only its newest value is sent, one at a time. After a refusal the control shows what the box
+// has, and `tell` says what is wrong with the answer.
+function sender(command, tell) {
   let newest = null;
-  let busy = false;
-  return async (word) => {
+  const set = async (word) => {
     newest = word;
-    if (busy) return;
-    busy = true;
+    if (set.busy) return;
+    set.busy = true;
+    let reply;
     while (newest !== null) {
       const next = newest;
       newest = null;
-      await perform(lineOf(command, next), boxReply);
+      reply = await post('/api/do', lineOf(command, next));
     }
-    busy = false;
+    set.busy = false;
+    tell(reply);
+    if (reply.ok) praiseIn(boxReply, '', command);
+    if (!reply.ok) showTruth(command);
   };
+  set.busy = false;
+  return set;
+}
+
+// A comma or a point between the digits; nothing for what is no number.
+function numberIn(text) {
+  const plain = text.trim().replace('\u2212', '-').replace(',', '.');
+  return /^[-+]?(\d+\.?\d*|\.\d+)$/.test(plain) ? Number(plain) : null;
 }
 
 // A slider and a number for the same value, and a check box for "none".
-function drawMeasure({name, label, unit, min, max, step, first, present}) {
-  const set = sender(name);
+function drawMeasure({name, label, unit, min, max, step, first, present, whole}) {
   const known = make('input', {type: 'checkbox', ariaLabel: `${label}: ${present}`});
   const slider = make('input', {type: 'range', min, max, step, value: first, ariaLabel: `${label}, slider`});
-  const number = make('input', {type: 'number', step: 'any', value: first, ariaLabel: `${label} in ${unit}`});
+  const limits = `${label}: ${min} to ${max} ${unit}${whole ? ', a whole number' : ''}`;
+  const number = make('input', {type: 'text', inputMode: 'decimal', className: 'number', value: first,
+                                autocomplete: 'off', title: limits, ariaLabel: `${label} in ${unit}`});
   number.dataset.command = name;
+  const typing = watchTyping(number, name);
+  const [wrong, complain] = complaint(number, name, label);
+  const set = sender(name, (reply) => {
+    complain(reply.ok ? '' : reply.status === 400 ? limits : `${label}: ${reply.error}`);
+  });
+  // What lies beyond the slider is for a scenario line: there a slip of the finger is seen.
+  const enter = () => {
+    const value = numberIn(number.value);
+    if (value !== null && value >= min && value <= max && (!whole || Number.isInteger(value))) {
+      complain('');
+      number.value = value;
+      return set(String(value));
+    }
+    showTruth(name);
+    complain(limits);
+  };
   slider.addEventListener('input', () => { number.value = slider.value; set(slider.value); });
-  number.addEventListener('change', () => { if (number.value !== '') set(number.value); });
-  known.addEventListener('change', () => set(known.checked ? number.value || String(first) : 'none'));
+  number.addEventListener('change', enter);
+  known.addEventListener('change', () => set(known.checked ? String(numberIn(number.value) ?? first) : 'none'));
   shows[name] = (word) => {
-    const none = word === 'none';
+    const none = word === 'none' || word === null;
+    complain.readable(word);
     known.checked = !none;
+    known.indeterminate = word === null;
     slider.disabled = number.disabled = none;
     if (none) return;
-    if (document.activeElement !== number) number.value = word;
-    if (document.activeElement !== slider) slider.value = word;
+    if (!typing()) number.value = word;
+    if (!set.busy) slider.value = word;
   };
   const place = make('div', {className: 'measure'}, make('span', {textContent: label}),
     make('label', {className: 'switch'}, known, present),
-    slider, make('span', {className: 'value'}, number, make('span', {className: 'unit', textContent: unit})));
+    slider, make('span', {className: 'value'}, number, make('span', {className: 'unit', textContent: unit})), wrong);
   place.dataset.command = name;
   return place;
 }
@@ -209,20 +284,35 @@ function drawMeasure({name, label, unit, min, max, step, first, present}) {
 function drawSwitch({name, label, on, off}) {
   const box = make('input', {type: 'checkbox'});
   box.dataset.command = name;
-  box.addEventListener('change', () => perform(lineOf(name, box.checked ? on : off), boxReply));
-  shows[name] = (word) => { box.checked = word === on; };
-  return make('label', {className: 'switch'}, box, label);
+  const [wrong, complain] = complaint(box, name, label);
+  const set = sender(name, (reply) => complain(reply.ok ? '' : `${label}: ${reply.error}`));
+  box.addEventListener('change', () => set(box.checked ? on : off));
+  shows[name] = (word) => {
+    if (set.busy) return;
+    complain.readable(word);
+    box.checked = word === on;
+    box.indeterminate = word === null;
+  };
+  return make('div', {className: 'either'}, make('label', {className: 'switch'}, box, label), wrong);
 }
 
 function drawText({name, label, empty, longest, placeholder, suggestion}) {
   const field = make('input', {type: 'text', maxLength: longest, placeholder});
   field.dataset.command = name;
-  field.addEventListener('change', () => perform(lineOf(name, field.value || empty), boxReply));
+  const typing = watchTyping(field, name);
+  const [wrong, complain] = complaint(field, name, label);
+  const set = sender(name, (reply) => complain(reply.ok ? '' : `${label}: ${reply.error}`));
+  field.addEventListener('change', () => set(field.value || empty));
   field.addEventListener('keydown', (event) => { if (event.key === 'Enter') field.blur(); });
+  // No file, an empty one and one that can't be read are three things.
   shows[name] = (word) => {
-    if (document.activeElement !== field) field.value = word === 'none' && empty === 'none' ? '' : word;
+    const none = word === 'none' && empty === 'none';
+    complain.readable(word);
+    field.placeholder = word === null ? unreadable : empty === 'none' && !none ? 'empty file' : placeholder;
+    if (!typing() && !set.busy) field.value = none ? '' : word ?? '';
   };
-  const place = make('label', {className: 'text'}, `${label} `, field);
+  const place = make('div', {className: 'text'}, make('label', {}, make('span', {textContent: `${label} `}), field),
+    wrong);
   if (suggestion === '') return place;
   field.setAttribute('list', `${name}-suggestion`);
   place.append(make('datalist', {id: `${name}-suggestion`}, make('option', {value: suggestion})));
@@ -253,11 +343,14 @@ function showState(now) {
     document.querySelector(`input[name=variant][value=${now.variant}]`).checked = true;
     document.querySelector('input[name=bare]').checked = now.bare;
   }
+  showChoice();
   for (const choice of document.querySelectorAll('input[name=speed]')) {
     choice.checked = Number(choice.value) === now.speed;
   }
   $('step').disabled = now.speed !== 0;
   showTrouble(now.trouble);
+  $('waiting').hidden = now.waiting === '';
+  $('waiting-line').textContent = now.waiting === '' ? '' : `Waiting: ${now.waiting}. Other commands come after it.`;
   $('folder').textContent = now.folder;
   $('bus').textContent = now.bus;
   showLink();
@@ -285,6 +378,9 @@ async function showRecording(now, before) {
   $('record').textContent = now.running ? 'Stop' : 'Record';
   $('record').setAttribute('aria-pressed', String(now.running));
   $('download').hidden = now.lines === 0;
+  for (const part of $('note-form').elements) part.disabled = !now.running;
+  $('note-reason').hidden = now.running;
+  if (now.lines === 0) $('scenario').textContent = '';
   if (now.lines === 0 || now.lines === before?.lines && now.running === before?.running) return;
   const pre = $('scenario');
   pre.textContent = await (await fetch('/api/scenario')).text();
@@ -309,27 +405,90 @@ function showLogLine(line) {
 
 // ---- The stream of events ----
 
+const retryMs = 1000;
+// The simulator sends a sign of life every two seconds.
+const longestSilenceMs = 7000;
 let stream = null;
+let heard = 0;
+
+// Nothing that stands here can be relied on then: the panels are dim and no control works.
+function showLost(reason) {
+  const banner = $('lost');
+  if (banner.textContent !== reason) banner.textContent = reason;
+  banner.hidden = reason === '';
+  document.body.classList.toggle('lost', reason !== '');
+  for (const part of document.querySelectorAll('main, .running, #trouble')) part.inert = reason !== '';
+}
 
 function listen() {
   if (stream) return;
   stream = new EventSource('/events');
-  const on = (name, show) => stream.addEventListener(name, (event) => show(JSON.parse(event.data)));
+  heard = Date.now();
+  const on = (name, show) => stream.addEventListener(name, (event) => {
+    heard = Date.now();
+    show(JSON.parse(event.data));
+  });
   on('picture-device', showPicture);
   on('picture-layout', showPicture);
   on('state', showState);
   on('log', showLogLine);
   on('forget', () => $('log').replaceChildren());
   on('time', (tenths) => { $('time').textContent = `${(tenths / 10).toFixed(1)} s`; });
-  stream.onopen = () => { connected = true; showLink(); };
-  stream.onerror = () => { connected = false; showLink(); };
+  on('alive', () => {});
+  stream.onopen = () => { connected = true; showLost(''); showLink(); };
+  stream.onerror = lose;
+}
+
+function hangUp() {
+  stream?.close();
+  stream = null;
+  connected = false;
+  showLink();
+}
+
+// A stream that was refused does not tell why; asked for plainly, it does.
+async function whyLost() {
+  const question = new AbortController();
+  const patience = setTimeout(() => question.abort(), 3000);
+  try {
+    const response = await fetch('/events', {signal: question.signal});
+    return response.ok ? 'The connection to the simulator was lost.' : (await response.json()).error;
+  } catch {
+    return noAnswer;
+  } finally {
+    clearTimeout(patience);
+    question.abort();
+  }
+}
+
+async function lose() {
+  hangUp();
+  const again = 'Nothing on this page is up to date. It tries again by itself.';
+  if ($('lost').hidden) showLost(`${noAnswer} ${again}`);
+  const why = await whyLost();
+  if (!connected && !stream) showLost(`${why} ${again}`);
+  setTimeout(listenWhileSeen, retryMs);
 }
 
 // A page that nobody sees holds no stream: browsers allow only six a server.
 function listenWhileSeen() {
   if (document.visibilityState === 'visible') return listen();
-  stream?.close();
-  stream = null;
+  hangUp();
+}
+
+async function begin() {
+  for (;;) {
+    try {
+      await Promise.all([loadWords(), loadCommands(), loadControls()]);
+      break;
+    } catch {
+      showLost('The commands and controls could not be fetched from the simulator. The page tries again by itself.');
+      await new Promise((done) => { setTimeout(done, retryMs); });
+    }
+  }
+  document.addEventListener('visibilitychange', listenWhileSeen);
+  setInterval(() => { if (stream && Date.now() - heard > longestSilenceMs) lose(); }, 1000);
+  listenWhileSeen();
 }
 
 // ---- Forms and keys ----
@@ -345,8 +504,9 @@ function connectLine() {
     if (text === '') return;
     typed.push(text);
     recalled = typed.length;
-    if (await perform(text, $('line-reply'), `Done: ${text}`)) line.value = '';
+    if (await perform(text, $('line-reply'), `Done: ${text}.`)) line.value = '';
   });
+  $('give-up').addEventListener('click', () => post('/api/give-up', ''));
   line.addEventListener('keydown', (event) => {
     if (event.key === 'Escape') return line.blur();
     if (event.key !== 'ArrowUp' && event.key !== 'ArrowDown' || !event.ctrlKey && line.value.trim() !== '' &&
@@ -357,25 +517,70 @@ function connectLine() {
   });
 }
 
-async function restart() {
-  const form = $('start-form');
-  const words = [form.elements.variant.value, ...(form.elements.bare.checked ? ['bare'] : [])];
+async function restart(variant, bare) {
   $('restart').disabled = true;
-  await perform(lineOf('start', ...words), $('start-reply'), 'Started.');
+  await perform(lineOf('start', variant, ...bare ? ['bare'] : []), $('start-reply'), 'Started.');
   $('restart').disabled = false;
+  showChoice();
+}
+
+// What is chosen counts at the restart; until then it must not look as if it did.
+function showChoice() {
+  const {variant, bare} = $('start-form').elements;
+  const pending = state !== null && (variant.value !== state.variant || bare.checked !== state.bare);
+  $('start-form').classList.toggle('pending', pending);
+  const names = Object.fromEntries([...variant].map((choice) => [choice.value, choice.labels[0].textContent.trim()]));
+  const runs = state ? `Runs as ${names[state.variant]}${state.bare ? ' in an empty box' : ''}.` : '';
+  $('start-state').textContent = pending ? `${runs} Your choice counts after Restart.` : runs;
 }
 
 function connectStart() {
-  $('start-form').addEventListener('submit', (event) => { event.preventDefault(); restart(); });
-  $('start-again').addEventListener('click', restart);
+  const {variant, bare} = $('start-form').elements;
+  $('start-form').addEventListener('submit', (event) => {
+    event.preventDefault();
+    restart(variant.value, bare.checked);
+  });
+  $('start-form').addEventListener('change', () => { say($('start-reply'), '', ''); showChoice(); });
+  $('start-again').addEventListener('click', () => restart(state.variant, state.bare));
 }
 
-// The first that the recording does not have yet: one with the same name twice could not be played.
+const saved = new Set();
+
+// The first that the recording does not have yet: one with the same name twice could not be played. Nor has it been
+// saved from here.
 function freeName() {
   const lines = $('scenario').textContent.split('\n');
   let number = 1;
-  while (lines.includes(`picture picture-${number}`)) number++;
+  while (lines.includes(`picture picture-${number}`) || saved.has(`picture-${number}`)) number++;
   return `picture-${number}`;
+}
+
+// Without a recording a picture goes where the browser puts downloads.
+async function savePicture(name) {
+  try {
+    const response = await fetch('/api/picture.png?view=both&scale=4');
+    if (!response.ok) return (await response.json()).error;
+    const address = URL.createObjectURL(await response.blob());
+    make('a', {href: address, download: `${name}.png`}).click();
+    setTimeout(() => URL.revokeObjectURL(address), 60000);
+  } catch {
+    return noAnswer;
+  }
+  saved.add(name);
+  return '';
+}
+
+async function takePicture(field, place) {
+  const name = field.value || freeName();
+  if (state?.recording.running) {
+    if (!await perform(lineOf('picture', name), place, `Recorded the picture ${name}.`)) return;
+  } else {
+    const problem = await savePicture(name);
+    say(place, problem || `Saved both panels as ${name}.png.`, problem ? 'bad' : 'good');
+    if (problem) return;
+  }
+  field.value = '';
+  field.placeholder = freeName();
 }
 
 function connectRecording() {
@@ -388,22 +593,21 @@ function connectRecording() {
   });
   $('picture-form').addEventListener('submit', async (event) => {
     event.preventDefault();
-    const field = event.target.elements.name;
-    const name = field.value || freeName();
-    if (await perform(lineOf('picture', name), place, `Picture ${name}.`)) field.value = '';
+    await takePicture(event.target.elements.name, place);
   });
   $('note-form').addEventListener('submit', async (event) => {
     event.preventDefault();
     const field = event.target.elements.note;
-    if (field.value && await perform(lineOf('note', field.value), place, 'Noted.')) field.value = '';
+    if (field.value && await perform(lineOf('note', field.value), place, 'Noted in the recording.')) field.value = '';
   });
 }
 
 let usualSpeed = '1';
 
-function setSpeed(speed) {
+async function setSpeed(speed) {
   if (speed !== '0') usualSpeed = speed;
-  post('/api/speed', speed);
+  const reply = await post('/api/speed', speed);
+  if (!reply.ok && state) showState(state);
 }
 
 const step = () => perform('wait 100ms', $('line-reply'));
@@ -433,5 +637,4 @@ connectStart();
 connectRecording();
 connectTime();
 connectKeys();
-document.addEventListener('visibilitychange', listenWhileSeen);
-Promise.all([loadWords(), loadCommands(), loadControls()]).then(listenWhileSeen);
+begin();

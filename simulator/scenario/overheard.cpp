@@ -1,8 +1,11 @@
 // A connection of its own: the desk's throws away what it did not ask for.
-#include "simulator/live/overheard.h"
+#include "simulator/scenario/overheard.h"
+
+#include <optional>
 
 #include "app/signal_names.h"
 #include "simulator/desk/error.h"
+#include "simulator/scenario/scenario.h"
 
 namespace desk {
 
@@ -14,10 +17,15 @@ void Ear::Close::operator()(DBusConnection *connection) const {
 // By member, not by interface: whoever asks the bus which rules there are must find the display's alone.
 static std::string match_rule() { return std::string("type='signal',member='") + SIGNAL_MEMBER + "'"; }
 
-Ear::Ear(const std::string &bus_address) {
+// After a start with an empty box, or when the bus was killed, there is a new one.
+void Ear::follow(Bus &bus) {
+    const bool listens =
+        connection_ && address_ == bus.address() && dbus_connection_get_is_connected(connection_.get());
+    if (listens || bus.ended()) return;
+    address_ = bus.address();
     DBusError problem;
     dbus_error_init(&problem);
-    connection_.reset(dbus_connection_open_private(bus_address.c_str(), &problem));
+    connection_.reset(dbus_connection_open_private(address_.c_str(), &problem));
     if (connection_) {
         dbus_connection_set_exit_on_disconnect(connection_.get(), FALSE);
         if (dbus_bus_register(connection_.get(), &problem)) {
@@ -30,11 +38,26 @@ Ear::Ear(const std::string &bus_address) {
     throw desk::Error("can't listen to the desk's bus: " + text);
 }
 
+// Whether that line sends exactly these.
+static bool says(const std::string &line, const std::vector<Argument> &values) {
+    try {
+        const std::optional<Action> action = parse_action(line);
+        std::vector<Argument> sent = {Argument(action->text)};
+        sent.insert(sent.end(), action->arguments.begin(), action->arguments.end());
+        return sent == values;
+    } catch (const ScenarioError &) {
+        return false;
+    }
+}
+
 // Strings and integers as they are, anything else by its type's letter.
-static std::string text_of(DBusMessage *message) {
+static Overheard taken_apart(DBusMessage *message, const std::string &sender) {
     std::string text;
+    std::string line = "send";
+    std::vector<Argument> values;
     DBusMessageIter place;
-    if (!dbus_message_iter_init(message, &place)) return "(no word)";
+    if (!dbus_message_iter_init(message, &place)) return {"(no word)", sender, ""};
+    bool odd = false;
     do {
         const int type = dbus_message_iter_get_arg_type(&place);
         if (!text.empty()) text += ' ';
@@ -42,22 +65,29 @@ static std::string text_of(DBusMessage *message) {
             const char *value = nullptr;
             dbus_message_iter_get_basic(&place, &value);
             text += *value != '\0' ? value : "\"\"";
+            line += " " + quoted(value);
+            values.emplace_back(std::string(value));
         } else if (type == DBUS_TYPE_INT32) {
             dbus_int32_t value = 0;
             dbus_message_iter_get_basic(&place, &value);
             text += std::to_string(value);
+            line += " " + std::to_string(value);
+            values.emplace_back(value);
         } else {
             text += std::string("(") + static_cast<char>(type) + ")";
+            odd = true;
         }
     } while (dbus_message_iter_next(&place));
-    return text;
+    return {text, sender, !odd && says(line, values) ? line : ""};
 }
 
 // At most so many at once, for a flood must not hold the view.
 static constexpr int most_at_once = 500;
 
-std::vector<Overheard> Ear::commands() {
+std::vector<Overheard> Ear::commands(Bus &bus) {
     std::vector<Overheard> heard;
+    follow(bus);
+    if (!connection_) return heard;
     DBusConnection *const connection = connection_.get();
     for (int i = 0; i < most_at_once; i++) {
         if (dbus_connection_get_dispatch_status(connection) != DBUS_DISPATCH_DATA_REMAINS) {
@@ -67,7 +97,7 @@ std::vector<Overheard> Ear::commands() {
         if (message == nullptr) break;
         if (dbus_message_is_signal(message, SIGNAL_INTERFACE, SIGNAL_MEMBER)) {
             const char *const sender = dbus_message_get_sender(message);
-            heard.push_back({text_of(message), sender != nullptr ? sender : "?"});
+            heard.push_back(taken_apart(message, sender != nullptr ? sender : "?"));
         }
         dbus_message_unref(message);
     }
