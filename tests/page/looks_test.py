@@ -7,7 +7,7 @@ import unittest
 from browser import Driver
 from simulator import Simulator
 
-WIDTHS = (390, 1280, 1920)
+WIDTHS = (390, 1024, 1280, 1920)
 TEXT, EDGE, TARGET = 4.5, 3.0, 24
 
 # Colours as the page lays them over each other, from the element's own up to the ground.
@@ -75,6 +75,26 @@ return faults;
 """
 
 
+IN_VIEW = SCRIPT + """
+const panels = ['panel-device', 'panel-layout'].map((id) => document.getElementById(id));
+const controls = '#words button, #words input, [data-command], #line, #record, #picture-form input, #note-form input';
+for (const element of document.querySelectorAll(controls)) {
+  if (!seen(element)) continue;
+  element.scrollIntoView({block: 'center'});
+  for (const panel of panels) {
+    const {left, top, right, bottom} = panel.getBoundingClientRect();
+    const inside = left >= 0 && top >= 0 && right <= innerWidth && top + (bottom - top) / 2 <= innerHeight;
+    const under = document.elementFromPoint((left + right) / 2, top + (bottom - top) / 4);
+    if (!inside || !panel.parentElement.contains(under)) fault(panel.id + ' is out of view', element, top);
+  }
+  const {left, top, right, bottom} = element.getBoundingClientRect();
+  const hit = document.elementFromPoint((left + right) / 2, (top + bottom) / 2);
+  if (!element.matches(':disabled') && hit !== element && !element.contains(hit)) fault('covered', element, top);
+}
+return faults;
+"""
+
+
 class Looks(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
@@ -106,6 +126,12 @@ class Looks(unittest.TestCase):
 
     def test_controls_can_be_hit(self):
         self.in_each(TARGETS, TARGET)
+
+    def test_the_panels_stay_in_view(self):
+        for width, browser in zip(WIDTHS, self.browsers):
+            with self.subTest(width=width):
+                self.assertEqual(browser.script(IN_VIEW), [])
+                browser.script("scrollTo(0, 0)")
 
     def test_nothing_is_scrolled_sideways(self):
         for width, browser in zip(WIDTHS, self.browsers):
