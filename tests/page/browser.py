@@ -129,8 +129,9 @@ class Browser:
         self.call("POST", f"/element/{self.find(selector)[ELEMENT]}/click", {})
 
     def type(self, selector, text):
-        """Over what stands there, as a person does: without leaving the field in between."""
+        """Over what stands there, as a person does: once the field takes it, and without leaving it in between."""
         element = self.find(selector)[ELEMENT]
+        wait_for(lambda: self.script("return !arguments[0].disabled", {ELEMENT: element}), f"{selector} to take text")
         self.script("arguments[0].focus(); arguments[0].select();", {ELEMENT: element})
         self.call("POST", f"/element/{element}/value", {"text": text or KEYS["Delete"]})
 

@@ -350,7 +350,7 @@ function showState(now) {
   $('step').disabled = now.speed !== 0;
   showTrouble(now.trouble);
   $('waiting').hidden = now.waiting === '';
-  $('waiting-line').textContent = now.waiting === '' ? '' : `Waiting: ${now.waiting}. Other commands come after it.`;
+  $('waiting-line').textContent = now.waiting === '' ? '' : `Waiting: ${now.waiting}. Other commands are refused meanwhile.`;
   $('folder').textContent = now.folder;
   $('bus').textContent = now.bus;
   showLink();
