@@ -632,11 +632,11 @@ class Recording(PageTest):
         self.addCleanup(simulator.close)
         self.assertEqual(simulator.request("/api/record", "start")[0], 200)
         os.kill(next(pid for pid, comm in descendants(simulator.process.pid) if comm == "status-display"),
-                signal.SIGSEGV)
+                signal.SIGABRT)
         wait_for(lambda: simulator.state()["trouble"], "the trouble to be told")
         simulator.do("start normal")
         self.assertEqual(simulator.request("/api/record", "stop")[0], 200)
-        self.assertIn("\n# The device's daemon was killed by SIGSEGV.\n",
+        self.assertIn("\n# The device's daemon was killed by SIGABRT.\n",
                       simulator.request("/api/scenario")[2].decode())
 
     def test_what_fails_is_not_recorded(self):
