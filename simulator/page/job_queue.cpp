@@ -36,6 +36,11 @@ void JobQueue::work_until(std::chrono::steady_clock::time_point end) {
     }
 }
 
+size_t JobQueue::waiting() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return jobs_.size();
+}
+
 void JobQueue::close() {
     const std::lock_guard<std::mutex> lock(mutex_);
     closed_ = true;

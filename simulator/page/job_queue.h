@@ -20,6 +20,9 @@ public:
     // The driving thread: does the jobs that arrive until `end`; at least those that are waiting.
     void work_until(std::chrono::steady_clock::time_point end);
 
+    // How many wait.
+    size_t waiting();
+
     // Nothing is done any more: whoever waits gets an Error.
     void close();
 

@@ -159,10 +159,10 @@ TEST(JobQueue, DoesWhatWaitsInOrderThoughItsTimeIsOver) {
     desk::JobQueue queue;
     std::vector<int> order;
     std::vector<std::future<void>> senders;
-    for (int i = 0; i < 3; i++) {
-        const auto job = [&order, i] { order.push_back(i); };
+    for (size_t i = 0; i < 3; i++) {
+        const auto job = [&order, i] { order.push_back(static_cast<int>(i)); };
         senders.push_back(std::async(std::launch::async, [&queue, job] { queue.run(job); }));
-        std::this_thread::sleep_for(milliseconds(100)); // only its sender could tell that it waits, and it does not
+        ASSERT_TRUE(desk::wait_until([&queue, i] { return queue.waiting() == i + 1; }));
     }
     const auto work = [&] {
         queue.work_until(Clock::now() - std::chrono::seconds(1));
