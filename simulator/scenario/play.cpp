@@ -65,8 +65,8 @@ struct Run {
     std::map<std::string, panel::Picture> updated{};
     std::string note{}; // the last one
     std::optional<Program> program{};
-    std::chrono::steady_clock::time_point program_started{};
-    int64_t program_started_us = 0;
+    std::chrono::steady_clock::time_point paced_from{}; // the program's clock and the daemons', at one moment
+    int64_t paced_from_us = 0;
     std::vector<std::string> problems{};
     int pictures = 0;
     int failures = 0;
@@ -226,18 +226,19 @@ static std::string fresh_folder(const std::string &name) {
 
 /* ---- the program beside ---- */
 
+// After each start of the daemons, whose clock begins anew then.
 static void start_program(Run &run) {
-    if (run.options.program.empty() || run.program) return;
-    run.program.emplace(run.stage, run.options.program);
-    run.program_started = std::chrono::steady_clock::now();
-    run.program_started_us = run.stage.now_us();
+    if (run.options.program.empty()) return;
+    if (!run.program) run.program.emplace(run.stage, run.options.program);
+    run.paced_from = std::chrono::steady_clock::now();
+    run.paced_from_us = run.stage.now_us();
 }
 
 // The daemons run no faster than the program, which knows the wall clock alone.
 static void keep_pace(const Run &run) {
     if (!run.program) return;
-    const std::chrono::microseconds passed(run.stage.now_us() - run.program_started_us);
-    std::this_thread::sleep_until(run.program_started + passed);
+    const std::chrono::microseconds passed(run.stage.now_us() - run.paced_from_us);
+    std::this_thread::sleep_until(run.paced_from + passed);
 }
 
 static std::string end_of_program(int status) {
@@ -264,7 +265,7 @@ static void save_log(Run &run, const std::string &path) {
     std::string text;
     for (const LogLine &line : run.stage.log(View::device)) {
         text += line.text;
-        if (text.back() != '\n') text += '\n';
+        if (line.text.empty() || text.back() != '\n') text += '\n';
     }
     panel::save_bytes(path, text);
 }
@@ -276,7 +277,7 @@ static void play_line(Run &run, const ScenarioLine &line) {
     const bool starts = is(action, "start");
     if (!run.options.program.empty() && !action.command->prepares_box && !starts) {
         if (!run.stage.started()) run.stage.start();
-        start_program(run);
+        if (!run.program) start_program(run);
     }
     std::printf("%8.3f s  %s\n", static_cast<double>(run.stage.now_us()) / 1e6, line.text.c_str());
     std::fflush(stdout);

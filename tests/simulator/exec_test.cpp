@@ -1,4 +1,5 @@
 // `display-sim exec` and what CI servers get of it: somebody's program in the box beside the display.
+#include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <set>
@@ -120,6 +121,15 @@ TEST(Exec, IsAskedToEndWithTheScenario) {
     const std::string stubborn = script(folder, "stubborn", "trap '' TERM\nwhile :; do sleep 0.1; done\n");
     const std::string only = folder.write("only.scenario", "wait 1s\n");
     EXPECT_EQ(exec(folder, {"--scenario", only, "--", stubborn}).status, 0) << "ended all the same";
+}
+
+// Each start sets the display's clock back; the program's goes on.
+TEST(Exec, KeepsTheProgramsTimeAfterARestartToo) {
+    const Folder folder;
+    const std::string scenario = folder.write("twice.scenario", "start\nwait 1s\nstart\nwait 2s\n");
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(exec(folder, {"--scenario", scenario, "--", "sleep", "60"}).status, 0);
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(2900));
 }
 
 TEST(Exec, TellsWhatIsNotAsExpected) {
