@@ -62,9 +62,17 @@ static void raise_if_set(const BusError &problem, const std::string &doing) {
     if (problem.is_set()) throw Error(doing + ": " + problem.text());
 }
 
+client::Connection connect_to(const std::string &address) {
+    try {
+        return client::connect_to_bus(address);
+    } catch (const std::runtime_error &problem) {
+        throw Error(std::string("the desk's bus: ") + problem.what());
+    }
+}
+
 void Bus::connect() {
     dbus_threads_init_default();
-    connection_ = client::connect_to_bus(address_);
+    connection_ = connect_to(address_);
 }
 
 // The bus handles one connection's messages in order and writes a signal to its receivers at once: when it

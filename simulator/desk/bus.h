@@ -15,6 +15,9 @@ namespace desk {
 // One further argument of a display command.
 using Argument = client::Value;
 
+// A further connection of the desk to its bus. Throws Error.
+client::Connection connect_to(const std::string &address);
+
 class Bus {
 public:
     // Starts dbus-daemon; its socket and configuration go to `folder`. Returns when it answers.

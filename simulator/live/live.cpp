@@ -45,7 +45,7 @@ private:
     const LiveView &what_;
     const LiveWork &work_;
     panel::Screen screen_;
-    Ear ear_;
+    BusListener listener_;
     double speed_before_pause_ = 1.0;
     bool all_keys_ = false;
     std::string note_; // what happened last
@@ -104,7 +104,7 @@ bool LiveScreen::obey(char pressed) {
 /* ---- what others send ---- */
 
 void LiveScreen::listen() {
-    const std::vector<Overheard> heard = ear_.commands(stage_.bus());
+    const std::vector<Overheard> heard = listener_.commands(stage_.bus());
     if (heard.empty()) return;
     const Overheard &last = heard.back();
     const bool ours = last.sender == stage_.bus().unique_name();

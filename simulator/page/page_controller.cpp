@@ -109,7 +109,7 @@ void PageController::give_up() {
 
 // What went over the bus by whomever: another program, a key in the terminal. Our own line is noted as it was written.
 void PageController::record_commands(bool but_our_last) {
-    std::vector<Overheard> heard = ear_.commands(stage_.bus());
+    std::vector<Overheard> heard = listener_.commands(stage_.bus());
     for (auto command = heard.rbegin(); but_our_last && command != heard.rend(); command++) {
         if (command->sender != stage_.bus().unique_name()) continue;
         heard.erase(std::next(command).base());
@@ -198,7 +198,7 @@ void PageController::perform(const std::string &line) {
     if (recorder_.running() && is(*action, "send")) record_commands(true);
     if (recorder_.running() && action->command->prepares_box) box_recorded_ = report_of(stage_.box());
     if (recorder_.running() && is(*action, "start")) {
-        ear_.commands(stage_.bus()); // it may be a new one
+        listener_.commands(stage_.bus()); // it may be a new one
         box_recorded_ = report_of(stage_.box());
     }
     recorder_.note(line, before_us, stage_.now_us());
@@ -222,7 +222,7 @@ void PageController::begin_recording() {
     perform(start);
     lines.push_back(start);
     recorder_.begin(lines, stage_.now_us());
-    ear_.commands(stage_.bus()); // what came before is not recorded
+    listener_.commands(stage_.bus()); // what came before is not recorded
     box_recorded_ = report_of(stage_.box());
     publish_now();
 }

@@ -60,7 +60,7 @@ private:
     Pace &pace_;
     EventHub &hub_;
     Recorder recorder_;
-    Ear ear_;
+    BusListener listener_;
     BoxReport box_recorded_; // what the recording accounts for
     std::chrono::steady_clock::time_point box_looked_at_{};
     std::function<bool()> end_wanted_;

@@ -9,33 +9,19 @@
 
 namespace desk {
 
-void Ear::Close::operator()(DBusConnection *connection) const {
-    dbus_connection_close(connection);
-    dbus_connection_unref(connection);
-}
-
 // By member, not by interface: whoever asks the bus which rules there are must find the display's alone.
 static std::string match_rule() { return std::string("type='signal',member='") + SIGNAL_MEMBER + "'"; }
 
 // After a start with an empty box, or when the bus was killed, there is a new one.
-void Ear::follow(Bus &bus) {
+void BusListener::follow(Bus &bus) {
     const bool listens =
         connection_ && address_ == bus.address() && dbus_connection_get_is_connected(connection_.get());
     if (listens || bus.ended()) return;
     address_ = bus.address();
-    DBusError problem;
-    dbus_error_init(&problem);
-    connection_.reset(dbus_connection_open_private(address_.c_str(), &problem));
-    if (connection_) {
-        dbus_connection_set_exit_on_disconnect(connection_.get(), FALSE);
-        if (dbus_bus_register(connection_.get(), &problem)) {
-            dbus_bus_add_match(connection_.get(), match_rule().c_str(), &problem);
-        }
-    }
-    if (!dbus_error_is_set(&problem)) return;
-    const std::string text = problem.message;
-    dbus_error_free(&problem);
-    throw desk::Error("can't listen to the desk's bus: " + text);
+    connection_ = connect_to(address_);
+    client::BusError problem;
+    dbus_bus_add_match(connection_.get(), match_rule().c_str(), &problem.error);
+    if (problem.is_set()) throw Error("can't listen to the desk's bus: " + problem.text());
 }
 
 // Whether that line sends exactly these.
@@ -84,7 +70,7 @@ static Overheard taken_apart(DBusMessage *message, const std::string &sender) {
 // At most so many at once, for a flood must not hold the view.
 static constexpr int most_at_once = 500;
 
-std::vector<Overheard> Ear::commands(Bus &bus) {
+std::vector<Overheard> BusListener::commands(Bus &bus) {
     std::vector<Overheard> heard;
     follow(bus);
     if (!connection_) return heard;

@@ -2,11 +2,8 @@
 // program has sent, also while the daemons stand still and log nothing, and a recording has it.
 #pragma once
 
-#include <memory>
 #include <string>
 #include <vector>
-
-#include <dbus/dbus.h>
 
 #include "simulator/desk/bus.h"
 
@@ -19,7 +16,7 @@ struct Overheard {
     std::string line;    // of a scenario that sends exactly that; empty when none can
 };
 
-class Ear {
+class BusListener {
 public:
     // The commands that have come over that bus since the last question, or since the first one; never waits. A bus
     // that has ended says nothing. Throws desk::Error.
@@ -28,10 +25,7 @@ public:
 private:
     void follow(Bus &bus);
 
-    struct Close {
-        void operator()(DBusConnection *connection) const;
-    };
-    std::unique_ptr<DBusConnection, Close> connection_;
+    client::Connection connection_;
     std::string address_;
 };
 
