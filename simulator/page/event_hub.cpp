@@ -29,20 +29,12 @@ void EventHub::publish(const std::string &name, const std::string &data, Keep ke
     published_.notify_all();
 }
 
-void EventHub::forget(const std::string &name) {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    history_.erase(name);
-    for (const auto &listener : listeners_) hand_over(*listener, as_event("forget", "\"" + name + "\""));
-    published_.notify_all();
-}
-
 std::shared_ptr<EventHub::Listener> EventHub::join() {
     const std::lock_guard<std::mutex> lock(mutex_);
     if (closed_ || listeners_.size() >= most_listeners) return nullptr;
     auto listener = std::make_shared<Listener>();
     for (const auto &[name, event] : newest_) listener->waiting += event;
     for (const auto &[name, events] : history_) {
-        // A page that comes back still shows what it got before.
         listener->waiting += as_event("forget", "\"" + name + "\"");
         for (const std::string &event : events) listener->waiting += event;
     }

@@ -1,6 +1,6 @@
 // The events that the page gets: what is published here goes to everyone who listens. A newcomer first gets
-// what it must know: the newest event of each kept name, the newest ones of those names that are a history,
-// and an event "caught-up". Published by the driving thread, listened to by the web server's threads.
+// what it must know: the newest event of each kept name, the newest ones of those names that are a history
+// (after an event "forget", for a page that comes back still shows what it got before), and an event "caught-up". Published by the driving thread, listened to by the web server's threads.
 #pragma once
 
 #include <chrono>
@@ -31,8 +31,6 @@ public:
     };
 
     void publish(const std::string &name, const std::string &data, Keep keep);
-    // Forgets the history of that name and tells all listeners with an event "forget".
-    void forget(const std::string &name);
 
     // Nothing when too many listen already or when the hub is closed.
     std::shared_ptr<Listener> join();
