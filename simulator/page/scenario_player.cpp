@@ -13,13 +13,16 @@ using nlohmann::json;
 static constexpr std::chrono::milliseconds seek_turn{25};
 
 ScenarioPlayer::ScenarioPlayer(Stage &stage, const ScenarioStore &store, PlayerWork work)
-    : stage_(stage), store_(store), work_(std::move(work)) {}
+    : stage_(stage),
+      store_(store),
+      work_(std::move(work)),
+      load_(std::chrono::system_clock::now().time_since_epoch() / std::chrono::milliseconds(1)) {}
 
 /* ---- what is asked for ---- */
 
 void ScenarioPlayer::load(ReadScenario scenario) {
     scenario_ = std::move(scenario);
-    loads_++;
+    load_++;
     mode_ = Mode::rest;
     done_ = 0;
     in_line_ = exact_ = false;
@@ -219,27 +222,30 @@ void ScenarioPlayer::fail(const std::string &problem) {
 
 // Short, for it is published whenever something moves.
 json ScenarioPlayer::state() const {
-    if (!scenario_) return {{"name", ""}, {"load", loads_}};
+    if (!scenario_) return {{"name", ""}, {"load", load_}};
     json marks = json::array();
     for (const auto &[number, pictures] : pictures_) {
         int different = 0;
         bool tested = false;
+        json differ = json::array();
         std::string problem;
         for (const LinePicture &picture : pictures) {
             if (picture.file.empty()) continue;
             tested = true;
             different += picture.different;
+            if (!picture.agrees()) differ.push_back(name_of(picture.view));
             if (!picture.problem.empty()) problem = picture.problem;
         }
         marks.push_back({{"line", number}});
         if (tested) marks.back()["different"] = different;
+        if (!differ.empty()) marks.back()["views"] = differ;
         if (!problem.empty()) marks.back()["problem"] = problem;
     }
     const std::vector<ScenarioLine> &lines = scenario_->lines;
     static const char *const modes[] = {"rest", "play", "seek"};
     return {{"name", scenario_->name},
             {"stored", scenario_->stored},
-            {"load", loads_},
+            {"load", load_},
             {"mode", modes[static_cast<size_t>(mode_)]},
             {"done", done_},
             {"lines", lines.size()},

@@ -92,7 +92,7 @@ private:
     const ScenarioStore &store_;
     PlayerWork work_;
     std::optional<ReadScenario> scenario_;
-    int loads_ = 0; // tells the pages that there is another one
+    int64_t load_; // tells the pages that there is another one; none of an earlier program has its number
     Mode mode_ = Mode::rest;
     size_t done_ = 0;   // lines that have been carried out
     size_t wanted_ = 0; // seek: so many

@@ -136,12 +136,24 @@ static void add_looks(Server &routes, JobQueue &jobs, PageController &controller
 
 /* ---- what the player is told ---- */
 
+static void answer_state(Response &response, PageController &controller) {
+    json state = controller.player().state();
+    state["ok"] = true;
+    answer(response, 200, state);
+}
+
 static void add_loading(Server &routes, JobQueue &jobs, PageController &controller) {
     routes.Post("/api/player/open", [&](const Request &request, Response &response) {
-        answer_for(jobs, response, [&] { controller.load_scenario(controller.store().scenario(request.body)); });
+        answer_for(jobs, response, [&] {
+            controller.load_scenario(controller.store().scenario(request.body));
+            answer_state(response, controller);
+        });
     });
     routes.Post("/api/player/load", [&](const Request &request, Response &response) {
-        answer_for(jobs, response, [&] { controller.load_scenario(read_scenario(name_given(request), request.body)); });
+        answer_for(jobs, response, [&] {
+            controller.load_scenario(read_scenario(name_given(request), request.body));
+            answer_state(response, controller);
+        });
     });
     routes.Post("/api/player/expected", [&](const Request &request, Response &response) {
         answer_for(jobs, response, [&] {

@@ -152,6 +152,16 @@ static std::string without_back_ticks(std::string text) {
     return text;
 }
 
+// "modes/mode_ready" of "modes/mode_ready-layout.pbm".
+static std::string without_view(const std::string &text) {
+    for (View view : both_views) {
+        const std::string view_ending = std::string("-") + name_of(view) + ".pbm";
+        const size_t at = text.size() - std::min(text.size(), view_ending.size());
+        if (text.compare(at, std::string::npos, view_ending) == 0) return text.substr(0, at);
+    }
+    return text;
+}
+
 // The first line that expects a picture shows how it comes about.
 static json rows_of(const ReadScenario &scenario, const std::map<std::string, std::string> &pictures) {
     json rows = json::array();
@@ -159,7 +169,9 @@ static json rows_of(const ReadScenario &scenario, const std::map<std::string, st
     std::string note;
     for (const ScenarioLine &line : scenario.lines) {
         if (is(line.action, "note")) note = line.action.text;
-        if (!is(line.action, "expect") || !seen.insert(line.action.text).second) continue;
+        if (!is(line.action, "expect")) continue;
+        const std::string base = without_view(line.action.text);
+        if (!seen.insert(base).second) continue;
         json views = json::array();
         std::string eye;
         for (const ExpectedFile &file : expected_files(line.action)) {
@@ -170,9 +182,10 @@ static json rows_of(const ReadScenario &scenario, const std::map<std::string, st
             if (!comment.empty()) eye = comment;
         }
         if (views.empty()) continue;
-        const std::string name = with_blanks(fs::path(line.action.text).filename().string());
+        const std::string name = with_blanks(fs::path(base).filename().string());
         rows.push_back({{"line", line.number},
                         {"name", name},
+                        {"file", base},
                         {"how", without_back_ticks(note)},
                         {"eye", without_back_ticks(eye)},
                         {"views", views}});
