@@ -71,6 +71,11 @@ static std::string with_blanks(std::string name) {
     return name;
 }
 
+static bool is_section(const std::string &name) {
+    const std::vector<std::string> &sections = gallery_sections();
+    return std::find(sections.begin(), sections.end(), name) != sections.end();
+}
+
 struct Heading {
     std::string title;
     std::string introduction;
@@ -81,9 +86,8 @@ static Heading heading_of(const ReadScenario &scenario) {
     const std::string first = scenario.text.substr(0, scenario.text.find_first_of("\r\n"));
     if (first.rfind("# ", 0) != 0) return {with_blanks(scenario.name), ""};
     const size_t colon = first.find(": ");
-    const std::vector<std::string> &sections = gallery_sections();
-    const bool section = std::find(sections.begin(), sections.end(), scenario.name) != sections.end();
-    if (section && colon != std::string::npos) return {first.substr(2, colon - 2), first.substr(colon + 2)};
+    if (is_section(scenario.name) && colon != std::string::npos)
+        return {first.substr(2, colon - 2), first.substr(colon + 2)};
     return {with_blanks(scenario.name), first.substr(2)};
 }
 
@@ -96,6 +100,7 @@ json ScenarioStore::list() const {
             all.push_back({{"name", name},
                            {"title", heading.title},
                            {"introduction", heading.introduction},
+                           {"gallery", is_section(name)},
                            {"lines", read.lines.size()}});
         } catch (const Error &problem) { // somebody is writing it
             all.push_back({{"name", name}, {"title", with_blanks(name)}, {"error", problem.what()}});
@@ -197,7 +202,7 @@ json ScenarioStore::gallery() const {
     std::vector<std::string> order = gallery_sections();
     const std::vector<std::string> all = names();
     for (const std::string &name : all) {
-        if (std::find(order.begin(), order.end(), name) == order.end()) order.push_back(name);
+        if (!is_section(name)) order.push_back(name);
     }
     const std::map<std::string, std::string> paths = pictures();
     json sections = json::array();

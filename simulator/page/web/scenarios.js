@@ -34,11 +34,13 @@ async function loadScenarioList() {
   const {ok, reply, error} = await ask('/api/scenarios');
   if (!ok) return tellScenario(error, 'bad');
   storeReadOnly = reply.readOnly;
-  const stored = reply.scenarios.map(({name, title}) => make('option', {value: `stored:${name}`, textContent: title}));
+  const option = ({name, title}) => make('option', {value: `stored:${name}`, textContent: title});
   const own = [...ownFiles.keys()].map((name) => make('option', {value: `own:${name}`, textContent: name}));
+  const groups = [['Courses of events', reply.scenarios.filter(({gallery}) => !gallery).map(option)],
+    ['Gallery', reply.scenarios.filter(({gallery}) => gallery).map(option)], ['Own', own]];
   const choice = $('scenario-choice');
   choice.replaceChildren(make('option', {value: '', textContent: 'Choose one…'}),
-    make('optgroup', {label: 'Stored'}, ...stored), ...own.length ? [make('optgroup', {label: 'Own'}, ...own)] : []);
+    ...groups.filter(([, options]) => options.length > 0).map(([label, options]) => make('optgroup', {label}, ...options)));
   showChosen();
 }
 
@@ -199,11 +201,9 @@ function showProblem(row, text) {
 
 // ---- Expected, shown, different ----
 
-function pictureFigure(view, caption, address, number, scale) {
-  const size = view === 'device' ? [64, 128] : [128, 66];
-  const image = make('img', {src: address, width: size[0] * scale, height: size[1] * scale,
-                             alt: `${caption}, ${view}, line ${number}`});
-  const className = `screen ${caption === 'Difference' ? 'difference' : ''}`;
+function pictureFigure(view, caption, address, number) {
+  const image = make('img', {src: address, alt: `${caption}, ${view}, line ${number}`});
+  const className = `screen ${view} ${caption === 'Difference' ? 'difference' : ''}`;
   return make('figure', {}, make('span', {className}, image), make('figcaption', {textContent: caption}));
 }
 
@@ -214,20 +214,20 @@ function viewPictures(row, view, file) {
     `&now=${Date.now()}`;
   if (!mark) {
     const expected = file && shown.pictures.has(file) ? '' : `/api/expected.png?file=${encodeURIComponent(file)}`;
-    return expected ? [pictureFigure(view, 'Expected', expected, number, 1)] : [];
+    return expected ? [pictureFigure(view, 'Expected', expected, number)] : [];
   }
   if (row.line.command === 'picture') {
     const save = make('a', {className: 'button plain', href: `${address('actual')}&scale=4`, textContent: 'Save PNG',
                             download: `${row.button.textContent.split(' ').pop()}-${view}.png`,
                             ariaLabel: `Save the ${view}’s picture of line ${number} as PNG`});
-    const figure = pictureFigure(view, view === 'device' ? 'Device' : 'Layout', address('actual'), number, 1);
+    const figure = pictureFigure(view, view === 'device' ? 'Device' : 'Layout', address('actual'), number);
     figure.append(save);
     return [figure];
   }
-  if (!mark.views?.includes(view)) return [pictureFigure(view, 'Shown, as expected', address('actual'), number, 1)];
-  if (mark.problem) return [pictureFigure(view, 'Shown', address('actual'), number, 1)];
+  if (!mark.views?.includes(view)) return [pictureFigure(view, 'Shown, as expected', address('actual'), number)];
+  if (mark.problem) return [pictureFigure(view, 'Shown', address('actual'), number)];
   return [['Expected', 'expected'], ['Shown', 'actual'], ['Difference', 'difference']].map(([caption, show]) =>
-    pictureFigure(view, caption, address(show), number, 2));
+    pictureFigure(view, caption, address(show), number));
 }
 
 const isWrong = (row, {view}) => Number(row.result?.views?.includes(view) ?? false);
@@ -242,7 +242,8 @@ function openPictures(row, open) {
   const files = row.line.command === 'picture' ? [{view: 'device', file: ''}, {view: 'layout', file: ''}]
     : row.line.files;
   const wrongFirst = [...files].sort((a, b) => isWrong(row, b) - isWrong(row, a));
-  const strips = wrongFirst.map(({view, file}) => make('div', {className: 'strip'}, ...viewPictures(row, view, file)));
+  const strips = wrongFirst.map(({view, file}) => make('div',
+    {className: `strip ${isWrong(row, {view}) ? 'differs' : ''}`}, ...viewPictures(row, view, file)));
   row.pictures = make('div', {className: 'pictures'}, ...strips);
   const mark = row.result;
   if (mark?.problem) row.pictures.append(make('p', {className: 'hint', textContent: `${mark.problem}.`}));
