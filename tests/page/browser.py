@@ -18,8 +18,8 @@ ELEMENT = "element-6066-11e4-a52e-4f735466cecf"
 FLAGS = ["--headless", "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run",
          "--disable-background-networking", "--disable-component-update", "--disable-sync", "--disable-dev-shm-usage",
          "--force-color-profile=srgb", "--hide-scrollbars"]
-KEYS = {"Enter": "\ue007", "Tab": "\ue004", "ArrowLeft": "\ue012", "ArrowUp": "\ue013", "ArrowRight": "\ue014", "ArrowDown": "\ue015",
-        "Escape": "\ue00c", "Delete": "\ue017", "Space": " "}
+KEYS = {"Enter": "\ue007", "Tab": "\ue004", "ArrowLeft": "\ue012", "ArrowUp": "\ue013", "ArrowRight": "\ue014",
+        "ArrowDown": "\ue015", "Escape": "\ue00c", "Delete": "\ue017", "Space": " "}
 
 
 def wait_for(condition, what, deadline=20):

@@ -262,7 +262,8 @@ class OwnFiles(ScenarioPage):
     def test_text_is_text(self):
         self.drop(own__scenario="# <img src=x onerror=document.title='bad'>\nnote <b>bold</b>\nstart\n")
         self.where("2 lines.")
-        self.assertEqual(self.browser.script("return document.querySelectorAll('#scenario-lines :is(b, img)').length"), 0)
+        made = "return document.querySelectorAll('#scenario-lines :is(b, img)').length"
+        self.assertEqual(self.browser.script(made), 0)
         self.assertEqual(self.browser.text("#scenario-lines .line"), "note <b>bold</b>")
 
 
@@ -429,8 +430,10 @@ EDGES_BUT_LINES = EDGES.replace("'button, ", "'button:not(.line), ")
 OWN = IN_VIEW.replace("const controls = '", "const controls = '#scenarios button, #scenarios select, #copy button, "
                                             "#gallery-show, ")
 SIDEWAYS = SCRIPT + """
-if (document.documentElement.scrollWidth > innerWidth) fault('page', document.body, document.documentElement.scrollWidth);
-for (const box of document.querySelectorAll('#scenarios, #gallery, #copy, #scenario-lines, #gallery-sections, #copied')) {
+const page = document.documentElement;
+if (page.scrollWidth > innerWidth) fault('page', page, page.scrollWidth);
+const boxes = '#scenarios, #gallery, #copy, #scenario-lines, #gallery-sections, #copied';
+for (const box of document.querySelectorAll(boxes)) {
   if (box.scrollWidth > box.clientWidth) fault('sideways', box, box.scrollWidth);
 }
 return faults;
