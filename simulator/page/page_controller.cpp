@@ -439,7 +439,9 @@ void PageController::publish_changes() {
     // Tenths of a second are enough to see it run.
     publish_if_new("time", std::to_string(stage_.now_us() / 100000), time_shown_);
     publish_if_new("state", one_line(state()), state_shown_);
-    publish_if_new("player", one_line(player_.state()), player_shown_);
+    if (player_.moment() == player_shown_) return;
+    player_shown_ = player_.moment();
+    hub_.publish("player", one_line(player_.state()), Keep::newest);
 }
 
 // Rows from the top, pixels from the left, the first one in the highest bit; a row begins with a new byte.

@@ -259,6 +259,16 @@ json ScenarioPlayer::state() const {
             {"frames", film_ ? film_->frames() : 0}};
 }
 
+std::string ScenarioPlayer::moment() const {
+    std::string text;
+    for (const int64_t part : {load_, static_cast<int64_t>(mode_), static_cast<int64_t>(done_),
+                               static_cast<int64_t>(in_line_), static_cast<int64_t>(stage_.started()),
+                               static_cast<int64_t>(film_ ? film_->frames() : 0), static_cast<int64_t>(rewritten_)}) {
+        text += std::to_string(part) + " ";
+    }
+    return text + disturbed_ + "\n" + problem_;
+}
+
 const LinePicture *ScenarioPlayer::picture(int number, View view) const {
     const auto taken = pictures_.find(number);
     if (taken == pictures_.end()) return nullptr;
@@ -285,6 +295,7 @@ std::vector<std::string> ScenarioPlayer::expect(int number) {
     for (const LinePicture &picture : taken->second) {
         if (!picture.agrees()) written.push_back(store_.save(picture.file, picture.actual, notes_[number]));
     }
+    rewritten_++;
     // Other lines may expect the same picture.
     for (auto &[line, pictures] : pictures_) {
         for (LinePicture &picture : pictures) {

@@ -68,6 +68,8 @@ public:
     void disturb(const std::string &what);
 
     nlohmann::json state() const;
+    // Another text when state() has changed; cheap, however long the scenario is.
+    std::string moment() const;
     // Nothing when the line took no picture in this run.
     const LinePicture *picture(int number, View view) const;
     // The film of this run; "" before its first frame.
@@ -107,6 +109,7 @@ private:
     std::optional<Film> film_;
     std::string note_;
     std::map<int, std::vector<LinePicture>> pictures_; // by the numbers of their lines
+    int rewritten_ = 0;                                // how often what is expected has changed in this run
     std::map<int, std::string> notes_;                 // the last one before such a line
 };
 
