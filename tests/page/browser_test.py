@@ -758,8 +758,8 @@ class Closer(BrowserTest):
         self.browser.script("""window.spoken = [];
             const live = '[aria-live=polite], [aria-live=assertive], [role=status], [role=alert], output';
             for (const region of document.querySelectorAll(live)) {
-              new MutationObserver(() => { window.spoken.push(`${region.id}: ${region.textContent}`); }).observe(region, {childList: true, subtree: true,
-                                                                                 characterData: true});
+              const hear = () => window.spoken.push(`${region.id}: ${region.textContent}`);
+              new MutationObserver(hear).observe(region, {childList: true, subtree: true, characterData: true});
             }""")
         before = float(self.browser.text("#time").split()[0])
         self.simulator.speed(1)
