@@ -209,8 +209,11 @@ class Traps(OnTheDesk):
         self.assertEqual(self.mode("send DoIP_on"), "DOIP")
         self.assertEqual(self.mode("warranty-lock off"), "DOIP")
         self.assertEqual(self.mode("send clear_msg"), "NO WARRANTY")
-        self.assertEqual(self.mode("warranty-lock on", "send clear_msg"), "NO WARRANTY", "until a mode is set")
+        self.assertEqual(self.mode("warranty-lock on", "send clear_msg"), "NO WARRANTY", "what was shown is forgotten")
         self.assertEqual(self.mode("send M4_ready"), "READY")
+        self.assertEqual(self.mode("warranty-lock off", "send clear_msg", "wait 600ms", "send DoIP_on"), "NO WARRANTY")
+        self.assertEqual(self.mode("warranty-lock on"), "NO WARRANTY")
+        self.assertEqual(self.mode("send clear_msg"), "DOIP", "what was sent meanwhile")
 
     def test_passthru_without_warranty(self):
         self.begin("warranty-lock off", "firmware-type FT_MAINAPP_J2534")
