@@ -35,6 +35,7 @@ class Install(unittest.TestCase):
             "sender_sdbus.c", "sender.py", "sender_again.py")}
         self.assertEqual(found - pictures - scenarios | examples, examples | {
             "bin/status-display", "bin/displayctl", "bin/display-sim", "share/man/man1/displayctl.1",
+            "share/bash-completion/completions/displayctl",
             "share/man/man1/display-sim.1", "share/man/man7/status-display-commands.7",
             "share/man/man8/status-display.8", "libexec/status-display-simulator/status-display",
             "libexec/status-display-simulator/status-display-layout",

@@ -1,0 +1,48 @@
+# Run by cpack once everything is installed in a folder for each package, before they are packed: programs stripped and
+# manual pages compressed as Debian has them, the latter with the version; copyright, changelog, lintian's overrides.
+string(TIMESTAMP today %Y-%m-%d UTC)  # of SOURCE_DATE_EPOCH
+
+# gzip without name and time, so that the same text gives the same bytes.
+function(compress file)
+  execute_process(COMMAND gzip -9n ${file} COMMAND_ERROR_IS_FATAL ANY)
+endfunction()
+
+foreach(component IN LISTS CPACK_COMPONENTS_ALL)
+  string(TOUPPER ${component} name)
+  set(package ${CPACK_DEBIAN_${name}_PACKAGE_NAME})
+  set(root ${CPACK_TEMPORARY_DIRECTORY}/${component}/usr)
+
+  file(GLOB programs ${root}/bin/* ${root}/libexec/*/*)
+  foreach(program IN LISTS programs)
+    execute_process(
+      COMMAND ${CPACK_STATUS_DISPLAY_STRIP} --strip-unneeded --remove-section=.comment --remove-section=.note ${program}
+      COMMAND_ERROR_IS_FATAL ANY)
+  endforeach()
+
+  file(GLOB pages ${root}/share/man/man*/*)
+  foreach(page IN LISTS pages)
+    file(READ ${page} text)
+    string(REGEX REPLACE "(^|\n)(\\.TH [^ \n]+ [0-9]) \"[^\"\n]*\" \"status-display\""
+      "\\1\\2 \"${today}\" \"status-display ${CPACK_PACKAGE_VERSION}\"" text "${text}")
+    file(WRITE ${page} "${text}")
+    compress(${page})
+  endforeach()
+
+  set(doc ${root}/share/doc/${package})
+  file(COPY ${CMAKE_CURRENT_LIST_DIR}/copyright DESTINATION ${doc}
+    FILE_PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ)
+  execute_process(
+    COMMAND ${CPACK_STATUS_DISPLAY_PYTHON} -B ${CMAKE_CURRENT_LIST_DIR}/changelog.py
+      ${CPACK_STATUS_DISPLAY_SOURCE}/CHANGELOG.md ${package} ${CPACK_PACKAGE_VERSION}
+      ${CPACK_DEBIAN_PACKAGE_MAINTAINER}
+    OUTPUT_FILE ${doc}/changelog COMMAND_ERROR_IS_FATAL ANY)
+  file(CHMOD ${doc}/changelog PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ)
+  compress(${doc}/changelog)
+
+  set(overrides ${CMAKE_CURRENT_LIST_DIR}/${package}.lintian-overrides)
+  if(EXISTS ${overrides})
+    file(MAKE_DIRECTORY ${root}/share/lintian/overrides)
+    configure_file(${overrides} ${root}/share/lintian/overrides/${package} COPYONLY
+      NO_SOURCE_PERMISSIONS)
+  endif()
+endforeach()
