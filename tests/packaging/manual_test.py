@@ -159,6 +159,9 @@ class Manual(unittest.TestCase):
             else:
                 # A second file of a folder is named alone.
                 self.assertTrue(path in page or f", {os.path.basename(path)}\n" in page, path)
+
+    def test_each_file_that_is_installed(self):
+        page = self.shown("status-display.8") + self.shown("displayctl.1")
         for folder, _, names in os.walk(f"{self.root}/usr"):
             for name in names:
                 path = os.path.join(folder, name)[len(self.root):]
