@@ -173,10 +173,11 @@ def main():
         text = made(source, version, sys.argv[4] if len(sys.argv) == 5 else None)
     except (Mistake, ValueError) as problem:
         sys.exit(f"make_page.py: {problem}")
-    # The page that is there may belong to another user, who installed it.
-    with open(page + ".new", "w", encoding="utf-8") as file:
+    # Replaced in one step: it may belong to another user, who installed it, and several may be installing.
+    fresh = f"{page}.{os.getpid()}"
+    with open(fresh, "w", encoding="utf-8") as file:
         file.write(text)
-    os.replace(page + ".new", page)
+    os.replace(fresh, page)
 
 
 if __name__ == "__main__":
