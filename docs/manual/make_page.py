@@ -171,7 +171,7 @@ def main():
     source, page, version = sys.argv[1:4]
     try:
         text = made(source, version, sys.argv[4] if len(sys.argv) == 5 else None)
-    except (Mistake, ValueError) as problem:
+    except (Mistake, OSError, ValueError) as problem:
         sys.exit(f"make_page.py: {problem}")
     # Replaced in one step: it may belong to another user, who installed it, and several may be installing.
     fresh = f"{page}.{os.getpid()}"
