@@ -18,7 +18,7 @@
 
 #include <dbus/dbus.h>
 
-#include "client/vocabulary.h"
+#include "panel/drawing.h"
 #include "simulator/desk/desk.h"
 
 namespace {
@@ -141,6 +141,7 @@ void some_traffic(Random &random, desk::Desk &desk) {
 desk::Picture told(desk::Desk &desk) {
     desk.box().write("/tmp/fw_type_running", "FT_BOOT\n");
     desk.box().remove("/tmp/bada");
+    desk.box().write("/sys/bus/iio/devices/iio:device0/in_voltage0_raw", "1000");
     for (const char *word : {"p_on", "clear_msg", "chan_timeout", "M4_none", "chan_bt", "M4_ready"}) {
         desk.bus().send(word, {});
         desk.advance(600);
@@ -161,8 +162,12 @@ desk::Picture told(desk::Desk &desk) {
 void must_do_what_it_is_told(desk::Desk &desk) {
     desk::Desk fresh;
     fresh.start();
-    if (told(desk) == told(fresh)) return;
-    throw desk::Error("it does not show what a fresh one shows after the same commands");
+    const desk::Picture shown = told(desk);
+    const desk::Picture wanted = told(fresh);
+    if (shown == wanted) return;
+    throw desk::Error("it does not show what a fresh one shows after the same commands:\n" +
+                      panel::drawn(shown, panel::Marks::half_blocks) + "a fresh one:\n" +
+                      panel::drawn(wanted, panel::Marks::half_blocks));
 }
 
 // ---- The runs

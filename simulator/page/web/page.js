@@ -493,6 +493,7 @@ function listen() {
   on('log', showLogLine);
   on('forget', () => $('log').replaceChildren());
   on('time', (tenths) => { $('time').textContent = `${(tenths / 10).toFixed(1)} s`; });
+  on('player', (player) => document.dispatchEvent(new CustomEvent('player', {detail: player})));
   on('alive', () => {});
   stream.onopen = () => { connected = true; showLost(''); showLink(); };
   stream.onerror = lose;
