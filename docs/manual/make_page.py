@@ -127,9 +127,8 @@ def options(program, command):
         begun = re.match(r" {2}(\S.*?) {2,}(\S.*)$", text)
         if begun:
             entries.append([begun[1], begun[2]])
-        elif entries and re.match(" {8,}", text) and "display-sim" not in text:
+        elif entries and re.match(" {8,}", text):
             entries[-1][1] += " " + text.strip()
-    entries = [one for one in entries if not one[0].startswith("display-sim")]
     if not entries:
         raise Mistake(f"{program} tells of no option of {' '.join(command)}")
     return "".join(entry(option_head(head), sentence(plain(text))) for head, text in entries)
