@@ -1,6 +1,5 @@
 # Run by cpack once everything is installed in a folder for each package, before they are packed: programs stripped and
-# manual pages compressed as Debian has them, the latter with the version; copyright, changelog, lintian's overrides.
-string(TIMESTAMP today %Y-%m-%d UTC)  # of SOURCE_DATE_EPOCH
+# manual pages compressed as Debian has them; copyright, changelog, lintian's overrides.
 
 # gzip without name and time, so that the same text gives the same bytes.
 function(compress file)
@@ -21,10 +20,6 @@ foreach(component IN LISTS CPACK_COMPONENTS_ALL)
 
   file(GLOB pages ${root}/share/man/man*/*)
   foreach(page IN LISTS pages)
-    file(READ ${page} text)
-    string(REGEX REPLACE "(^|\n)(\\.TH [^ \n]+ [0-9]) \"[^\"\n]*\" \"status-display\""
-      "\\1\\2 \"${today}\" \"status-display ${CPACK_PACKAGE_VERSION}\"" text "${text}")
-    file(WRITE ${page} "${text}")
     compress(${page})
   endforeach()
 

@@ -112,6 +112,14 @@ TEST_F(FlagFiles, RestartChoosesAnew) {
     EXPECT_EQ(desk().picture(), golden(true, "start/production"));
 }
 
+TEST_F(FlagFiles, ProductionComesBeforeTheDebugPanel) {
+    box().set_production();
+    box().set_wifi_debug();
+    start();
+    run_until(50);
+    EXPECT_EQ(desk().picture(), golden(true, "start/production"));
+}
+
 // ---- Files that count while running
 
 TEST_F(FlagFiles, HotspotSwitchedOffWhileIconsAreShown) {

@@ -4,6 +4,10 @@
 #include <set>
 #include <sstream>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include "golden.h"
 #include "support.h"
 
@@ -157,6 +161,30 @@ TEST_F(HostileTools, SlowTool) {
     run_until(2100);
     EXPECT_EQ(shown_view(desk()), "station, signal 4");
     expect_still_answers();
+}
+
+// How the manual says that a tool that hangs is recognised, and that ending it is enough.
+TEST_F(HostileTools, DisplayStandsStillWhileAToolHangs) {
+    prepare_asking_all();
+    const std::string hang = box().host_path("/tmp/hang");
+    ASSERT_EQ(mkfifo(hang.c_str(), 0666), 0);
+    box().write_script("/usr/local/bin/vcicp", "#!/bin/sh\n[ ! -e /tmp/hang ] || read line </tmp/hang\necho 12000\n");
+    start();
+    run_until(400);
+    const panel::Picture before = desk().picture();
+    desk().clock().raise(3000);
+    int tool = -1;
+    ASSERT_TRUE(desk::wait_until([&] { return (tool = open(hang.c_str(), O_WRONLY | O_NONBLOCK)) != -1; }));
+    desk().bus().send("chan_usb");
+    box().remove("/tmp/hang");
+    EXPECT_EQ(desk().picture(), before) << "the activity icon too";
+    EXPECT_EQ(desk().log().count("chan_usb"), 0) << "it waits in the bus";
+    EXPECT_FALSE(desk().clock().stands_still()) << "the loop is not at its sleep";
+    close(tool); // the tool's end
+    EXPECT_TRUE(desk().log().wait_for("chan_usb"));
+    desk().advance(1000);
+    EXPECT_EQ(shown_view(desk()), "usb");
+    EXPECT_NE(desk().picture(), before);
 }
 
 TEST_F(HostileTools, LastLineWins) {

@@ -108,7 +108,9 @@ class Policy(unittest.TestCase):
                               timeout=60 * PATIENCE)
 
     def send(self, number, word, groups=()):
-        self.say(number, "--type=signal", "/zor/signal", "zor.signal.Type.Display", f"string:{word}", groups=groups)
+        signal_words = "--type=signal", "/zor/signal", "zor.signal.Type.Display", f"string:{word}"
+        sent = self.say(number, *signal_words, groups=groups)
+        self.assertEqual((sent.returncode, sent.stderr), (0, ""), "no sender learns what becomes of it")
 
     def ask_for_name(self, number):
         return self.say(number, "--print-reply", "--dest=org.freedesktop.DBus", "/org/freedesktop/DBus",

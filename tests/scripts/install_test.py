@@ -31,11 +31,13 @@ class Install(unittest.TestCase):
         scenarios = {path for path in found if path.endswith(".scenario")}
         self.assertGreater(len(scenarios), 10)
         examples = {f"share/status-display-simulator/examples/{name}" for name in (
-            "gateway.py", "gateway.sh", "gateway.scenario", "display.py", "display.sh")}
+            "gateway.py", "gateway.sh", "gateway.scenario", "display.py", "display.sh", "sender_libdbus.c",
+            "sender_sdbus.c", "sender.py", "sender_again.py")}
         self.assertEqual(found - pictures - scenarios | examples, examples | {
             "bin/status-display", "bin/displayctl", "bin/display-sim", "share/man/man1/displayctl.1",
             "share/bash-completion/completions/displayctl",
-            "share/man/man1/display-sim.1", "libexec/status-display-simulator/status-display",
+            "share/man/man1/display-sim.1", "share/man/man7/status-display-commands.7",
+            "share/man/man8/status-display.8", "libexec/status-display-simulator/status-display",
             "libexec/status-display-simulator/status-display-layout",
             "libexec/status-display-simulator/libdesk_shim.so", "share/dbus-1/system.d/zor.signal.sink.conf",
             "share/dbus-1/interfaces/zor.signal.Type.xml", "lib/systemd/system/status-display.service",
