@@ -107,6 +107,9 @@ struct DisplayState {
     lv_obj_t *voltage_max_label = nullptr;
     lv_obj_t *voltage_min_label = nullptr;
 
+    // ---- Bus (app/listener.cpp).
+    bool bus_backlog = false; ///< libdbus holds messages that are read and not taken
+
     // ---- Activity icon (screen/activity_icon.cpp).
     int16_t activity_step = 0; ///< 0 to 59, one step every 100 ms
 };

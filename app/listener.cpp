@@ -6,6 +6,7 @@
 #include <syslog.h>
 
 #include "app/dispatch.h"
+#include "app/display_state.h"
 #include "app/log_text.h"
 #include "app/signal_names.h"
 
@@ -43,6 +44,10 @@ static void subscribe(DBusConnection *connection, DBusError *error) {
     }
 }
 
+static void note_backlog(DBusConnection *, DBusDispatchStatus status, void *) {
+    display_state.bus_backlog = status != DBUS_DISPATCH_COMPLETE;
+}
+
 DBusConnection *listener_connect() {
     syslog(LOG_INFO, "Listening for signals\n");
     DBusError error;
@@ -50,6 +55,8 @@ DBusConnection *listener_connect() {
     DBusConnection *connection = connect_to_bus(&error);
     request_name(connection, &error);
     subscribe(connection, &error);
+    dbus_connection_set_dispatch_status_function(connection, note_backlog, nullptr, nullptr);
+    note_backlog(connection, dbus_connection_get_dispatch_status(connection), nullptr);
     // Not before: the replies that the set-up waits for must be read whatever lies in front of them.
     dbus_connection_set_max_received_unix_fds(connection, MOST_DESCRIPTORS);
     syslog(LOG_INFO, "Match rule sent\n");
@@ -77,13 +84,15 @@ static void handle_message(DBusMessage *message) {
 // a burst waits in the bus: here it would pile up, with the file descriptors that signals may carry, until the limit
 // of open files makes libdbus close the connection for good. Nothing is written after the set-up. When memory is
 // short (DBUS_DISPATCH_NEED_MEMORY) what has been read is tried again and no more is added to it.
+//
+// Asking for the status costs a quarter of a quiet pass, so it is asked for after a message, and libdbus tells when it
+// changes otherwise.
 bool listener_poll(DBusConnection *connection) {
-    if (dbus_connection_get_dispatch_status(connection) == DBUS_DISPATCH_COMPLETE) {
-        dbus_connection_read_write(connection, 0);
-    }
+    if (!display_state.bus_backlog) dbus_connection_read_write(connection, 0);
     DBusMessage *message = dbus_connection_pop_message(connection);
     if (message == nullptr) return false;
     handle_message(message);
     dbus_message_unref(message);
+    note_backlog(connection, dbus_connection_get_dispatch_status(connection), nullptr);
     return true;
 }

@@ -1,9 +1,10 @@
 #!/usr/bin/env python3
 """Runs the tests of one or more builds, many of them in one process, and counts every single one.
 
-    tests/run.py BUILD_FOLDER... [-R REGEX] [-E REGEX] [-L LABEL] [-LE LABEL] [-j N]
+    tests/run.py BUILD_FOLDER... [--full] [-R REGEX] [-E REGEX] [-L LABEL] [-LE LABEL] [-j N]
 
 ctest is the list of tests: it knows their names, commands, labels and time limits, and selects by the options above.
+Those labelled "full" take minutes or need packages that ./package has built; they are run with --full alone.
 What it would start one by one, a process, a sandbox and a test each, goes in batches here. A test that ends its
 process or hangs is a failure of its own: those behind it run in a process of theirs. Of those that pass nothing
 is printed; BUILD_FOLDER/tests.json holds what became of each and how long it took. The last line counts them."""
@@ -44,6 +45,7 @@ class Test:
         self.environment = properties.get("ENVIRONMENT", [])
         self.limit = float(properties.get("TIMEOUT", 600))
         self.alone = bool(properties.get("RUN_SERIAL"))
+        self.only_in_full = "full" in properties.get("LABELS", [])
         self.skip_status = properties.get("SKIP_RETURN_CODE")
         self.state = None
         self.seconds = 0.0
@@ -242,14 +244,14 @@ class Progress:
 
 
 class Build:
-    def __init__(self, folder, selection):
+    def __init__(self, folder, selection, full):
         self.folder = os.path.abspath(folder)
         self.name = os.path.basename(self.folder)
         self.results = os.path.join(self.folder, "tests.json")
         self.known = self.read_known()
         self.tests, self.problem = [], None
         try:
-            self.tests = self.listed(selection)
+            self.tests = [test for test in self.listed(selection) if full or not test.only_in_full]
             if not self.tests and not selection:
                 raise NoResult("there are none in this build")
         except NoResult as problem:
@@ -348,11 +350,12 @@ def main():
     parser.add_argument("folders", nargs="+", metavar="BUILD_FOLDER")
     for option in ("-R", "-E", "-L", "-LE"):
         parser.add_argument(option, action="append", default=[])
+    parser.add_argument("--full", action="store_true")
     parser.add_argument("-j", type=int, default=len(os.sched_getaffinity(0)))
     chosen = parser.parse_args()
     selection = [word for option in ("R", "E", "L", "LE") for value in getattr(chosen, option)
                  for word in ("-" + option, value)]
-    builds = [Build(folder, selection) for folder in chosen.folders]
+    builds = [Build(folder, selection, chosen.full) for folder in chosen.folders]
     tests = [test for build in builds for test in build.tests]
     try:
         asyncio.run(run_all(batches(tests), max(1, chosen.j), Progress(len(tests)).report))
@@ -361,7 +364,7 @@ def main():
         return 130
     counts = tuple(sum(column) for column in zip(*(build.close() for build in builds)))
     if selection and not tests:
-        print("no test is chosen by " + " ".join(selection))
+        print("no test is chosen by " + " ".join(selection) + ("" if chosen.full else "; --full has more"))
     print(in_words(counts))
     return 1 if counts[1] or not counts[0] or any(build.problem for build in builds) else 0
 

@@ -23,6 +23,10 @@ class Display:
         """PNG bytes."""
         return self.ask(f"/api/picture.png?view={view}&scale={scale}")
 
+    def texts(self, view="device"):
+        """What can be read there, from the top to the bottom."""
+        return json.loads(self.ask("/api/texts"))[view]
+
     def state(self):
         return json.loads(self.ask("/api/state"))
 

@@ -1,6 +1,6 @@
 // The events that the page gets: what is published here goes to everyone who listens. A newcomer first gets
-// what it must know: the newest event of each kept name, the newest ones of those names that are a history,
-// and an event "caught-up". Published by the driving thread, listened to by the web server's threads.
+// what it must know: the newest event of each kept name, the newest ones of those names that are a history
+// (after an event "forget", for a page that comes back still shows what it got before), and an event "caught-up". Published by the driving thread, listened to by the web server's threads.
 #pragma once
 
 #include <chrono>
@@ -17,10 +17,10 @@ namespace desk {
 
 enum class Keep {
     newest,  // a newcomer gets the newest one of this name
-    history, // a newcomer gets the newest `hiscenario_length` of them, in order
+    history, // a newcomer gets the newest `history_length` of them, in order
 };
 
-constexpr size_t hiscenario_length = 400;
+constexpr size_t history_length = 400;
 
 class EventHub {
 public:
@@ -31,8 +31,6 @@ public:
     };
 
     void publish(const std::string &name, const std::string &data, Keep keep);
-    // Forgets the history of that name and tells all listeners with an event "forget".
-    void forget(const std::string &name);
 
     // Nothing when too many listen already or when the hub is closed.
     std::shared_ptr<Listener> join();
@@ -48,7 +46,7 @@ private:
     std::mutex mutex_;
     std::condition_variable published_;
     std::map<std::string, std::string> newest_;
-    std::map<std::string, std::deque<std::string>> hiscenario_;
+    std::map<std::string, std::deque<std::string>> history_;
     std::set<std::shared_ptr<Listener>> listeners_;
     bool closed_ = false;
 };

@@ -1,13 +1,14 @@
 // The addresses of the page, and what stands behind each. Handlers run in the web server's threads: whatever
 // touches the stage is handed to the driving thread as a job.
 //
-//     GET  /  /page.js  /style.css    the page, built into the program
+//     GET  /  /*.js  /style.css       the page, built into the program
 //     GET  /events                    pictures, log lines, state, time, as they change (Server-Sent Events)
 //     GET  /api/vocabulary            the words, by groups
 //     GET  /api/commands              the commands of the scenario language
 //     GET  /api/controls              the controls of the box
 //     GET  /api/state                 the box, the start-up variant, the speed, the recording
 //     GET  /api/picture.png           ?view=device, layout or both, &scale=1 to 16
+//     GET  /api/texts                 what can be read on the panels
 //     GET  /api/scenario              what has been recorded
 //     POST /api/do                    carries out one scenario line
 //     POST /api/give-up               ends the line that waits on the daemons' clock
@@ -96,6 +97,9 @@ static void add_questions(Server &routes, JobQueue &jobs, PageController &contro
             const Picture picture = view ? controller.picture(*view) : controller.both_pictures();
             response.set_content(panel::to_png(picture, scale), "image/png");
         });
+    });
+    routes.Get("/api/texts", [&](const Request &, Response &response) {
+        answer_for(jobs, response, [&] { answer(response, 200, controller.texts()); });
     });
     routes.Get("/api/scenario", [&](const Request &, Response &response) {
         answer_for(jobs, response, [&] {

@@ -10,6 +10,7 @@
 
 #include "simulator/page/page_json.h"
 #include "simulator/scenario/play_film.h"
+#include "simulator/scenario/read_text.h"
 
 namespace desk {
 
@@ -203,10 +204,7 @@ void PageController::perform(const std::string &line) {
     }
     recorder_.note(line, before_us, stage_.now_us());
     pace_.forget_lag();
-    if (is(*action, "start")) {
-        hub_.forget("log");
-        logged_.fill(0);
-    }
+    if (is(*action, "start")) publish_start();
     publish_now();
 }
 
@@ -246,6 +244,18 @@ void PageController::set_speed(const std::string &text) {
 /* ---- what the pages are told ---- */
 
 Picture PageController::both_pictures() { return side_by_side(picture(View::layout), picture(View::device), ""); }
+
+static json texts_json(const Picture &picture) {
+    json texts = json::array();
+    for (const TextOnPanel &line : texts_in(picture)) texts.push_back(line.text);
+    return texts;
+}
+
+json PageController::texts() {
+    json both = json::object();
+    for (View view : both_views) both[name_of(view)] = texts_json(picture(view));
+    return both;
+}
 
 json PageController::state() {
     json box = json::object();
@@ -303,6 +313,29 @@ void PageController::publish_picture(View view) {
     const json picture = {
         {"view", name_of(view)}, {"width", now.width()}, {"height", now.height()}, {"rows", packed_hex(now)}};
     hub_.publish(std::string("picture-") + name_of(view), one_line(picture), Keep::newest);
+    publish_texts(view, now);
+}
+
+// The activity icon, which moves ten times a second, is no text.
+void PageController::publish_texts(View view, const Picture &now) {
+    const auto index = static_cast<size_t>(view);
+    const Picture without_icon = view == View::layout ? without_activity_icon(now) : now;
+    if (without_icon == read_[index]) return;
+    read_[index] = without_icon;
+    publish_if_new(std::string("texts-") + name_of(view), one_line(texts_json(without_icon)), texts_shown_[index]);
+}
+
+// The log goes on; whoever reads it sees where the daemons began anew.
+void PageController::publish_start() {
+    const Start &how = stage_.start_made();
+    logged_.fill(0);
+    hub_.publish("log",
+                 one_line({{"view", "both"},
+                           {"seconds", 0},
+                           {"error", false},
+                           {"started", name_of(how.variant)},
+                           {"text", std::string("Started: ") + name_of(how.variant) + (how.bare ? " bare" : "")}}),
+                 Keep::history);
 }
 
 void PageController::publish_log(View view) {

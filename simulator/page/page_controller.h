@@ -41,6 +41,7 @@ public:
     nlohmann::json state();
     Picture picture(View view) { return stage_.picture(view); }
     Picture both_pictures();                                   // side by side
+    nlohmann::json texts();                                    // what can be read on both panels
     std::string recording() const { return recorder_.text(); } // empty before the first one
 
 private:
@@ -53,6 +54,8 @@ private:
     void publish_now();
     void publish_changes();
     void publish_picture(View view);
+    void publish_texts(View view, const Picture &now);
+    void publish_start();
     void publish_log(View view);
     void publish_if_new(const std::string &name, const std::string &data, std::string &shown);
 
@@ -72,6 +75,8 @@ private:
     bool given_up_ = false;
     std::string trouble_;
     std::array<Picture, both_views.size()> shown_;
+    std::array<Picture, both_views.size()> read_; // whose texts have been told
+    std::array<std::string, both_views.size()> texts_shown_;
     std::array<int, both_views.size()> logged_{};
     std::string state_shown_;
     std::string time_shown_;

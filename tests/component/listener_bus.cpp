@@ -13,6 +13,11 @@ static DBusConnection *const the_connection = reinterpret_cast<DBusConnection *>
 
 static void note(const std::string &call) { listener_bus.calls.push_back(call); }
 
+static DBusDispatchStatus status_now() {
+    if (listener_bus.memory_is_short) return DBUS_DISPATCH_NEED_MEMORY;
+    return listener_bus.queue.empty() ? DBUS_DISPATCH_COMPLETE : DBUS_DISPATCH_DATA_REMAINS;
+}
+
 void ListenerBus::receive(DBusMessage *message) {
     static dbus_int32_t slot = -1;
     if (slot == -1 && !dbus_message_allocate_data_slot(&slot)) abort();
@@ -52,12 +57,18 @@ void __wrap_dbus_connection_set_max_received_unix_fds(DBusConnection *, long mos
     note("descriptors " + std::to_string(most));
 }
 
-DBusDispatchStatus __wrap_dbus_connection_get_dispatch_status(DBusConnection *);
-DBusDispatchStatus __wrap_dbus_connection_get_dispatch_status(DBusConnection *) {
-    if (listener_bus.memory_is_short) return DBUS_DISPATCH_NEED_MEMORY;
-    return listener_bus.queue.empty() ? DBUS_DISPATCH_COMPLETE : DBUS_DISPATCH_DATA_REMAINS;
+void __wrap_dbus_connection_set_dispatch_status_function(DBusConnection *, DBusDispatchStatusFunction tell, void *,
+                                                         DBusFreeFunction);
+void __wrap_dbus_connection_set_dispatch_status_function(DBusConnection *, DBusDispatchStatusFunction tell, void *,
+                                                         DBusFreeFunction) {
+    listener_bus.tell_status = tell;
 }
 
+DBusDispatchStatus __wrap_dbus_connection_get_dispatch_status(DBusConnection *);
+DBusDispatchStatus __wrap_dbus_connection_get_dispatch_status(DBusConnection *) {
+    listener_bus.status_asked++;
+    return status_now();
+}
 dbus_bool_t __wrap_dbus_connection_read_write(DBusConnection *, int timeout);
 dbus_bool_t __wrap_dbus_connection_read_write(DBusConnection *, int timeout) {
     note("read " + std::to_string(timeout));
@@ -74,9 +85,14 @@ DBusMessage *__wrap_dbus_connection_pop_message(DBusConnection *);
 DBusMessage *__wrap_dbus_connection_pop_message(DBusConnection *) {
     note("pop");
     ListenerBus &bus = listener_bus;
-    if (bus.queue.empty() || bus.memory_is_short) return nullptr;
-    DBusMessage *message = bus.queue.front();
-    bus.queue.pop_front();
+    const DBusDispatchStatus status = status_now(); // before the message is taken, and told afterwards
+    DBusMessage *message = nullptr;
+    if (!bus.queue.empty() && !bus.memory_is_short) {
+        message = bus.queue.front();
+        bus.queue.pop_front();
+    }
+    if (status != bus.told && bus.tell_status != nullptr) bus.tell_status(the_connection, status, nullptr);
+    bus.told = status;
     return message;
 }
 }

@@ -74,6 +74,15 @@ TEST_F(Listener, NeverWaits) {
     EXPECT_EQ(listener_bus.calls, (Texts{"read 0", "pop", "read 0", "pop", "read 0", "pop"}));
 }
 
+// It would cost a quarter of the pass.
+TEST_F(Listener, AsksForNoStatusInAQuietPass) {
+    listener_bus.receive(signal("word"));
+    listener_poll(connection);
+    listener_bus.status_asked = 0;
+    for (int pass = 0; pass < 10; pass++) listener_poll(connection);
+    EXPECT_EQ(listener_bus.status_asked, 0);
+}
+
 TEST_F(Listener, ReadsNothingBehindWhatIsQueued) {
     for (int i = 0; i < 1000; i++) listener_bus.receive(signal("word"));
     for (int pass = 0; pass < 1000; pass++) ASSERT_TRUE(listener_poll(connection));
@@ -90,6 +99,17 @@ TEST_F(Listener, ReadsNothingWhileMemoryIsShort) {
     EXPECT_EQ(std::count(listener_bus.calls.begin(), listener_bus.calls.end(), "read 0"), 0);
     listener_bus.memory_is_short = false;
     for (int pass = 0; pass < 19; pass++) EXPECT_TRUE(listener_poll(connection));
+    EXPECT_EQ(listener_bus.alive, 0);
+}
+
+// What is read while there is no memory for it waits as well.
+TEST_F(Listener, ReadsOnceWhenMemoryBecomesShort) {
+    listener_bus.memory_is_short = true;
+    for (int i = 0; i < 20; i++) listener_bus.receive(signal("word"));
+    for (int pass = 0; pass < 5; pass++) EXPECT_FALSE(listener_poll(connection));
+    EXPECT_EQ(std::count(listener_bus.calls.begin(), listener_bus.calls.end(), "read 0"), 1);
+    listener_bus.memory_is_short = false;
+    for (int pass = 0; pass < 20; pass++) EXPECT_TRUE(listener_poll(connection)) << pass;
     EXPECT_EQ(listener_bus.alive, 0);
 }
 

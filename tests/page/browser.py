@@ -121,6 +121,10 @@ class Browser:
     def script(self, text, *arguments):
         return self.call("POST", "/execute/sync", {"script": text, "args": list(arguments)})
 
+    def script_async(self, text, *arguments):
+        """What the script hands to its last argument, a function."""
+        return self.call("POST", "/execute/async", {"script": text, "args": list(arguments)})
+
     def find(self, selector):
         return self.call("POST", "/element", {"using": "css selector", "value": selector})
 
@@ -173,6 +177,10 @@ class Browser:
     def color_scheme(self, scheme):
         self.devtools("Emulation.setEmulatedMedia", features=[{"name": "prefers-color-scheme", "value": scheme},
                                                               {"name": "prefers-reduced-motion", "value": "reduce"}])
+
+    def allow_clipboard(self):
+        self.devtools("Browser.grantPermissions", permissions=["clipboardReadWrite", "clipboardSanitizedWrite"])
+        self.devtools("Emulation.setFocusEmulationEnabled", enabled=True)
 
     def screenshot(self, path):
         with open(path, "wb") as file:

@@ -87,6 +87,24 @@ class BrowserTest(unittest.TestCase):
             wait_for(lambda: without_activity_icon(browser.panel(view), view)[part] == wanted,
                      lambda: f"{name} on the {view}'s canvas; it shows\n" + "\n".join(browser.panel(view)))
 
+    def download(self, selector, name):
+        self.browser.click(selector)
+        path = os.path.join(self.browser.downloads, name)
+        wait_for(lambda: os.path.exists(path) and os.path.getsize(path) > 0, f"the download of {name}")
+        with open(path, "rb") as file:
+            data = file.read()
+        os.remove(path)
+        return data
+
+    def copied(self, selector):
+        """The text that a click puts on the clipboard."""
+        self.browser.allow_clipboard()
+        self.browser.script("navigator.clipboard.writeText('nothing yet')")
+        self.browser.click(selector)
+        self.browser.script("window.copied = null; const look = () => navigator.clipboard.readText().then((text) => "
+                            "{ if (text === 'nothing yet') setTimeout(look, 20); else window.copied = text; }); look()")
+        return self.browser.wait("window.copied")
+
     def box(self, command):
         return self.simulator.state()["box"][command]
 
@@ -206,7 +224,7 @@ class Keys(BrowserTest):
     def test_everything_is_reached_by_the_tab_key(self):
         reached = set()
         self.browser.script("document.activeElement.blur()")
-        for _ in range(80):
+        for _ in range(120):
             self.browser.press("Tab")
             name = self.browser.script("""
                 const e = document.activeElement;
@@ -221,7 +239,8 @@ class Keys(BrowserTest):
             reached.add(name)
         self.assertTrue({"line", "restart", "record", "step", "chan_usb", "M4_COMM", "Error_Code", "cd_update",
                          "supply", "jack", "jack-ready", "wifi", "ssid", "noise", "serial", "bluetooth",
-                         "warranty-lock", "hotspot", "activity-alt", "firmware-type", "png-device", "png-layout", "log",
+                         "warranty-lock", "hotspot", "activity-alt", "firmware-type", "png-device", "png-layout",
+                         "closer-device", "closer-layout", "log", "log-filter", "log-copy", "log-save", "log-clear",
                          "speed", "variant", "bare"} <= reached, reached)
 
     def test_shortcuts(self):
@@ -537,16 +556,48 @@ class Starts(BrowserTest):
         self.browser.wait("document.querySelector('input[data-command=serial]').value === ''")
         self.browser.wait("!document.querySelector('input[data-command=warranty-lock]').checked")
 
-    def test_the_log_begins_anew(self):
-        self.simulator.do("send chan_bt", "wait 100ms")
-        self.browser.wait("document.getElementById('log').textContent.includes('chan_bt')")
-        self.restart_as("normal")
-        self.browser.wait("""!document.getElementById('log').textContent.includes('chan_bt') &&
-                             document.getElementById('log').textContent.includes('Match rule sent')""")
+    def log_lines(self):
+        return self.browser.script("return [...document.querySelectorAll('#log li:not([hidden]) .text')]"
+                                   ".map((e) => e.textContent)")
+
+    def test_the_log_survives_a_restart(self):
+        """What led to a restart is what somebody looks for; a page opened later has it too."""
+        self.browser.click("#log-clear")
+        self.simulator.do("send Error_Code BEFORE-IT", "wait 100ms")
+        self.browser.wait("document.getElementById('log').textContent.includes('Error_Code')")
+        self.restart_as("production")
+        self.browser.wait("document.querySelector('#log li:last-child').textContent.includes('Match rule sent')")
+        for _ in range(2):
+            lines = self.log_lines()
+            before, started = lines.index("Got Signal with value Error_Code"), lines.index("Started: production")
+            self.assertLess(before, started)
+            self.assertIn("Match rule sent", lines[started:])
+            self.open(self.browser)
+            self.browser.wait("document.querySelector('#log li:last-child').textContent.includes('Match rule sent')")
+
+    def test_the_log_is_filtered_copied_and_saved(self):
+        self.browser.click("#log-clear")
+        self.simulator.do("send chan_bt", "send M4_ready", "wait 100ms")
+        self.browser.wait("document.getElementById('log').textContent.includes('M4_ready')")
+        everything = self.log_lines()
+        self.browser.type("#log-filter", "CHAN_b")
+        self.browser.wait("document.querySelectorAll('#log li:not([hidden])').length === 1")
+        self.assertEqual(self.log_lines(), ["Got Signal with value chan_bt"])
+        # What comes while it is filtered is filtered too.
+        self.simulator.do("send chan_bt", "send M4_ready", "wait 100ms")
+        self.browser.wait("document.querySelectorAll('#log li:not([hidden])').length === 2")
+        copied = self.copied("#log-copy")
+        self.assertEqual([line.split("\t")[1] for line in copied.splitlines()], ["Got Signal with value chan_bt"] * 2)
+        self.assertEqual(self.browser.text("#log-reply"), "Copied 2 lines.")
+        self.assertEqual(self.download("#log-save", "status-display.log").decode(), copied)
+        self.browser.type("#log-filter", "")
+        self.browser.wait("document.querySelectorAll('#log li[hidden]').length === 0")
+        self.assertEqual(self.log_lines()[:len(everything)], everything)
 
     def test_errors_stand_out_in_the_log(self):
         self.simulator.do("send cd_update 60 <b>MAIN</b>", "wait 100ms")
-        self.browser.wait("document.querySelector('#log .error')?.textContent.includes('time to 100/100 is: 60')")
+        self.browser.wait("[...document.querySelectorAll('#log .error')].some((e) => "
+                          "e.textContent.includes('time to 100/100 is: 60'))")
         self.browser.wait("document.getElementById('log').textContent.includes('fw type is: <b>MAIN</b>')")
 
     def test_the_log_has_an_end(self):
@@ -581,16 +632,142 @@ class Time(BrowserTest):
         self.assert_shows("modes/mode_ready", part=slice(50, 66))
 
 
-class Saving(BrowserTest):
-    def download(self, selector, name):
-        self.browser.click(selector)
-        path = os.path.join(self.browser.downloads, name)
-        wait_for(lambda: os.path.exists(path) and os.path.getsize(path) > 0, f"the download of {name}")
-        with open(path, "rb") as file:
-            data = file.read()
-        os.remove(path)
-        return data
+# Read from a copy, for reading would change how the browser keeps the page's own.
+IMAGE_OF = """
+const imageOf = (canvas, {width, height} = canvas) => {
+  const copy = Object.assign(document.createElement('canvas'), {width, height});
+  const context = copy.getContext('2d', {willReadFrequently: true});
+  context.drawImage(canvas, 0, 0);
+  return context.getImageData(0, 0, width, height);
+};
+"""
 
+
+class Closer(BrowserTest):
+    """A panel looked at closely."""
+
+    def setUp(self):
+        super().setUp()
+        self.simulator.do("send chan_usb", "wait 601ms")
+        self.assert_shows("views/view_usb")
+
+    def enlarged(self, scale):
+        """The dialog's canvas as rows of '0' and '1', from the middle of each pixel, where no line of the grid is."""
+        return self.browser.script(IMAGE_OF + """
+            const {data, width, height} = imageOf(document.getElementById('closer-canvas'));
+            const scale = arguments[0], middle = scale >> 1, rows = [];
+            for (let y = middle; y < height; y += scale) {
+              let row = '';
+              for (let x = middle; x < width; x += scale) row += data[(y * width + x) * 4] > 100 ? '1' : '0';
+              rows.push(row);
+            }
+            return rows;""", scale)
+
+    def zoom(self):
+        return int(self.browser.text("#closer-zoom").rstrip("×"))
+
+    def test_it_shows_the_panel_and_follows_it(self):
+        for view in VIEWS:
+            self.browser.click(f"#closer-{view}")
+            self.assertGreaterEqual(self.zoom(), 4)
+            self.assertEqual(self.enlarged(self.zoom()), golden(view, "views/view_usb"))
+            self.browser.press("Escape")
+            self.browser.wait("!document.getElementById('closer').open")
+            self.browser.wait(f"document.activeElement.id === 'closer-{view}'")
+        self.browser.click("#panel-layout")
+        self.simulator.do("send chan_bt", "wait 601ms")
+        wait_for(lambda: self.enlarged(self.zoom())[:16] == golden("layout", "views/view_bluetooth")[:16],
+                 "the enlarged panel to follow")
+        self.browser.wait("document.querySelector('#closer-texts li')?.textContent === 'BLUETOOTH'")
+        self.browser.click("#closer-close")
+
+    def test_zoom_and_grid(self):
+        self.browser.click("#closer-layout")
+        fits = self.zoom()
+        self.browser.click("#closer-in")
+        self.assertEqual(self.zoom(), fits + 1)
+        self.assertEqual(self.browser.script("return document.getElementById('closer-canvas').width"), 128 * (fits + 1))
+        between = IMAGE_OF + """
+            const {data, width} = imageOf(document.getElementById('closer-canvas'));
+            const scale = arguments[0];
+            const pixel = ((2 * scale + 3) * width + 3 * scale) * 4;
+            return [...data].slice(pixel, pixel + 3);"""
+        dark = [5, 8, 12]
+        self.assertNotEqual(self.browser.script(between, fits + 1), dark)
+        self.browser.click("#closer-grid")
+        self.assertEqual(self.browser.script(between, fits + 1), dark)
+        self.browser.click("#closer-grid")
+        for size in range(fits, 0, -1):
+            self.browser.click("#closer-out")
+            self.assertEqual(self.zoom(), size)
+        self.assertTrue(self.browser.script("return document.getElementById('closer-out').disabled"))
+        self.assertEqual(self.enlarged(1), golden("layout", "views/view_usb"))
+        self.browser.click("#closer-close")
+
+    def test_coordinates(self):
+        rows = golden("layout", "views/view_usb")
+        y = next(y for y, row in enumerate(rows) if "1" in row)
+        x = rows[y].index("1")
+        point = """const canvas = document.querySelector(arguments[0]), box = canvas.getBoundingClientRect();
+                   const {clientWidth: wide, clientHeight: high} = canvas;
+                   canvas.dispatchEvent(new PointerEvent('pointermove', {bubbles: true,
+                     clientX: box.left + (arguments[1] + 0.5) * wide / 128,
+                     clientY: box.top + (arguments[2] + 0.5) * high / 66}));"""
+        self.browser.script(point, "#panel-layout", x, y)
+        self.assertEqual(self.browser.text("#at-layout"), f"x {x}, y {y}")
+        self.browser.script("document.getElementById('panel-layout').dispatchEvent(new PointerEvent('pointerleave'))")
+        self.assertEqual(self.browser.text("#at-layout"), "128 × 66")
+        self.browser.click("#closer-layout")
+        self.browser.script(point, "#closer-canvas", x, y)
+        self.assertEqual(self.browser.text("#closer-at"), f"x {x}, y {y}: lit")
+        self.browser.script(point, "#closer-canvas", 127, 65)
+        self.assertEqual(self.browser.text("#closer-at"), "x 127, y 65: dark")
+        # The keys begin in the corner and stay within.
+        self.browser.script("document.getElementById('closer-canvas').focus()")
+        self.browser.press("ArrowUp", "ArrowUp", *["ArrowRight"] * (x + 1), *["ArrowLeft"] * 1)
+        self.assertEqual(self.browser.text("#closer-said"), f"x {x}, y 0: dark")
+        self.browser.click("#closer-close")
+
+    def test_saved_and_copied(self):
+        self.browser.click("#closer-layout")
+        for scale in (1, 16):
+            self.browser.script("const s = document.getElementById('closer-scale'); s.value = arguments[0];"
+                                "s.dispatchEvent(new Event('change'))", str(scale))
+            saved = decode_png(self.download("#closer-save", "layout.png"))
+            self.assertEqual(len(saved), 66 * scale)
+            self.assertEqual(shrunk(saved, scale), golden("layout", "views/view_usb"))
+        self.browser.allow_clipboard()
+        self.browser.click("#closer-copy")
+        self.browser.wait("document.getElementById('closer-reply').textContent === 'Copied, 2048 × 1056 pixels.'")
+        self.browser.script("navigator.clipboard.read().then(async ([item]) => { const picture = await "
+                            "createImageBitmap(await item.getType('image/png')); "
+                            "window.pasted = [picture.width, picture.height]; })")
+        self.assertEqual(self.browser.wait("window.pasted"), [2048, 1056])
+        self.browser.click("#closer-close")
+
+    def test_texts_are_read_out_when_asked_for(self):
+        """A list beside each panel describes it, and no live region: the voltage alone would talk all the time."""
+        wanted = ["USB", "12.4v", "Max. 12.4", "Min. 12.4", "AUTOCHECK..."]
+        look = """const panel = document.getElementById('panel-layout');
+                  const list = document.getElementById(panel.getAttribute('aria-describedby'));
+                  return [[...list.children].map((e) => e.textContent),
+                          !!list.closest('[aria-live], [role=status]')];"""
+        wait_for(lambda: self.browser.script(look) == [wanted, False], lambda: self.browser.script(look))
+        self.assertEqual(self.simulator.json("/api/texts"), {"layout": wanted, "device": ["U", "12.4", "AUTOC"]})
+        # Nothing that changes by itself several times a second is announced.
+        self.simulator.speed(1)
+        self.browser.script("""window.spoken = 0;
+            const live = '[aria-live=polite], [aria-live=assertive], [role=status], [role=alert], output';
+            for (const region of document.querySelectorAll(live)) {
+              new MutationObserver(() => { window.spoken++; }).observe(region, {childList: true, subtree: true,
+                                                                                 characterData: true});
+            }""")
+        before = float(self.browser.text("#time").split()[0])
+        self.browser.wait(f"parseFloat(document.getElementById('time').textContent) > {before} + 2")
+        self.assertLessEqual(self.browser.script("return window.spoken"), 1)
+
+
+class Saving(BrowserTest):
     def test_pictures(self):
         self.simulator.do("send chan_usb", "wait 601ms")
         self.assert_shows("views/view_usb")
@@ -703,7 +880,8 @@ class Several(BrowserTest):
 
     def lost(self):
         return self.browser.script("""
-            return [!document.getElementById('lost').hidden, document.querySelector('main').inert,
+            return [!document.getElementById('lost').hidden,
+                    [...document.querySelector('main').children].every((e) => e.inert),
                     document.querySelector('.running').inert, getComputedStyle(document.querySelector('main')).opacity];
             """)
 

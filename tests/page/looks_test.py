@@ -2,12 +2,14 @@
 """The page as eyes and fingers meet it, in light and in dark, on a phone and on a desk: what can be pressed is seen and
 can be hit, text can be read, and nothing must be scrolled sideways. The limits are those of WCAG 2.2 AA."""
 
+import os
 import unittest
 
 from browser import Driver
-from simulator import Simulator
+from simulator import SOURCE, Simulator
 
 WIDTHS = (390, 1024, 1280, 1920)
+AXE = os.path.join(SOURCE, "build", "third_party", "axe", "axe.min.js")
 TEXT, EDGE, TARGET = 4.5, 3.0, 24
 
 # Colours as the page lays them over each other, from the element's own up to the ground.
@@ -94,6 +96,13 @@ for (const element of document.querySelectorAll(controls)) {
 return faults;
 """
 
+# All rules of axe-core, with its advice.
+BARRIERS = """
+const done = arguments[arguments.length - 1];
+axe.run(document, {resultTypes: ['violations']}).then(({violations}) => done(violations.map(({id, help, nodes}) =>
+  `${id}: ${help}: ${nodes.map((node) => node.target.join(' ')).join(', ')}`)), (problem) => done([String(problem)]));
+"""
+
 
 class Looks(unittest.TestCase):
     @classmethod
@@ -132,6 +141,29 @@ class Looks(unittest.TestCase):
             with self.subTest(width=width):
                 self.assertEqual(browser.script(IN_VIEW), [])
                 browser.script("scrollTo(0, 0)")
+
+    def no_barriers(self, browser, scheme, state):
+        with self.subTest(scheme=scheme, state=state):
+            self.assertEqual(browser.script_async(BARRIERS), [])
+
+    @unittest.skipUnless(os.path.exists(AXE), "axe-core is not there; ./setup fetches it")
+    def test_no_barriers(self):
+        with open(AXE, encoding="utf-8") as file:
+            axe = file.read()
+        for width, browser in zip(WIDTHS, self.browsers):
+            browser.script(axe + "\nwindow.axe = axe;")
+            for scheme in ("light", "dark"):
+                browser.color_scheme(scheme)
+                self.no_barriers(browser, scheme, width)
+                browser.click("#closer-layout")
+                self.no_barriers(browser, scheme, f"{width} looking closely")
+                browser.click("#closer-close")
+                # The states that are seen when something has gone wrong.
+                browser.script("showTrouble('The daemon was killed.\\nIts last log lines:')")
+                self.no_barriers(browser, scheme, f"{width} the daemon ended")
+                browser.script("showTrouble(''); showLost('The simulator does not answer.')")
+                self.no_barriers(browser, scheme, f"{width} lost")
+                browser.script("showLost('')")
 
     def test_nothing_is_scrolled_sideways(self):
         for width, browser in zip(WIDTHS, self.browsers):

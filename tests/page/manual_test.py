@@ -43,6 +43,7 @@ class Manual(unittest.TestCase):
             if "--data" in line:
                 self.assertTrue(result.stdout.startswith('{"ok":true'), line + result.stdout)
         self.assertIn('"supply":"11.8"', answers["/api/state"])
+        self.assertIn('"AUTOCHECK..."', answers["/api/texts"])
         self.assertIn("event: picture-layout\n", answers["/events"])
         self.assertIn("\nsend M4_ready\n", answers["/api/scenario"])
         with open(os.path.join(self.folder, "panel.png"), "rb") as file:
@@ -68,6 +69,14 @@ class Manual(unittest.TestCase):
 
     def test_the_example_in_python(self):
         self.check_example(sys.executable, os.path.join(EXAMPLES, "display.py"))
+
+        sys.path.insert(0, EXAMPLES)
+        from display import Display
+        display = Display(self.simulator.address)
+        display.do("start", "send chan_bt", "send M4_ready", "wait 2s")
+        self.assertEqual(display.texts("layout")[0], "BLUETOOTH")
+        self.assertEqual(display.texts("layout")[-1], "READY")
+        self.assertEqual(display.texts()[0], "BLUE")
 
     def test_the_example_in_shell(self):
         self.check_example(os.path.join(EXAMPLES, "display.sh"))

@@ -79,6 +79,8 @@ class Simulator:
         lines = []
         with urllib.request.urlopen(self.address + "events", timeout=60 * PATIENCE) as stream:
             for event, data in events(stream):
+                if event == "log" and "started" in data:
+                    lines.clear()
                 if event == "log" and data["view"] == "device":
                     lines.append(data["text"])
                 if event == "caught-up":

@@ -34,6 +34,7 @@ class Install(unittest.TestCase):
             "gateway.py", "gateway.sh", "gateway.scenario", "display.py", "display.sh")}
         self.assertEqual(found - pictures - scenarios | examples, examples | {
             "bin/status-display", "bin/displayctl", "bin/display-sim", "share/man/man1/displayctl.1",
+            "share/bash-completion/completions/displayctl",
             "share/man/man1/display-sim.1", "libexec/status-display-simulator/status-display",
             "libexec/status-display-simulator/status-display-layout",
             "libexec/status-display-simulator/libdesk_shim.so", "share/dbus-1/system.d/zor.signal.sink.conf",

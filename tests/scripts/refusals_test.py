@@ -43,6 +43,7 @@ class Refusals(unittest.TestCase):
     def test_words_of_test(self):
         for words, parts in {("--bogus",): ("'--bogus'",), ("bogus",): ("'bogus'",), ("-R",): ("-R needs",),
                              ("-j", "many"): ("'many'",), ("-R", "a", "--quick"): ("--quick comes first",),
+                             ("-R", "a", "--full"): ("--full comes first",),
                              ("--quick", "-x"): ("'-x'",), ("--check", "-R", "a"): ("'-R'",),
                              ("--update-goldens", "now"): ("'now'",)}.items():
             self.assert_refused(self.start("test", *words), *parts, "./test --help")
@@ -51,6 +52,12 @@ class Refusals(unittest.TestCase):
         self.assert_refused(self.start("setup", "bogus"), "'bogus'", "release", "debug", "asan", "armhf", "box")
         self.assert_refused(self.start("setup", "--bogus"), "'--bogus'", "./setup --help")
         self.assert_refused(self.start("setup", "--packages", "more"), "'more'")
+        self.assert_refused(self.start("setup", "--full", "more"), "'more'")
+
+    def test_words_of_package(self):
+        self.assert_refused(self.start("package", "--bogus"), "'--bogus'", "./package --help")
+        self.assert_refused(self.start("package", "i386"), "'i386'", "armhf", "amd64", "./package --help")
+        self.assert_refused(self.start("package", "amd64", "armhf"), "'armhf'")
 
     def test_words_of_run(self):
         for words in (("--bogus",), ("bogus",), ("--demo", "--bogus"), ("play", "--bogus"), ("gallery", "--bogus")):
@@ -70,7 +77,7 @@ class Refusals(unittest.TestCase):
             os.remove(self.calls)
 
     def test_help(self):
-        for name in ("test", "setup", "run"):
+        for name in ("test", "setup", "run", "package"):
             for word in ("--help", "-h"):
                 result = self.start(name, word)
                 self.assertEqual((result.returncode, result.stderr), (0, ""), name)

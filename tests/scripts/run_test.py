@@ -198,7 +198,16 @@ class Run(unittest.TestCase):
     def test_no_tests_at_all(self):
         self.assertEqual(self.start([])[0], 1)
         status, lines = self.start([], "-R", "Nothing")
-        self.assertEqual((status, lines[-2:]), (1, ["no test is chosen by -R Nothing", "0 passed, 0 failed"]))
+        self.assertEqual((status, lines[-2:]),
+                         (1, ["no test is chosen by -R Nothing; --full has more", "0 passed, 0 failed"]))
+        lines = self.start([], "--full", "-R", "Nothing")[1]
+        self.assertEqual(lines[-2], "no test is chosen by -R Nothing")
+
+    def test_those_that_take_long_are_asked_for(self):
+        tests = [self.case("A.Good", LABELS=["packaging"]), self.case("A.Long", LABELS=["packaging", "full"])]
+        self.assertEqual(self.start(tests)[1][-1], "1 passed, 0 failed")
+        self.assertEqual(self.states(), {"A.Good": "passed"})
+        self.assertEqual(self.start(tests, "--full")[1][-1], "2 passed, 0 failed")
 
 
 if __name__ == "__main__":

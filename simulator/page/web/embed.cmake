@@ -15,6 +15,7 @@ function(embed file path type)
 endfunction()
 
 embed(index.html "/" "text/html; charset=utf-8")
+embed(closer.js "/closer\\\\.js" "text/javascript; charset=utf-8")
 embed(page.js "/page\\\\.js" "text/javascript; charset=utf-8")
 embed(style.css "/style\\\\.css" "text/css; charset=utf-8")
 

@@ -30,6 +30,13 @@ async function perform(line, place, praise = '') {
   return reply.ok;
 }
 
+// Hands a file to the browser, which puts it where downloads go.
+function saveAs(name, blob) {
+  const address = URL.createObjectURL(blob);
+  make('a', {href: address, download: name}).click();
+  setTimeout(() => URL.revokeObjectURL(address), 60000);
+}
+
 // A sentence; what follows on further lines is drawn with characters.
 function say(place, text, kind) {
   const [first, ...rest] = text.split('\n');
@@ -73,7 +80,15 @@ function showPicture(picture) {
   }
   canvas.width = picture.width;
   canvas.height = picture.height;
-  canvas.getContext('2d').putImageData(image, 0, 0);
+  canvas.getContext('2d', {willReadFrequently: true}).putImageData(image, 0, 0);
+  closer.show(picture.view);
+}
+
+// What the simulator can read on a panel, for who can't look at it. It is told when asked for and not by itself: the
+// voltage alone would not stop talking.
+function showTexts(view, texts) {
+  $(`texts-${view}`).replaceChildren(...texts.map((text) => make('li', {textContent: text})));
+  closer.show(view);
 }
 
 // ---- The words ----
@@ -392,15 +407,56 @@ async function showRecording(now, before) {
 
 const longestLog = 1000;
 
+// A restart is a line of its own: what was before it stays.
+function logLine(line) {
+  if (line.started) return make('li', {className: 'started'}, make('span', {className: 'text', textContent: line.text}));
+  return make('li', {className: line.error ? 'error' : ''},
+    make('time', {textContent: line.seconds.toFixed(2)}),
+    make('span', {className: 'text', textContent: line.text}));
+}
+
+function filterLog(items) {
+  const wanted = $('log-filter').value.toLowerCase();
+  for (const item of items) item.hidden = !item.textContent.toLowerCase().includes(wanted);
+}
+
 function showLogLine(line) {
-  if (line.view !== 'device') return; // the other daemon says the same
+  if (line.view === 'layout') return; // the other daemon says the same
   const log = $('log');
   const atEnd = log.scrollHeight - log.scrollTop - log.clientHeight < 30;
-  log.append(make('li', {className: line.error ? 'error' : ''},
-    make('time', {textContent: line.seconds.toFixed(2)}),
-    make('span', {className: 'text', textContent: line.text})));
+  const item = logLine(line);
+  filterLog([item]);
+  log.append(item);
   while (log.children.length > longestLog) log.firstChild.remove();
   if (atEnd) log.scrollTop = log.scrollHeight;
+}
+
+// As it is shown, so the filter counts.
+function logText() {
+  const shown = [...$('log').children].filter((item) => !item.hidden);
+  return shown.map((item) => `${[...item.children].map((part) => part.textContent).join('\t')}\n`).join('');
+}
+
+async function copyLog() {
+  const text = logText();
+  const count = text.split('\n').length - 1;
+  try {
+    await navigator.clipboard.writeText(text);
+    say($('log-reply'), count === 1 ? 'Copied one line.' : `Copied ${count} lines.`, 'good');
+  } catch {
+    getSelection().selectAllChildren($('log'));
+    say($('log-reply'), 'The browser does not let a page copy; the lines are selected, press Ctrl+C.', 'later');
+  }
+}
+
+function connectLog() {
+  $('log-filter').addEventListener('input', () => {
+    filterLog($('log').children);
+    $('log').scrollTop = $('log').scrollHeight;
+  });
+  $('log-copy').addEventListener('click', copyLog);
+  $('log-save').addEventListener('click', () => saveAs('status-display.log', new Blob([logText()], {type: 'text/plain'})));
+  $('log-clear').addEventListener('click', () => { $('log').replaceChildren(); say($('log-reply'), '', ''); });
 }
 
 // ---- The stream of events ----
@@ -417,7 +473,8 @@ function showLost(reason) {
   if (banner.textContent !== reason) banner.textContent = reason;
   banner.hidden = reason === '';
   document.body.classList.toggle('lost', reason !== '');
-  for (const part of document.querySelectorAll('main, .running, #trouble')) part.inert = reason !== '';
+  for (const part of document.querySelectorAll('main > *, .running, #trouble')) part.inert = reason !== '';
+  if (reason !== '') closer.close();
 }
 
 function listen() {
@@ -430,6 +487,8 @@ function listen() {
   });
   on('picture-device', showPicture);
   on('picture-layout', showPicture);
+  on('texts-device', (texts) => showTexts('device', texts));
+  on('texts-layout', (texts) => showTexts('layout', texts));
   on('state', showState);
   on('log', showLogLine);
   on('forget', () => $('log').replaceChildren());
@@ -560,9 +619,7 @@ async function savePicture(name) {
   try {
     const response = await fetch('/api/picture.png?view=both&scale=4');
     if (!response.ok) return (await response.json()).error;
-    const address = URL.createObjectURL(await response.blob());
-    make('a', {href: address, download: `${name}.png`}).click();
-    setTimeout(() => URL.revokeObjectURL(address), 60000);
+    saveAs(`${name}.png`, await response.blob());
   } catch {
     return noAnswer;
   }
@@ -615,7 +672,6 @@ const step = () => perform('wait 100ms', $('line-reply'));
 function connectTime() {
   $('speeds').addEventListener('change', (event) => setSpeed(event.target.value));
   $('step').addEventListener('click', step);
-  $('log-clear').addEventListener('click', () => $('log').replaceChildren());
 }
 
 function connectKeys() {
@@ -637,4 +693,6 @@ connectStart();
 connectRecording();
 connectTime();
 connectKeys();
+connectLog();
+closer.connect();
 begin();
