@@ -105,9 +105,19 @@ def said_by(*command):
     return mistakes
 
 
+def unlicensed(_):
+    said = subprocess.run(["reuse", "lint"], cwd=ROOT, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
+    if said.returncode:
+        yield said.stdout.strip()
+
+
+unlicensed.program = "reuse"
+
+
 def why_skipped(program):
     if not shutil.which(program):
-        return f"{program} is not installed; './setup --packages' installs it"
+        option = "--full" if program == "reuse" else "--packages"
+        return f"{program} is not installed; './setup {option}' installs it"
     if program == "clang-format":
         version = subprocess.run([program, "--version"], stdout=subprocess.PIPE, text=True).stdout.strip()
         if " 14." not in version:  # each one lays out some lines in its own way
@@ -128,6 +138,7 @@ def main():
         ("names that Python does not know, or nobody uses", said_by("flake8", "--max-line-length", "120"), python),
         ("C++ in another dialect ('clang-format -i FILE' mends it)",
          said_by("clang-format", "--dry-run", "--Werror", "--ferror-limit=3"), sources),
+        ("files without a licence, or with one that is not in LICENSES", unlicensed, files),
     )
     failed = 0
     for hunts, check, checked in checks:
