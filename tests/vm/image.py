@@ -27,9 +27,9 @@ def say(text):
     print(f"{time.monotonic() - BEGIN:6.1f} s  {text}", flush=True)
 
 
-def call(words, log, **more):
+def call(words, log):
     with open(log, "ab") as file:
-        done = subprocess.run(words, stdin=subprocess.DEVNULL, stdout=file, stderr=subprocess.STDOUT, **more)
+        done = subprocess.run(words, stdin=subprocess.DEVNULL, stdout=file, stderr=subprocess.STDOUT)
     if done.returncode:
         with open(log, "rb") as file:
             sys.stderr.buffer.write(b"\n".join(file.read().splitlines()[-30:]) + b"\n")
@@ -150,7 +150,7 @@ class Maker:
         mirror = subprocess.run([ARCHIVE, "mirror"], check=True, text=True, stdout=subprocess.PIPE).stdout.strip()
         image = self.kind.folder("root.fresh")
         call(["fakeroot", os.path.join(HERE, "make-root"), self.kind.name, mirror, ",".join(PACKAGES), modules, image],
-             self.log, env=dict(os.environ, PATH=os.environ["PATH"] + ":/usr/sbin:/sbin"))
+             self.log)
         say(f"{self.kind.name}: configuring it, in the machine")
         machine = Machine(self.kind, [image + "!"], self.kind.folder("second-stage.log"), "vm.init=/second-stage")
         try:

@@ -4,6 +4,8 @@ import dataclasses
 import os
 
 SOURCE = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+# An ordinary user's path lacks the folders of depmod and mke2fs, which need no root.
+os.environ["PATH"] += ":/usr/sbin:/sbin"
 PATIENCE = float(os.environ.get("DESK_PATIENCE", "1"))
 
 

@@ -35,9 +35,6 @@ PREPARED = (
     "modprobe industrialio && mount -t tmpfs none /sys/bus/iio/devices && mkdir '/sys/bus/iio/devices/iio:device0'",
     f"echo 1.0 >{CONVERTER}/in_voltage_scale",
 )
-# SIOCSIFFLAGS, IFF_UP: all that "ip link set wlan0 up" would be needed for.
-INTERFACE_UP = ("perl -e '$asked = pack(\"a16s\", \"wlan0\", 1); "
-                "socket(S, 2, 2, 0) && ioctl(S, 0x8914, $asked) || die $!'")
 ACCESS_POINT = "interface=wlan1\ndriver=nl80211\nssid={}\nhw_mode=g\nchannel=1\n"
 
 
@@ -63,12 +60,11 @@ def packages_disk(kind):
     folder, disk = kind.folder("packages"), kind.folder("packages.img")
     shutil.rmtree(folder, ignore_errors=True)
     os.makedirs(folder)
-    for path in packages(kind):
+    for path in [*packages(kind), os.path.join(image.HERE, "station-link")]:
         shutil.copy(path, folder)
     with open(disk, "wb") as file:
         file.truncate(8 << 20)
-    subprocess.run(["mke2fs", "-q", "-F", "-t", "ext4", "-O", "^has_journal", "-d", folder, disk], check=True,
-                   env=dict(os.environ, PATH=os.environ["PATH"] + ":/usr/sbin:/sbin"))
+    subprocess.run(["mke2fs", "-q", "-F", "-t", "ext4", "-O", "^has_journal", "-d", folder, disk], check=True)
     return disk
 
 
@@ -182,7 +178,7 @@ class Course:
         begin = time.monotonic()
         self.run("dpkg -i /mnt/*.deb", 180)
         took = time.monotonic() - begin
-        self.run("umount /mnt")
+        self.run("cp /mnt/station-link /usr/local/sbin && umount /mnt")
         expect(self.ask(f"systemctl is-enabled {UNIT}") == "enabled", "the unit is not enabled")
         self.run("usermod -aG status-display-senders member")
         # So long and not a minute and a half is a device waited for, that it may come later.
@@ -247,11 +243,11 @@ class Course:
         """A real access point and a real station, on two radios of the kernel's simulator of them."""
         self.run("modprobe mac80211_hwsim radios=2")
         self.run(f"printf %s {shlex.quote(ACCESS_POINT.format(name))} >/run/access-point")
-        self.run(f"hostapd -B /run/access-point && {INTERFACE_UP}", 60)
+        self.run("hostapd -B /run/access-point && station-link", 60)
         self.run(f"iw dev wlan0 connect {name}")
         self.wait(lambda: self.ask("cat /sys/class/net/wlan0/operstate") == "up", f"link to {name}")
         # As a supplicant leaves it. Debian's own associates in a way that has the kernel not tell the name.
-        self.run("echo 1 >/sys/class/net/wlan0/link_mode")
+        self.run("station-link dormant")
 
     def set_jack(self, millivolts):
         self.run(f"echo {millivolts} >/userdata/jack")
