@@ -89,9 +89,9 @@ class Machine:
         self.said = ""
         # From now on the console says nothing that was not asked for.
         self.type("stty -echo -onlcr; dmesg --console-off; exec env TERM=dumb PS1= PS2= sh")
-        self.run("true", 20)
+        self.run("true")
 
-    def run(self, command, seconds=30):
+    def run(self, command, seconds=60):
         """Status and output of a command line of the shell there."""
         self.count += 1
         mark = f"@{self.count}@"
