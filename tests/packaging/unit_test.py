@@ -48,7 +48,7 @@ class Unit(unittest.TestCase):
         with open(f"{self.root}/usr/lib/systemd/system/status-display.service", encoding="utf-8") as file:
             unit = file.read()
         for setting in ("DeviceAllow=/dev/fb0 rw", "PrivateTmp=no", "RestrictAddressFamilies=AF_UNIX AF_NETLINK",
-                        "Restart=always", "StartLimitIntervalSec=0", "PartOf=dbus.service", "User=status-display"):
+                        "Restart=always", "StartLimitIntervalSec=0", "BindsTo=dbus.service", "User=status-display"):
             self.assertIn(f"\n{setting}\n", unit)
         # sysfs is read, and tools are run by a shell: these would take both away.
         for setting in ("ProcSubset=pid", "NoExecPaths=", "InaccessiblePaths=/sys"):
