@@ -230,9 +230,25 @@ class OwnFiles(ScenarioPage):
         self.drop(mine__scenario="#" * 65537)
         self.reply("mine.scenario is longer than 64 KiB.")
         self.drop(mine__pbm="P1 1 1 1")
-        self.browser.script("document.getElementById('scenario-reply').textContent = ''")
-        self.drop(mine__pbm="P1 1 1 1")
-        self.reply("There is no scenario among them.")
+        self.reply("There is no scenario among them")
+        self.assertEqual(self.browser.script("return shown"), None)
+
+    def test_a_picture_that_is_not_there_yet(self):
+        with open(self.tree.path("fresh.scenario"), "w", encoding="ascii") as file:
+            file.write("# A new one\nstart\nwait 1s\nexpect fresh/first-layout.pbm\n")
+        self.addCleanup(os.remove, self.tree.path("fresh.scenario"))
+        self.open()
+        self.choose("fresh")
+        self.browser.click("li[data-line='4'] .mark")
+        self.browser.wait("document.querySelector('.pictures').textContent.includes('There is no picture')")
+        self.browser.click("#scenario-end")
+        self.reply("1 of 1 comparison not as expected")
+        self.assertEqual(self.mark(4), "no picture")
+        self.browser.script("document.querySelector('.pictures button').scrollIntoView({block: 'center'})")
+        self.browser.click(".pictures button")
+        self.reply("Line 4: wrote ")
+        self.assertEqual(load_pbm(self.tree.path("fresh/first-layout.pbm")), self.browser.panel("layout"))
+        self.browser.wait("document.querySelector(\"li[data-line='4'] .mark\").textContent === 'as expected'")
 
     def test_with_its_pictures_from_a_folder(self):
         folder = self.folder()

@@ -189,6 +189,12 @@ class Moves(ScenarioTest):
         folder, bus = self.simulator.state()["folder"], self.simulator.state()["bus"]
         self.open("modes")
         self.assertTrue(all(mark.get("different", 0) == 0 for mark in self.go("end")["marks"]))
+        # The fresh box is no change that somebody made to it.
+        self.simulator.do("supply 7.7", "hotspot off")
+        self.load("send chan_bt\nwait 2s\n")
+        self.assertEqual(self.go("end")["disturbed"], "")
+        self.assertNotIn("supply", self.simulator.request("/api/copy?as=scenario")[2].decode())
+        self.open("modes")
         # Whoever works with the box or the bus meanwhile still does.
         self.go(5)
         state = self.simulator.state()
@@ -602,7 +608,7 @@ class Copies(ScenarioTest):
 
     def test_curl_leads_another_page_there(self):
         simulator = self.other()
-        simulator.do("serial OTHER", "send Reboot", "wait 2s")
+        simulator.do("warranty-lock off", "supply 24", "send Reboot", "wait 2s")
         text = self.copy("curl")
         first, *rest = text.splitlines()
         self.assertEqual(first, "PAGE=" + self.simulator.address.rstrip("/"))

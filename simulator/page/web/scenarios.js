@@ -203,6 +203,7 @@ function showProblem(row, text) {
 
 function pictureFigure(view, caption, address, number) {
   const image = make('img', {src: address, alt: `${caption}, ${view}, line ${number}`});
+  image.addEventListener('error', () => image.replaceWith(`There is no picture for the ${view} yet.`));
   const className = `screen ${view} ${caption === 'Difference' ? 'difference' : ''}`;
   return make('figure', {}, make('span', {className}, image), make('figcaption', {textContent: caption}));
 }
@@ -213,8 +214,8 @@ function viewPictures(row, view, file) {
   const address = (show) => `/api/player/picture.png?line=${number}&view=${view}&show=${show}&load=${player.load}` +
     `&now=${Date.now()}`;
   if (!mark) {
-    const expected = file && shown.pictures.has(file) ? '' : `/api/expected.png?file=${encodeURIComponent(file)}`;
-    return expected ? [pictureFigure(view, 'Expected', expected, number)] : [];
+    if (!shown.stored) return [make('p', {className: 'hint', textContent: `Play to this line to compare the ${view}.`})];
+    return [pictureFigure(view, 'Expected', `/api/expected.png?file=${encodeURIComponent(file)}`, number)];
   }
   if (row.line.command === 'picture') {
     const save = make('a', {className: 'button plain', href: `${address('actual')}&scale=4`, textContent: 'Save PNG',
@@ -406,13 +407,13 @@ async function filesOf(entry, path = '') {
 
 async function takeFiles(files) {
   const texts = [];
-  for (const {path, file} of files) {
-    const wanted = /\.(scenario|txt|pbm)$/.test(path);
-    if (wanted && file.size <= scenarioLimit) texts.push({path, text: await file.text()});
-    if (wanted && file.size > scenarioLimit) tellScenario(`${path} is longer than 64 KiB.`, 'bad');
+  let problem = 'There is no scenario among them: a file whose name ends with .scenario.';
+  for (const {path, file} of files.filter(({path: name}) => /\.(scenario|txt|pbm)$/.test(name))) {
+    if (file.size <= scenarioLimit) texts.push({path, text: await file.text()});
+    else problem = `${path} is longer than 64 KiB.`;
   }
   const scenarios = texts.filter(({path}) => !path.endsWith('.pbm'));
-  if (scenarios.length === 0) return tellScenario($('scenario-reply').textContent || 'There is no scenario among them.', 'bad');
+  if (scenarios.length === 0) return tellScenario(problem, 'bad');
   for (const {path, text} of scenarios.reverse()) {
     await showText(path.split('/').pop().replace(/\.(scenario|txt)$/, ''), text, texts);
   }
