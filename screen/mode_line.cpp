@@ -1,8 +1,9 @@
 // The mode word in the bottom row.
 //
-// The flags and the label's text are the whole state. The checks run in order, and each that fires clears
-// the flags of all the others, so the last one to fire wins. A check whose text is already up ends the pass
-// at once: what comes behind it, the file included, is then not looked at.
+// The flags and the label's text are the whole state. The checks run in order, and the one that fires clears the flags
+// of all the others, so of several that are set the first wins; only the file of the running firmware can set one behind
+// it. A check whose text is already up ends the pass at once: what comes behind it, the file included, is then not
+// looked at.
 #include "screen/mode_line.h"
 
 #include <string.h>
@@ -17,7 +18,7 @@ struct ModeCheck {
     const char *text;
 };
 
-// The order decides which of several flags remains: the last that is set.
+// The order decides which of several flags remains: the first that is set.
 static const ModeCheck MODE_CHECKS[] = {
     {&DisplayState::no_warranty, "NO WARRANTY"},
     {&DisplayState::mode_diagnosis, "DIAGNOSIS"},
