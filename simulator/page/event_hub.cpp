@@ -22,8 +22,8 @@ void EventHub::publish(const std::string &name, const std::string &data, Keep ke
     if (keep == Keep::newest) {
         newest_[name] = event;
     } else {
-        hiscenario_[name].push_back(event);
-        if (hiscenario_[name].size() > hiscenario_length) hiscenario_[name].pop_front();
+        history_[name].push_back(event);
+        if (history_[name].size() > history_length) history_[name].pop_front();
     }
     for (const auto &listener : listeners_) hand_over(*listener, event);
     published_.notify_all();
@@ -31,7 +31,7 @@ void EventHub::publish(const std::string &name, const std::string &data, Keep ke
 
 void EventHub::forget(const std::string &name) {
     const std::lock_guard<std::mutex> lock(mutex_);
-    hiscenario_.erase(name);
+    history_.erase(name);
     for (const auto &listener : listeners_) hand_over(*listener, as_event("forget", "\"" + name + "\""));
     published_.notify_all();
 }
@@ -41,7 +41,7 @@ std::shared_ptr<EventHub::Listener> EventHub::join() {
     if (closed_ || listeners_.size() >= most_listeners) return nullptr;
     auto listener = std::make_shared<Listener>();
     for (const auto &[name, event] : newest_) listener->waiting += event;
-    for (const auto &[name, events] : hiscenario_) {
+    for (const auto &[name, events] : history_) {
         // A page that comes back still shows what it got before.
         listener->waiting += as_event("forget", "\"" + name + "\"");
         for (const std::string &event : events) listener->waiting += event;

@@ -17,10 +17,10 @@ namespace desk {
 
 enum class Keep {
     newest,  // a newcomer gets the newest one of this name
-    history, // a newcomer gets the newest `hiscenario_length` of them, in order
+    history, // a newcomer gets the newest `history_length` of them, in order
 };
 
-constexpr size_t hiscenario_length = 400;
+constexpr size_t history_length = 400;
 
 class EventHub {
 public:
@@ -48,7 +48,7 @@ private:
     std::mutex mutex_;
     std::condition_variable published_;
     std::map<std::string, std::string> newest_;
-    std::map<std::string, std::deque<std::string>> hiscenario_;
+    std::map<std::string, std::deque<std::string>> history_;
     std::set<std::shared_ptr<Listener>> listeners_;
     bool closed_ = false;
 };

@@ -53,10 +53,10 @@ TEST(EventHub, GivesANewcomerTheNewest) {
 
 TEST(EventHub, KeepsAHistoryThatEnds) {
     EventHub hub;
-    const int published = static_cast<int>(desk::hiscenario_length) * 3 + 7;
+    const int published = static_cast<int>(desk::history_length) * 3 + 7;
     for (int i = 0; i < published; i++) hub.publish("log", std::to_string(i), Keep::history);
     std::string wanted = event("forget", "\"log\"");
-    for (int i = published - static_cast<int>(desk::hiscenario_length); i < published; i++) {
+    for (int i = published - static_cast<int>(desk::history_length); i < published; i++) {
         wanted += event("log", std::to_string(i));
     }
     EXPECT_EQ(hub.next(*hub.join(), at_once), wanted + event("caught-up", "true"));
