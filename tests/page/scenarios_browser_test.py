@@ -275,6 +275,27 @@ class OwnFiles(ScenarioPage):
         wait_for(lambda: os.path.exists(path), "the download")
         self.assertEqual(load_pbm(path)[:16], golden("device", "views/view_bluetooth")[:16])
 
+    def test_a_folder_let_go_over_the_card(self):
+        folder = os.path.join(self.folder(), "of_mine")
+        os.makedirs(os.path.join(folder, "power_fails"))
+        for name in ("power_fails.scenario", "power_fails/down-device.pbm", SPOILT):
+            with open(os.path.join(folder, name), "w", encoding="ascii") as file:
+                file.write(self.tree.read(name))
+        self.browser.script("document.getElementById('scenarios').scrollIntoView({block: 'center'})")
+        x, y = self.browser.script("""
+            const {left, top, width} = document.getElementById('scenarios').getBoundingClientRect();
+            return [left + width / 2, top + 10];""")
+        for kind in ("dragEnter", "dragOver", "drop"):
+            self.browser.devtools("Input.dispatchDragEvent", type=kind, x=x, y=y,
+                                  data={"items": [], "files": [folder], "dragOperationsMask": 1})
+        self.where("46 lines.")
+        self.assertEqual(self.browser.script("return [...shown.pictures.keys()].sort()"),
+                         ["power_fails/down-device.pbm", SPOILT])
+        self.assert_untouched()
+        self.browser.click("li[data-line='16'] .line")
+        self.where("Line 16; ")
+        self.browser.wait("document.querySelector(\"li[data-line='16'] .mark\").textContent === 'as expected'")
+
     def test_text_is_text(self):
         self.drop(own__scenario="# <img src=x onerror=document.title='bad'>\nnote <b>bold</b>\nstart\n")
         self.where("2 lines.")

@@ -555,7 +555,10 @@ async function copyText(form, what) {
   if (!response.ok) throw new Error((await response.json()).error);
   const text = await response.text();
   if (form !== 'link') return text;
-  return linkOf(text).catch(() => { throw new Error('This is too much for a link; copy it as a scenario.'); });
+  return linkOf(text).catch((problem) => {
+    const why = problem.message === 'too long' ? 'This is too much for a link' : 'This browser packs no links';
+    throw new Error(`${why}; copy it as a scenario.`);
+  });
 }
 
 // Without the clipboard the text is selected for the person to copy.
