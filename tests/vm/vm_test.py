@@ -249,8 +249,8 @@ class Course:
 
     def is_linked(self, name):
         """After another try: the kernel asks the access point three times in less than a second, and a busy emulator
-        does not always answer in that time."""
-        self.ask(f"iw dev wlan0 connect {name}; sleep 2")
+        does not always answer in that time. Asked again before that is over, the kernel forgets the name."""
+        self.ask(f"iw dev wlan0 connect -w {name}; sleep 1")
         return self.ask("cat /sys/class/net/wlan0/operstate") == "up"
 
     def set_jack(self, millivolts):
