@@ -243,10 +243,15 @@ class Course:
         self.run("modprobe mac80211_hwsim radios=2")
         self.run(f"printf %s {shlex.quote(ACCESS_POINT.format(name))} >/run/access-point")
         self.run("hostapd -B /run/access-point && station-link")
-        self.run(f"iw dev wlan0 connect {name}")
-        self.wait(lambda: self.ask("cat /sys/class/net/wlan0/operstate") == "up", f"link to {name}")
+        self.wait(lambda: self.is_linked(name), f"link to {name}")
         # As a supplicant leaves it. Debian's own associates in a way that has the kernel not tell the name.
         self.run("station-link dormant")
+
+    def is_linked(self, name):
+        """After another try: the kernel asks the access point three times in less than a second, and a busy emulator
+        does not always answer in that time. Asked again before that is over, the kernel forgets the name."""
+        self.ask(f"iw dev wlan0 connect -w {name}; sleep 1")
+        return self.ask("cat /sys/class/net/wlan0/operstate") == "up"
 
     def set_jack(self, millivolts):
         self.run(f"echo {millivolts} >/userdata/jack")
@@ -304,6 +309,9 @@ class Course:
         """How often the daemon went to sleep so far."""
         return int(self.run(f"awk '/^voluntary/ {{ print $2 }}' /proc/{self.main_process()}/status"))
 
+    def times_logged(self, word):
+        return int(self.ask(f"journalctl --no-pager -b -u {UNIT} -o cat | grep -c 'value {word}$'"))
+
     def set_jack_tool(self, script):
         # A new file: the one that runs is read to its end.
         self.run(f"printf %s {shlex.quote(script)} >/usr/local/bin/fresh && chmod +x /usr/local/bin/fresh && "
@@ -315,16 +323,19 @@ class Course:
         self.set_supply("0.2")
         self.set_jack_ready("on")
         self.wait(lambda: "sleep 1000" in self.ask(f"systemctl status --no-pager {UNIT}"), "tool below the daemon")
-        before = self.sleeps()
+        before, logged = self.sleeps(), self.times_logged("M4_ready")
         wchan = self.run(f"cat /proc/{self.main_process()}/wchan")
         expect(wchan == "pipe_read", f"the daemon waits in {wchan}")
         self.send("M4_ready")
         self.run("sleep 3")
         expect(self.sleeps() == before and self.is_up(), "the loop runs")
-        self.set_jack_tool("#!/bin/sh\nexec timeout --kill-after=1 1 sleep 999\n")
+        expect(self.times_logged("M4_ready") == logged, "a command was taken")
+        self.set_jack_tool(JACK)
         self.run("kill $(pidof sleep)")
-        self.wait(lambda: "value M4_ready" in self.ask(f"journalctl --no-pager -b -u {UNIT} -o cat --since=-15s"),
-                  "log line of what was sent meanwhile")
+        self.wait(lambda: self.times_logged("M4_ready") > logged, "log line of what was sent meanwhile")
+        self.set_jack_tool("#!/bin/sh\nexec timeout --kill-after=1 0.2 sleep 999\n")
+        commands = "cat /proc/[0-9]*/cmdline 2>/dev/null | tr '\\0' ' '"
+        self.wait(lambda: "sleep 999" in self.ask(commands), "limited tool")
         before = self.sleeps()
         self.wait(lambda: self.sleeps() > before, "loop that runs between two calls of a limited tool")
         self.set_jack_tool(JACK)
@@ -355,7 +366,7 @@ class Course:
             file.write(journal + "\n")
         number = self.run("id -u stranger")
         refused = [line for line in journal.splitlines()
-                   if re.search("denied|reject|not permitted|audit.*SECCOMP|refused", line, re.I)
+                   if re.search("denied|reject|not permitted|audit: type=1326|refused", line, re.I)
                    and not re.search(rf"Rejected send message.*uid={number} ", line)]
         expect(not refused, "\n".join(refused[:10]))
         expect("Got Signal with value chan_bt" in journal, "the display's own lines are missing")
