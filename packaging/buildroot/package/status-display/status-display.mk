@@ -25,7 +25,6 @@ endif
 
 STATUS_DISPLAY_CONF_OPTS = \
 	-DSTATUS_DISPLAY_DESK=OFF \
-	-DSTATUS_DISPLAY_PACKAGE=ON \
 	-DLVGL_DIR=$(STATUS_DISPLAY_LVGL_DIR)
 
 # As in sysusers.d; made with the image.

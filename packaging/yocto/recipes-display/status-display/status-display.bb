@@ -28,7 +28,7 @@ PV = "${@project_version(d)}"
 DEPENDS = "dbus"
 # Fonts and pictures are made by a Python script.
 inherit cmake pkgconfig python3native systemd useradd
-EXTRA_OECMAKE = "-DSTATUS_DISPLAY_DESK=OFF -DSTATUS_DISPLAY_PACKAGE=ON -DLVGL_DIR=${LVGL_DIR}"
+EXTRA_OECMAKE = "-DSTATUS_DISPLAY_DESK=OFF -DLVGL_DIR=${LVGL_DIR}"
 
 # CMake installs the unit below /usr; a distribution whose /lib is no link has it elsewhere.
 do_install:append() {
