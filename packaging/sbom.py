@@ -52,8 +52,9 @@ def lvgl_files(folder):
 
 
 def component(name, version, licence, holder, **more):
+    """Where a licence may be chosen, the first is."""
     return {"SPDXID": "SPDXRef-" + re.sub("[^A-Za-z0-9.-]", "-", name), "name": name, "versionInfo": version,
-            "downloadLocation": "NOASSERTION", "filesAnalyzed": False, "licenseConcluded": licence,
+            "downloadLocation": "NOASSERTION", "filesAnalyzed": False, "licenseConcluded": licence.split(" OR ")[0],
             "licenseDeclared": licence, "copyrightText": holder, **more}
 
 

@@ -7,6 +7,7 @@ a machine of it, in which nothing runs but what a test starts."""
 
 import hashlib
 import os
+import re
 import shutil
 import stat
 import subprocess
@@ -34,7 +35,6 @@ exec env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin DEBIAN_FRONTEND=noninteractive LC
 """
 INSIDE = ["unshare", "--mount", "--pid", "--fork", "--kill-child"]
 UNIT = "status-display.service"
-WANTED = f"etc/systemd/system/multi-user.target.wants/{UNIT}"
 # What apt, dpkg and the programs that write accounts keep for themselves: logs, caches, and the state before.
 OF_OTHERS = ("var/log/", "var/cache/", "var/lib/apt/", "var/lib/dpkg/status", "var/lib/dpkg/available",
              "var/lib/dpkg/triggers/", "var/lib/dpkg/lock", "proc/", "dev/", "run/", "tmp/", "sys/", "packages/",
@@ -151,6 +151,15 @@ class Machine(unittest.TestCase):
                      if before.get(path) != after.get(path)}
         self.assertEqual(differing, {})
 
+    def enabled(self):
+        """Whether what is to bring the unit with it has a link to it; either all of that or nothing."""
+        with open(os.path.join(packages.SOURCE, "packaging", "systemd", UNIT), encoding="utf-8") as file:
+            wanted = " ".join(re.findall(r"^WantedBy=(.*)", file.read(), re.M)).split()
+        self.assertTrue(wanted)
+        links = [self.exists(f"etc/systemd/system/{one}.wants/{UNIT}") for one in wanted]
+        self.assertIn(links, ([True] * len(links), [False] * len(links)))
+        return links[0]
+
     def assert_installed(self, version):
         said = self.run_in("dpkg-query", "-W", "-f", "${db:Status-Status} ${Version}", "status-display")
         self.assertEqual(said, f"installed {version}")
@@ -166,7 +175,7 @@ class Daemon(Machine):
         self.install(older)
         self.assert_installed("0.0.1~before")
         self.assertTrue(self.exists("usr/share/doc/status-display/given-up"))
-        self.assertTrue(self.exists(WANTED), "the unit is not enabled")
+        self.assertTrue(self.enabled(), "the unit is not enabled")
         user = self.run_in("getent", "passwd", "status-display").split(":")
         self.assertEqual(user[5:], ["/nonexistent", "/usr/sbin/nologin\n"])
         self.run_in("getent", "group", "status-display-senders")
@@ -176,7 +185,7 @@ class Daemon(Machine):
         self.install(self.file_of("status-display"))
         self.assert_installed(version)
         self.assertFalse(self.exists("usr/share/doc/status-display/given-up"))
-        self.assertTrue(self.exists(WANTED), "the unit is no longer enabled")
+        self.assertTrue(self.enabled(), "the unit is no longer enabled")
         self.assertEqual(self.run_in("getent", "passwd", "status-display").split(":"), user)
 
         self.run_in("dpkg", "--remove", "status-display")
@@ -187,7 +196,7 @@ class Daemon(Machine):
         self.assertFalse(self.exists("usr/bin/status-display"))
 
         self.install(self.file_of("status-display"))
-        self.assertTrue(self.exists(WANTED), "the unit is not enabled again")
+        self.assertTrue(self.enabled(), "the unit is not enabled again")
         self.assertFalse(self.exists(f"etc/systemd/system/{UNIT}"), "the unit is masked")
 
         self.run_in("dpkg", "--purge", "status-display")
@@ -199,10 +208,10 @@ class Daemon(Machine):
         self.install(older)
         self.run_in("systemctl", "disable", UNIT)
         self.install(self.file_of("status-display"))
-        self.assertFalse(self.exists(WANTED), "the upgrade has enabled the unit")
+        self.assertFalse(self.enabled(), "the upgrade has enabled the unit")
         self.run_in("systemctl", "enable", UNIT)
         self.run_in("dpkg", "--install", "--force-confold", "/packages/" + self.file_of("status-display"))
-        self.assertTrue(self.exists(WANTED))
+        self.assertTrue(self.enabled())
 
     def test_the_bus_takes_the_policy(self):
         self.satisfy("status-display")
