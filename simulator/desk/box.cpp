@@ -14,6 +14,7 @@
 #include <unistd.h>
 
 #include "simulator/desk/error.h"
+#include "simulator/desk/sandbox.h"
 
 namespace desk {
 
@@ -29,13 +30,21 @@ const std::vector<BoxFolder> &box_folders() {
 
 Box::Box(Contents contents) {
     for (const BoxFolder &folder : box_folders()) fs::create_directories(folder_.path() + "/" + folder.name);
-    for (const char *path : {FLAG_NO_AP, WLAN_OPERSTATE, IIO_RAW}) {
-        fs::create_directories(fs::path(host_path(path)).parent_path());
-    }
     // Places for the few devices that the sandbox lends from the host.
     for (const char *device : host_devices) write(device);
     write(console);
-    if (contents == Contents::bare) return;
+    make_folders();
+    if (contents == Contents::healthy) fill();
+}
+
+// Hands and other programs put what they like there.
+void Box::make_folders() {
+    for (const char *path : {FLAG_NO_AP, WLAN_OPERSTATE, IIO_RAW}) {
+        fs::create_directories(fs::path(host_path(path)).parent_path());
+    }
+}
+
+void Box::fill() {
     for (const auto &[name, script] : box_tools()) write_script("/usr/local/bin/" + name, script);
     write(FILE_SERIAL_NUMBER, "QB418T-000123\n");
     write(FILE_BLUETOOTH_NAME, "name=QB418T-BT-000123\n");
@@ -44,6 +53,18 @@ Box::Box(Contents contents) {
     set_jack_millivolts(12000);
     set_wifi_link(false);
     set_noise("-92");
+}
+
+void Box::begin_anew() {
+    for (const char *folder : {"/rodata", "/userdata", "/tmp", "/sys", "/usr/local/bin", "/desk/state"}) {
+        if (fs::is_symlink(host_path(folder))) throw Error(std::string("a link stands for ") + folder + " of the box");
+        for (const auto &item : fs::directory_iterator(host_path(folder))) {
+            const bool clock = item.path().filename().string().rfind(fs::path(guest_clock).filename().string(), 0) == 0;
+            if (!clock) fs::remove_all(item.path());
+        }
+    }
+    make_folders();
+    fill();
 }
 
 std::string Box::host_path(const std::string &path_in_box) const {

@@ -55,6 +55,10 @@ public:
     std::string read(const std::string &path_in_box) const;
     std::string first_line(const std::string &path_in_box) const; // "" when there is no file
 
+    // As it was made as a healthy one, in the same folders: a bind of theirs still holds. The devices, the bus and the
+    // clocks stay. While daemons run nobody should.
+    void begin_anew();
+
     // Start-up variants; they count at the daemon's next start.
     void set_wifi_debug(bool wanted = true) { set_present(FLAG_WIFI_DEBUG, wanted); }
     void set_production(bool wanted = true);
@@ -94,6 +98,8 @@ public:
     void set_tool_delay(const std::string &tool, int milliseconds);
 
 private:
+    void make_folders();
+    void fill();
     std::string place_of(const std::string &path_in_box) const; // below folder()
 
     TemporaryFolder folder_{"desk-"};

@@ -150,11 +150,16 @@ static int open_for_writing(const std::string &path) {
     return file;
 }
 
-void Desk::launch() {
+void Desk::reset() {
+    stop();
     log_->clear();
     clock_->reset(options_.origin_us.value_or(Clock::usual_origin()));
-    if (options_.time == Time::scaled) clock_->set_speed(options_.speed);
     if (panel_) panel_->fill(0);
+}
+
+void Desk::launch() {
+    reset();
+    if (options_.time == Time::scaled) clock_->set_speed(options_.speed);
     Streams streams;
     streams.output = open_for_writing(host_file("output"));
     streams.errors = open_for_writing(host_file("errors"));

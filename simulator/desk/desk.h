@@ -77,6 +77,8 @@ public:
     // Starts it and waits for nothing: for daemons that are expected to end.
     void launch();
     void stop();
+    // Ends the daemon; log, clock and panel are as before the first start then.
+    void reset();
 
     bool alive() { return process_.alive(); }
     // The daemon's process id on the host; 0 while it does not run.

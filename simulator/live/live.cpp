@@ -94,7 +94,9 @@ bool LiveScreen::obey(char pressed) {
         const int64_t ms = pressed == key_steps ? step_ms : long_step_ms;
         if (speed > 0.0) speed_before_pause_ = speed;
         pace_.set_speed(0.0);
-        perform("Stepped " + std::to_string(ms) + " ms", [this, ms] { stage_.pass(ms); });
+        perform("Stepped " + std::to_string(ms) + " ms", [this, ms] {
+            if (stage_.started()) stage_.pass(ms);
+        });
     }
     const Key *key = key_of(pressed);
     if (key != nullptr) send(key->send);

@@ -21,9 +21,10 @@ static void turn_without_page(desk::Stage &stage, desk::Pace &pace) {
 }
 
 // A daemon that has ended is told by the next turn: with the page it stays there to be started again.
-static std::string perform(const desk::Page *page, const std::function<void()> &work) {
+static std::string perform(desk::Page *page, const std::function<void()> &work) {
     const bool over = page != nullptr && !page->trouble().empty();
     if (over) return "The daemon has ended; the page can start it again.";
+    if (page != nullptr && page->plays()) return "A scenario is playing; pause it on the page first.";
     try {
         work();
     } catch (const desk::WaitFailed &) { // the end

@@ -15,6 +15,8 @@
 //     POST /api/speed                 a number; 0 stands still
 //     POST /api/record                "start" (starts the daemon afresh) or "stop"
 //
+// Those of scenarios, the gallery and copies stand in scenario_routes.cpp.
+//
 // An answer to a POST is {"ok": true} or {"ok": false, "error": "..."}.
 #include "simulator/page/page.h"
 
@@ -26,8 +28,10 @@
 #include <httplib.h>
 
 #include "panel/png.h"
+#include "simulator/page/answers.h"
 #include "simulator/page/page_files.h"
 #include "simulator/page/page_json.h"
+#include "simulator/page/scenario_routes.h"
 
 namespace desk {
 
@@ -38,30 +42,8 @@ using nlohmann::json;
 
 // How long a turn listens for requests.
 static constexpr std::chrono::milliseconds turn_length{10};
-static constexpr int largest_scale = 16;
 // Often enough that a page notices the end and a stream's thread is free soon after the page has gone.
 static constexpr std::chrono::milliseconds ping_period{2000};
-
-static void answer(Response &response, int status, const json &value) {
-    response.status = status;
-    response.set_content(one_line(value) + "\n", "application/json");
-}
-
-static void answer_error(Response &response, int status, const std::string &problem) {
-    answer(response, status, {{"ok", false}, {"error", problem}});
-}
-
-// Does `work` in the driving thread and answers for it. A bad line is the caller's mistake, the rest is not.
-static void answer_for(JobQueue &jobs, Response &response, const std::function<void()> &work) {
-    try {
-        jobs.run(work);
-        if (response.body.empty()) answer(response, 200, {{"ok", true}});
-    } catch (const ScenarioError &problem) {
-        answer_error(response, 400, problem.what());
-    } catch (const std::exception &problem) {
-        answer_error(response, 409, problem.what());
-    }
-}
 
 static void add_files(Server &routes) {
     for (const PageFile &file : page_files()) {
@@ -75,13 +57,6 @@ static void add_table(Server &routes, const char *path, const json &table) {
     routes.Get(path, [table](const Request &, Response &response) { answer(response, 200, table); });
 }
 
-static std::optional<View> view_named(const std::string &name) {
-    for (View view : both_views) {
-        if (name == name_of(view)) return view;
-    }
-    return std::nullopt;
-}
-
 static void add_questions(Server &routes, JobQueue &jobs, PageController &controller) {
     routes.Get("/api/state", [&](const Request &, Response &response) {
         answer_for(jobs, response, [&] { answer(response, 200, controller.state()); });
@@ -89,8 +64,8 @@ static void add_questions(Server &routes, JobQueue &jobs, PageController &contro
     routes.Get("/api/picture\\.png", [&](const Request &request, Response &response) {
         const std::string wanted = request.get_param_value("view");
         const std::optional<View> view = view_named(wanted);
-        const int scale = request.has_param("scale") ? std::atoi(request.get_param_value("scale").c_str()) : 1;
-        if ((!view && wanted != "both") || scale < 1 || scale > largest_scale) {
+        const int scale = scale_wanted(request);
+        if ((!view && wanted != "both") || scale == 0) {
             return answer_error(response, 400, "give view=device, view=layout or view=both, and scale=1 to 16");
         }
         answer_for(jobs, response, [&] {
@@ -162,6 +137,7 @@ Page::Page(Stage &stage, Pace &pace, int port, std::function<bool()> end_wanted)
     add_questions(routes, jobs_, controller_);
     add_requests(routes, jobs_, controller_);
     add_events(routes, hub_);
+    add_scenario_routes(server_, jobs_, controller_);
     server_.start();
 }
 

@@ -30,6 +30,8 @@ public:
     void turn();
     // Why nothing moves any more; empty while the daemons run.
     const std::string &trouble() const { return controller_.trouble(); }
+    // A scenario has the stage to itself.
+    bool plays() { return controller_.player().busy(); }
 
 private:
     JobQueue jobs_;

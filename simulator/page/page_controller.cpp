@@ -8,6 +8,7 @@
 
 #include <syslog.h>
 
+#include "simulator/desk/places.h"
 #include "simulator/page/page_json.h"
 #include "simulator/scenario/play_film.h"
 #include "simulator/scenario/read_text.h"
@@ -22,10 +23,28 @@ static constexpr std::chrono::milliseconds publishing_period{30};
 static constexpr double longest_wait_ms = 10 * 60 * 1000.0;
 // Beyond this much real time others get an answer; a step of a tenth of a second is over sooner.
 static constexpr std::chrono::milliseconds long_wait{300};
+// Whoever wants more than this of what has happened since a start makes a recording.
+static constexpr size_t longest_history = 2000;
+
+static std::string line_of(const Start &how) {
+    return std::string("start ") + name_of(how.variant) + (how.bare ? " bare" : "");
+}
 
 PageController::PageController(Stage &stage, Pace &pace, EventHub &hub, std::function<bool()> end_wanted,
                                std::function<void()> meanwhile)
-    : stage_(stage), pace_(pace), hub_(hub), end_wanted_(std::move(end_wanted)), meanwhile_(std::move(meanwhile)) {
+    : stage_(stage),
+      pace_(pace),
+      hub_(hub),
+      fresh_box_(report_of(Box())),
+      player_(stage, store_,
+              {[this] { begin_anew(); }, [this](const Action &action) { carry_out(action); },
+               [this](const ScenarioLine &line, int64_t before_us) { note_done(line.text, line.action, before_us); }}),
+      end_wanted_(std::move(end_wanted)),
+      meanwhile_(std::move(meanwhile)) {
+    if (stage_.started()) {
+        listener_.commands(stage_.bus()); // from here on it listens
+        begin_history(line_of(stage_.start_made()));
+    }
     stage_.set_watcher([this] { watch_wait(); });
 }
 
@@ -37,7 +56,15 @@ void PageController::turn() {
             stage_.check_alive(); // also while time stands still
             if (stage_.bus().ended()) throw Error("the bus has ended");
             record_outside();
-            pace_.turn();
+        }
+        const int64_t due_ms = pace_.take_due_ms();
+        if (!trouble_.empty()) {
+            player_.fail(trouble_);
+        } else if (player_.busy()) {
+            turn_player(due_ms);
+        } else if (stage_.started() && due_ms > 0) {
+            player_.disturb("time went on");
+            stage_.pass(due_ms);
         }
     } catch (const WaitFailed &) { // the end
     } catch (const Error &problem) {
@@ -80,7 +107,8 @@ void PageController::note_trouble(const Error &problem) {
         further += last_lines(stage_.log(view));
     }
     if (trouble_.empty()) trouble_ = problem.what();
-    recorder_.note(as_comment(trouble_.substr(0, trouble_.find('\n'))), stage_.now_us(), stage_.now_us());
+    player_.disturb("a daemon has ended");
+    note(as_comment(trouble_.substr(0, trouble_.find('\n'))), stage_.now_us());
     trouble_ += further;
 }
 
@@ -90,6 +118,7 @@ void PageController::watch_wait() {
     for (View view : both_views) publish_log(view); // at their moments
     publish_changes();
     record_outside();
+    player_.look();
     if (waiting_.empty() || std::chrono::steady_clock::now() - waiting_since_ < long_wait) return;
     waits_long_ = true;
     meanwhile_();
@@ -99,6 +128,15 @@ void PageController::watch_wait() {
 void PageController::refuse_while_waiting() const {
     if (waiting_.empty()) return;
     throw Error("'" + waiting_ + "' is still waiting; give it up first, or try again after it");
+}
+
+void PageController::refuse_while_playing() const {
+    if (!player_.busy()) return;
+    throw Error("the scenario '" + player_.scenario()->name + "' is playing; pause it first");
+}
+
+void PageController::refuse_while_recording() const {
+    if (recorder_.running()) throw Error("a recording is running, and a scenario makes a fresh box; stop it first");
 }
 
 void PageController::give_up() {
@@ -116,24 +154,25 @@ void PageController::record_commands(bool but_our_last) {
         heard.erase(std::next(command).base());
         break;
     }
-    const int64_t now_us = stage_.now_us();
     for (const Overheard &command : heard) {
         const std::string said =
             as_comment("Not in the display's vocabulary, from another program: " + command.command);
-        recorder_.note(command.line.empty() ? said : command.line, now_us, now_us);
+        note(command.line.empty() ? said : command.line, stage_.now_us());
+        player_.disturb(command.command.substr(0, 80) + " was sent");
     }
 }
 
 // The box is looked at as often as the pages are told of it.
 void PageController::record_outside() {
-    if (!recorder_.running() || stage_.bus().ended()) return;
+    if (stage_.bus().ended()) return;
     record_commands(false);
     const auto now = std::chrono::steady_clock::now();
     if (now - box_looked_at_ < publishing_period) return;
     box_looked_at_ = now;
     const BoxReport box = report_of(stage_.box());
     for (const std::string &line : lines_between(box_recorded_, box)) {
-        recorder_.note(line, stage_.now_us(), stage_.now_us());
+        note(line, stage_.now_us());
+        player_.disturb("the box was changed: " + line);
     }
     box_recorded_ = box;
 }
@@ -181,6 +220,7 @@ void PageController::perform(const std::string &line) {
     const std::optional<Action> action = parse_action(line);
     if (!action) return;
     refuse_while_waiting();
+    refuse_while_playing();
     refuse_what_a_page_cannot_do(line, *action);
     refuse_what_a_recording_keeps(*action, recorder_.running());
     // A recording must be playable: the second picture of one name is refused here and not only there.
@@ -196,26 +236,142 @@ void PageController::perform(const std::string &line) {
     waiting_since_ = std::chrono::steady_clock::now();
     carry_out(*action);
     waiting_.clear();
-    if (recorder_.running() && is(*action, "send")) record_commands(true);
-    if (recorder_.running() && action->command->prepares_box) box_recorded_ = report_of(stage_.box());
-    if (recorder_.running() && is(*action, "start")) {
+    if (!is(*action, "note") && !is(*action, "picture")) player_.disturb(line);
+    note_done(line, *action, before_us);
+    pace_.forget_lag();
+    publish_now();
+}
+
+// Of a line that has been carried out, by a page or by the player.
+void PageController::note_done(const std::string &line, const Action &action, int64_t before_us) {
+    const bool starts = is(action, "start");
+    if (is(action, "send")) record_commands(true);
+    if (action.command->prepares_box || starts) box_recorded_ = report_of(stage_.box());
+    if (starts) {
         listener_.commands(stage_.bus()); // it may be a new one
-        box_recorded_ = report_of(stage_.box());
+        publish_start();
     }
     recorder_.note(line, before_us, stage_.now_us());
-    pace_.forget_lag();
-    if (is(*action, "start")) publish_start();
+    if (starts) {
+        begin_history(line);
+    } else if (!is(action, "picture") && !is(action, "expect")) {
+        history_.note(line, before_us, stage_.now_us());
+    }
+    if (history_.lines() > longest_history) history_.end(stage_.now_us());
+}
+
+// What came from elsewhere, now.
+void PageController::note(const std::string &line, int64_t now_us) {
+    recorder_.note(line, now_us, now_us);
+    history_.note(line, now_us, now_us);
+    if (history_.lines() > longest_history) history_.end(now_us);
+}
+
+/* ---- what has happened since the start ---- */
+
+// A start makes everything anew but the box.
+void PageController::begin_history(const std::string &start) {
+    std::vector<std::string> lines;
+    box_recorded_ = report_of(stage_.box());
+    if (!stage_.start_made().bare) lines = lines_between(fresh_box_, box_recorded_);
+    lines.push_back(start);
+    history_.begin(lines, stage_.now_us());
+}
+
+std::vector<RecordedLine> PageController::lines_to_here() {
+    if (history_.lines() > longest_history) {
+        throw Error("more than " + std::to_string(longest_history) + " things have happened since the start; " +
+                    "restart, or make a recording");
+    }
+    box_looked_at_ = {};
+    record_outside();
+    Recorder up_to_now = history_;
+    up_to_now.end(stage_.now_us());
+    return up_to_now.recorded();
+}
+
+std::string PageController::exports() {
+    return "export DBUS_SYSTEM_BUS_ADDRESS=" + stage_.bus().address() + " PATH=\"" + program_folders() + ":$PATH\"";
+}
+
+/* ---- scenarios ---- */
+
+void PageController::load_scenario(ReadScenario scenario) {
+    refuse_while_waiting();
+    refuse_while_playing();
+    player_.load(std::move(scenario));
     publish_now();
+}
+
+// A fresh box and nothing started, as every scenario begins.
+void PageController::begin_anew() {
+    stage_.begin_anew();
+    trouble_.clear();
+    listener_.commands(stage_.bus());
+    box_recorded_ = report_of(stage_.box());
+    history_.begin({}, 0);
+    logged_.fill(0);
+}
+
+void PageController::play_scenario() {
+    refuse_while_waiting();
+    refuse_while_recording();
+    player_.play();
+    if (pace_.speed() == 0.0) pace_.set_speed(usual_speed_);
+    held_ = false;
+    then_ = Then::stand_still;
+    publish_now();
+}
+
+void PageController::pause_scenario() {
+    player_.pause();
+    hold();
+    publish_now();
+}
+
+void PageController::move_scenario(const std::function<void(ScenarioPlayer &)> &move, Then then) {
+    refuse_while_waiting();
+    refuse_while_recording();
+    move(player_);
+    then_ = then;
+    publish_now();
+}
+
+std::vector<std::string> PageController::expect_this(int number) {
+    const std::vector<std::string> written = player_.expect(number);
+    publish_now();
+    return written;
+}
+
+void PageController::hold() {
+    held_ = held_ || pace_.speed() > 0.0;
+    if (pace_.speed() > 0.0) usual_speed_ = pace_.speed();
+    pace_.set_speed(0.0);
+}
+
+void PageController::turn_player(int64_t due_ms) {
+    player_.turn(due_ms);
+    if (player_.plays()) return;
+    pace_.forget_lag(); // what went as fast as it could was not waiting
+    if (player_.busy()) return;
+    if (then_ == Then::stand_still) {
+        hold();
+    } else if (held_) {
+        pace_.set_speed(usual_speed_);
+        held_ = false;
+    }
+    publish_now(); // whoever waits for it gets what the pages are shown
 }
 
 // A recording begins with the box as it is and a fresh start, for only from there does everything repeat.
 void PageController::begin_recording() {
     refuse_while_waiting();
+    refuse_while_playing();
     const Start how = stage_.start_made();
-    const std::string start = std::string("start ") + name_of(how.variant) + (how.bare ? " bare" : "");
+    const std::string start = line_of(how);
     // A bare start empties the box anyway.
     std::vector<std::string> lines;
-    if (!how.bare) lines = lines_between(report_of(Box()), report_of(stage_.box()));
+    if (!how.bare) lines = lines_between(fresh_box_, report_of(stage_.box()));
     recorder_.end(stage_.now_us());
     perform(start);
     lines.push_back(start);
@@ -238,6 +394,8 @@ void PageController::set_speed(const std::string &text) {
     const double speed = std::strtod(text.c_str(), &end);
     if (text.empty() || *end != '\0') throw Error("'" + text + "' is no number");
     pace_.set_speed(speed);
+    if (speed > 0.0) usual_speed_ = speed;
+    held_ = false;
     publish_now();
 }
 
@@ -289,6 +447,9 @@ void PageController::publish_changes() {
     // Tenths of a second are enough to see it run.
     publish_if_new("time", std::to_string(stage_.now_us() / 100000), time_shown_);
     publish_if_new("state", one_line(state()), state_shown_);
+    if (player_.moment() == player_shown_) return;
+    player_shown_ = player_.moment();
+    hub_.publish("player", one_line(player_.state()), Keep::newest);
 }
 
 // Rows from the top, pixels from the left, the first one in the highest bit; a row begins with a new byte.

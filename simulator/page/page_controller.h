@@ -10,6 +10,9 @@
 #include <nlohmann/json.hpp>
 
 #include "simulator/page/event_hub.h"
+#include "simulator/page/scenario_player.h"
+#include "simulator/page/scenario_store.h"
+#include "simulator/scenario/copy_as.h"
 #include "simulator/scenario/overheard.h"
 #include "simulator/scenario/pace.h"
 #include "simulator/scenario/recorder.h"
@@ -38,6 +41,21 @@ public:
     void end_recording();
     void set_speed(const std::string &text);
 
+    // Scenarios. Playing goes on in turn(); meanwhile other commands are refused. After a pause, a step and a run to a
+    // line time stands still, or goes on as it did before.
+    void load_scenario(ReadScenario scenario);
+    void play_scenario();
+    void pause_scenario();
+    enum class Then { stand_still, go_on };
+    void move_scenario(const std::function<void(ScenarioPlayer &)> &move, Then then = Then::stand_still);
+    std::vector<std::string> expect_this(int number);
+    ScenarioPlayer &player() { return player_; }
+    const ScenarioStore &store() const { return store_; }
+
+    // What leads from a fresh box to here. Throws Error when that is too much.
+    std::vector<RecordedLine> lines_to_here();
+    std::string exports(); // what makes a shell send to this desk
+
     nlohmann::json state();
     Picture picture(View view) { return stage_.picture(view); }
     Picture both_pictures();                                   // side by side
@@ -50,6 +68,14 @@ private:
     void record_commands(bool but_our_last);
     void record_outside();
     void refuse_while_waiting() const;
+    void refuse_while_playing() const;
+    void refuse_while_recording() const;
+    void note(const std::string &line, int64_t now_us);
+    void note_done(const std::string &line, const Action &action, int64_t before_us);
+    void begin_history(const std::string &start);
+    void begin_anew();
+    void hold();
+    void turn_player(int64_t due_ms);
     void carry_out(const Action &action);
     void publish_now();
     void publish_changes();
@@ -63,6 +89,13 @@ private:
     Pace &pace_;
     EventHub &hub_;
     Recorder recorder_;
+    Recorder history_; // since the last start or fresh box; ended when it has grown too long
+    BoxReport fresh_box_;
+    ScenarioStore store_;
+    ScenarioPlayer player_;
+    Then then_ = Then::stand_still;
+    bool held_ = false; // by the player, not by a person
+    double usual_speed_ = 1.0;
     BusListener listener_;
     BoxReport box_recorded_; // what the recording accounts for
     std::chrono::steady_clock::time_point box_looked_at_{};
@@ -80,6 +113,7 @@ private:
     std::array<int, both_views.size()> logged_{};
     std::string state_shown_;
     std::string time_shown_;
+    std::string player_shown_;
     std::chrono::steady_clock::time_point published_{};
 };
 

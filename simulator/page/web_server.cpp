@@ -1,6 +1,7 @@
 // Who is let in. What is served stands in page.cpp.
 #include "simulator/page/web_server.h"
 
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 
@@ -13,8 +14,8 @@
 
 namespace desk {
 
-// A scenario line is short; nothing larger is ever sent here.
-static constexpr size_t longest_body = 4096;
+// A scenario line is short; a few places take more.
+static constexpr size_t usual_longest_body = 4096;
 // Each open stream of events holds one, and each connection that says nothing for the time that it is given.
 static constexpr size_t worker_threads = most_listeners + 136;
 // Everybody is on this machine and sends at once what is short.
@@ -52,7 +53,7 @@ static bool has_honest_body(const httplib::Request &request) {
 }
 
 // 0: the request may pass.
-static int refusal(const httplib::Request &request, int port) {
+static int refusal(const httplib::Request &request, int port, size_t longest_body) {
     if (!is_for_us(request, port)) return 403;
     if (request.method == "GET" || request.method == "HEAD") return 0;
     if (!is_from_us(request, port)) return 403;
@@ -61,19 +62,20 @@ static int refusal(const httplib::Request &request, int port) {
     return std::strtoull(request.get_header_value("Content-Length").c_str(), nullptr, 10) > longest_body ? 413 : 0;
 }
 
-static const char *reason_of(int status) {
-    if (status == 413) return "This is too long: a line has 4096 bytes at most.";
+static std::string reason_of(int status, size_t longest_body) {
+    if (status == 413) return "This is too long: " + std::to_string(longest_body) + " bytes at most.";
     if (status == 405 || status == 411) return "This simulator takes GET, and POST with a length.";
     return "This simulator answers only its own page.";
 }
 
 using Handled = httplib::Server::HandlerResponse;
 
-static Handled guard(const httplib::Request &request, httplib::Response &response, int port) {
-    const int status = refusal(request, port);
+static Handled guard(const httplib::Request &request, httplib::Response &response, int port, size_t longest_body) {
+    const int status = refusal(request, port, longest_body);
     if (status == 0) return Handled::Unhandled;
     response.status = status;
-    response.set_content(one_line({{"ok", false}, {"error", reason_of(status)}}) + "\n", "application/json");
+    response.set_content(one_line({{"ok", false}, {"error", reason_of(status, longest_body)}}) + "\n",
+                         "application/json");
     return Handled::Handled;
 }
 
@@ -94,7 +96,7 @@ WebServer::WebServer(int port) : server_(std::make_unique<httplib::Server>()) {
                     "Give another one with --port, or --no-page.");
     }
     server_->new_task_queue = [] { return new httplib::ThreadPool(worker_threads); };
-    server_->set_payload_max_length(longest_body);
+    server_->set_payload_max_length(usual_longest_body);
     server_->set_read_timeout(longest_silence_s);
     server_->set_write_timeout(longest_silence_s);
     server_->set_keep_alive_timeout(longest_silence_s);
@@ -102,8 +104,18 @@ WebServer::WebServer(int port) : server_(std::make_unique<httplib::Server>()) {
     server_->set_keep_alive_max_count(1);
     server_->set_default_headers(fixed_headers);
     server_->set_pre_routing_handler([this](const httplib::Request &request, httplib::Response &response) {
-        return guard(request, response, port_);
+        return guard(request, response, port_, longest_body(request.path));
     });
+}
+
+void WebServer::let_longer(const std::string &path, size_t bytes) {
+    longer_[path] = bytes;
+    server_->set_payload_max_length(std::max(bytes, usual_longest_body));
+}
+
+size_t WebServer::longest_body(const std::string &path) const {
+    const auto found = longer_.find(path);
+    return found != longer_.end() ? found->second : usual_longest_body;
 }
 
 WebServer::~WebServer() { stop(); }

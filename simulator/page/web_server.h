@@ -7,6 +7,7 @@
 // another page's are refused with 403. Bodies are short and of announced length.
 #pragma once
 
+#include <map>
 #include <memory>
 #include <string>
 #include <thread>
@@ -27,6 +28,8 @@ public:
 
     // For registering routes, before start().
     httplib::Server &routes() { return *server_; }
+    // What is posted there may be so long.
+    void let_longer(const std::string &path, size_t bytes);
     void start();
     // Returns when no request is being handled any more.
     void stop();
@@ -36,7 +39,10 @@ public:
     std::string address() const;
 
 private:
+    size_t longest_body(const std::string &path) const;
+
     std::unique_ptr<httplib::Server> server_;
+    std::map<std::string, size_t> longer_;
     std::thread thread_;
     int port_ = 0;
 };

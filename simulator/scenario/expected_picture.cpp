@@ -43,13 +43,17 @@ std::string picture_comment(const std::string &path) {
     return comment;
 }
 
-void save_expected(const std::string &path, const panel::Picture &picture, const std::string &comment) {
+std::string expected_text(const panel::Picture &picture, const std::string &comment) {
     std::istringstream lines(comment);
     std::string comments;
     for (std::string line; std::getline(lines, line);) comments += "# " + line + "\n";
     std::string text = picture.to_pbm();
     text.insert(text.find('\n') + 1, comments);
-    panel::save_bytes(path, text);
+    return text;
+}
+
+void save_expected(const std::string &path, const panel::Picture &picture, const std::string &comment) {
+    panel::save_bytes(path, expected_text(picture, comment));
 }
 
 } // namespace desk

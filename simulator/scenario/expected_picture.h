@@ -21,6 +21,8 @@ std::vector<ExpectedFile> expected_files(const Action &action);
 // The comment lines that a picture's file has beside the one of every picture, without "# "; several are parted by
 // line ends. One sentence of what the eye should see. "" for a file that is not there.
 std::string picture_comment(const std::string &path);
+// The text of such a file.
+std::string expected_text(const panel::Picture &picture, const std::string &comment);
 // Writes the picture with that comment, whole or not at all. Throws Error.
 void save_expected(const std::string &path, const panel::Picture &picture, const std::string &comment);
 

@@ -8,14 +8,19 @@ namespace desk {
 // Beyond this much real time the lag is let go, so that the page stays quick on a slow machine.
 static constexpr double longest_lag_ms = 60.0;
 
-void Pace::turn() {
+int64_t Pace::take_due_ms() {
     const auto now = std::chrono::steady_clock::now();
     const double passed_ms = std::chrono::duration<double, std::milli>(now - seen_).count();
     seen_ = now;
     owed_ms_ += std::min(passed_ms, longest_lag_ms) * speed_;
     const auto whole = static_cast<int64_t>(owed_ms_);
     owed_ms_ -= static_cast<double>(whole);
-    if (whole > 0) stage_.pass(whole);
+    return whole;
+}
+
+void Pace::turn() {
+    const int64_t due_ms = take_due_ms();
+    if (due_ms > 0) stage_.pass(due_ms);
 }
 
 void Pace::forget_lag() {

@@ -18,6 +18,8 @@ public:
 
     // Lets pass what the wall clock is ahead by. What a slow machine can't keep up with is let go.
     void turn();
+    // What turn() would let pass, for who lets it pass himself: whole milliseconds.
+    int64_t take_due_ms();
     // From here on; whatever took the stage's thread up to now was not waiting.
     void forget_lag();
 

@@ -96,6 +96,8 @@ void Film::set_caption(const std::string &text) {
     shoot();
 }
 
-void Film::save(const std::string &path) const { panel::save_bytes(path, pictures_.bytes(last_frame_ms)); }
+std::string Film::bytes() const { return pictures_.bytes(last_frame_ms); }
+
+void Film::save(const std::string &path) const { panel::save_bytes(path, bytes()); }
 
 } // namespace desk

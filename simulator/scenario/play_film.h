@@ -20,6 +20,8 @@ public:
     void set_caption(const std::string &text);
 
     size_t frames() const { return pictures_.frames(); }
+    // The file's, and into one. There must be a frame.
+    std::string bytes() const;
     void save(const std::string &path) const;
 
 private:

@@ -16,7 +16,8 @@ std::vector<std::string> lines_between(const BoxReport &before, const BoxReport 
 }
 
 void Recorder::begin(const std::vector<std::string> &first_lines, int64_t now_us) {
-    lines_ = first_lines;
+    lines_.clear();
+    for (const std::string &line : first_lines) lines_.push_back({line, now_us});
     written_us_ = now_us;
     running_ = true;
 }
@@ -25,8 +26,8 @@ void Recorder::catch_up(int64_t now_us) {
     // A night at a high speed is longer than one wait may be.
     for (int64_t left = (now_us - written_us_) / 1000; left > 0;) {
         const int64_t ms = std::min(left, longest_pause_ms);
-        lines_.push_back("wait " + std::to_string(ms) + "ms");
         written_us_ += ms * 1000;
+        lines_.push_back({"wait " + std::to_string(ms) + "ms", written_us_});
         left -= ms;
     }
 }
@@ -36,7 +37,7 @@ void Recorder::note(const std::string &line, int64_t before_us, int64_t after_us
     // While a line waited, something came from outside: the rest of the wait is a matter of time alone.
     if (written_us_ > before_us && after_us > before_us) return catch_up(after_us);
     catch_up(before_us);
-    lines_.push_back(line);
+    lines_.push_back({line, after_us});
     written_us_ = after_us;
 }
 
@@ -48,7 +49,7 @@ void Recorder::end(int64_t now_us) {
 std::string Recorder::text() const {
     if (lines_.empty()) return "";
     std::string text = "# Recorded on the simulator's page. Play it with: display-sim play FILE\n";
-    for (const std::string &line : lines_) text += line + "\n";
+    for (const RecordedLine &line : lines_) text += line.text + "\n";
     return text;
 }
 

@@ -14,6 +14,12 @@ namespace desk {
 // The lines that make a box that reports `before` into one that reports `after`.
 std::vector<std::string> lines_between(const BoxReport &before, const BoxReport &after);
 
+// A line, and the moment of the daemons' clock at which it had been carried out.
+struct RecordedLine {
+    std::string text;
+    int64_t end_us;
+};
+
 class Recorder {
 public:
     // Begins anew; the daemons' clock stands at 0, or at `now_us`.
@@ -25,13 +31,14 @@ public:
 
     bool running() const { return running_; }
     size_t lines() const { return lines_.size(); }
+    const std::vector<RecordedLine> &recorded() const { return lines_; }
     // The scenario, also while it is still being recorded. Empty when nothing was ever recorded.
     std::string text() const;
 
 private:
     void catch_up(int64_t now_us);
 
-    std::vector<std::string> lines_;
+    std::vector<RecordedLine> lines_;
     int64_t written_us_ = 0; // up to here the lines account for the time
     bool running_ = false;
 };

@@ -52,6 +52,8 @@ bool is(const Action &action, const char *command);
 // True when the action can turn out otherwise than expected: an "expect", or a wait for more than a time.
 bool tests_something(const Action &action);
 
+// The wait that a "wait" asks for, for who lets it go on step by step: Stage::go_on().
+Wait begin_wait(Stage &stage, const Action &action);
 // Carries the action out. Lines that prepare the box start nothing; before any other the daemons are started as normal
 // if nothing has started them yet. "picture", "expect" and "note" mean nothing here: they are the player's. Throws
 // WaitFailed when a wait's limit passes.

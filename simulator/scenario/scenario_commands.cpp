@@ -115,12 +115,20 @@ static void take_wait(Action &action) {
     }
 }
 
-static void wait(Stage &stage, const Action &action) {
+Wait begin_wait(Stage &stage, const Action &action) {
     const std::string &kind = action.words[0];
     if (kind == "log") return stage.wait_for_log(action.text);
     if (kind == "mode") return stage.wait_for_mode(action.text);
     if (kind == "settled") return stage.wait_until_settled();
-    stage.pass(static_cast<int64_t>(action.number));
+    return {nullptr, nullptr, watch_step_ms, static_cast<int64_t>(action.number)};
+}
+
+// Nobody's turn comes in between, so a time passes in one go.
+static void wait(Stage &stage, const Action &action) {
+    Wait wait = begin_wait(stage, action);
+    if (!wait.met) return stage.pass(wait.left_ms);
+    while (!stage.go_on(wait)) {
+    }
 }
 
 /* ---- the player's ---- */

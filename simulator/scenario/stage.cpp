@@ -55,6 +55,20 @@ void Stage::start(const Start &how) {
     started_ = true;
 }
 
+void Stage::begin_anew() {
+    started_ = false;
+    layout_->reset();
+    device_->reset();
+    if (bus().ended()) bus().start_again();
+    if (start_.bare) {
+        make_desks(false);
+    } else {
+        box().begin_anew();
+    }
+    start_ = {};
+    log_mark_ = {};
+}
+
 void Stage::check_alive() {
     for (View view : both_views) {
         if (started_ && !desk(view).alive()) desk(view).advance(0); // throws with the daemon's last words
@@ -71,7 +85,7 @@ std::vector<LogLine> Stage::log(View view) { return desk(view).log().lines(); }
 
 /* ---- time ---- */
 
-int64_t Stage::now_us() { return device_->clock().now_us(); }
+int64_t Stage::now_us() { return started_ ? device_->clock().now_us() : 0; }
 
 // Both run at the same time; the second wait is short.
 void Stage::step(int64_t ms) {
@@ -90,46 +104,52 @@ void Stage::pass(int64_t ms) {
     }
 }
 
-bool Stage::pass_until(const std::function<bool()> &condition, int64_t step_ms) {
-    const int64_t end = now_us() + wait_limit_ms * 1000;
-    while (!condition()) {
-        if (now_us() >= end) return false;
-        pass(step_ms);
-    }
-    return true;
-}
-
 /* ---- waits ---- */
 
 static std::string within_limit() { return " within " + std::to_string(wait_limit_ms / 1000) + " s"; }
 
-void Stage::wait_for_log(const std::string &text) {
-    const auto logged = [&](View view) {
+bool Stage::go_on(Wait &wait) {
+    if (wait.met && wait.met()) return true;
+    if (wait.left_ms <= 0) {
+        if (wait.met) throw WaitFailed(wait.why_not());
+        return true;
+    }
+    const int64_t part = std::min(wait.step_ms, wait.left_ms);
+    pass(part);
+    wait.left_ms -= part;
+    return false;
+}
+
+Wait Stage::wait_for_log(const std::string &text) {
+    const auto logged = [this, text](View view) {
         const std::vector<LogLine> lines = log(view);
         for (size_t i = log_mark_[view == View::layout]; i < lines.size(); i++) {
             if (lines[i].text.find(text) != std::string::npos) return true;
         }
         return false;
     };
-    if (pass_until([&] { return logged(View::device) && logged(View::layout); }, 1)) return;
-    std::string seen;
-    const std::vector<LogLine> lines = log(View::device);
-    for (size_t i = log_mark_[0]; i < lines.size(); i++) {
-        seen += "\n    " + lines[i].text.substr(0, lines[i].text.find('\n'));
-    }
-    throw WaitFailed("no log line has \"" + text + "\"" + within_limit() +
-                     "; logged since the last command:" + (seen.empty() ? " nothing" : seen));
+    const auto why_not = [this, text] {
+        std::string seen;
+        const std::vector<LogLine> lines = log(View::device);
+        for (size_t i = log_mark_[0]; i < lines.size(); i++) {
+            seen += "\n    " + lines[i].text.substr(0, lines[i].text.find('\n'));
+        }
+        return "no log line has \"" + text + "\"" + within_limit() +
+               "; logged since the last command:" + (seen.empty() ? " nothing" : seen);
+    };
+    return {[logged] { return logged(View::device) && logged(View::layout); }, why_not, 1, wait_limit_ms};
 }
 
 // The mode row between its two icons.
 static Picture mode_row(const Picture &layout) { return layout.part(18, 50, 93, text_height); }
 
-void Stage::wait_for_mode(const std::string &text) {
-    if (pass_until([&] { return shows_exactly(mode_row(picture(View::layout)), text); }, watch_step_ms)) {
-        return;
-    }
-    throw WaitFailed("the mode row does not show \"" + text + "\"" + within_limit() + "; it shows:\n" +
-                     panel::drawn(mode_row(picture(View::layout)), panel::Marks::half_blocks));
+Wait Stage::wait_for_mode(const std::string &text) {
+    const auto shown = [this, text] { return shows_exactly(mode_row(picture(View::layout)), text); };
+    const auto why_not = [this, text] {
+        return "the mode row does not show \"" + text + "\"" + within_limit() + "; it shows:\n" +
+               panel::drawn(mode_row(picture(View::layout)), panel::Marks::half_blocks);
+    };
+    return {shown, why_not, watch_step_ms, wait_limit_ms};
 }
 
 Picture without_activity_icon(const Picture &layout) {
@@ -140,18 +160,15 @@ Picture without_activity_icon(const Picture &layout) {
     return rest;
 }
 
-void Stage::wait_until_settled() {
-    std::array<Picture, 2> before;
-    int64_t since = now_us();
-    const auto settled = [&] {
+Wait Stage::wait_until_settled() {
+    const auto settled = [this, before = std::array<Picture, 2>(), since = now_us()]() mutable {
         const std::array<Picture, 2> now = {picture(View::device), without_activity_icon(picture(View::layout))};
         if (now != before) since = now_us();
         before = now;
         return now_us() - since >= settled_ms * 1000;
     };
-    if (!pass_until(settled, watch_step_ms)) {
-        throw WaitFailed("the picture does not come to rest" + within_limit());
-    }
+    const auto why_not = [] { return "the picture does not come to rest" + within_limit(); };
+    return {settled, why_not, watch_step_ms, wait_limit_ms};
 }
 
 } // namespace desk

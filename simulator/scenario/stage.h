@@ -50,6 +50,14 @@ public:
     using Error::Error;
 };
 
+// A wait that goes on step by step, so that others get their turn in between.
+struct Wait {
+    std::function<bool()> met;            // empty: it is for the time alone
+    std::function<std::string()> why_not; // when `left_ms` have passed without it
+    int64_t step_ms;
+    int64_t left_ms;
+};
+
 class Stage {
 public:
     explicit Stage(const StageOptions &options = {});
@@ -63,6 +71,9 @@ public:
 
     // Ends both daemons if they run and starts them as that variant. The box stays as it is otherwise.
     void start(const Start &how = {});
+    // Ends both daemons. Box, logs, panels and clock are as those of a new stage then, on the same bus and in the same
+    // folders if the box was no bare one.
+    void begin_anew();
     bool started() const { return started_; }
     const Start &start_made() const { return start_; }
     const StageOptions &options() const { return options_; }
@@ -75,7 +86,7 @@ public:
     // Everything logged since the start.
     std::vector<LogLine> log(View view);
 
-    // Microseconds of the daemons' clock since the start.
+    // Microseconds of the daemons' clock since the start; 0 before one.
     int64_t now_us();
     // Lets that much of the daemons' time pass.
     void pass(int64_t ms);
@@ -83,16 +94,17 @@ public:
     // ends the wait.
     void set_watcher(std::function<void()> watcher) { watcher_ = std::move(watcher); }
 
-    // Waits on the daemons' clock, 10 s of it at most. Throw WaitFailed.
-    void wait_for_log(const std::string &text);
-    void wait_for_mode(const std::string &text); // the words in the mode row of the layout's picture
-    void wait_until_settled();                   // nothing but the activity icon moved for 700 ms
+    // Waits on the daemons' clock that begin now, 10 s of it at most.
+    Wait wait_for_log(const std::string &text);
+    Wait wait_for_mode(const std::string &text); // the words in the mode row of the layout's picture
+    Wait wait_until_settled();                   // nothing but the activity icon moved for 700 ms
+    // The next step of a wait. True: it is over. Throws WaitFailed when it was not met.
+    bool go_on(Wait &wait);
 
 private:
     void make_desks(bool bare);
     Options desk_options(View view, bool bare) const;
     void step(int64_t ms);
-    bool pass_until(const std::function<bool()> &condition, int64_t step_ms);
 
     StageOptions options_;
     Start start_;

@@ -19,7 +19,7 @@ FLAGS = ["--headless", "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-
          "--disable-background-networking", "--disable-component-update", "--disable-sync", "--disable-dev-shm-usage",
          "--force-color-profile=srgb", "--hide-scrollbars"]
 KEYS = {"Enter": "\ue007", "Tab": "\ue004", "ArrowLeft": "\ue012", "ArrowUp": "\ue013", "ArrowRight": "\ue014",
-        "Escape": "\ue00c", "Delete": "\ue017", "Space": " "}
+        "ArrowDown": "\ue015", "Escape": "\ue00c", "Delete": "\ue017", "Space": " "}
 
 
 def wait_for(condition, what, deadline=20):

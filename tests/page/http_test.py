@@ -75,9 +75,11 @@ class Served(PageTest):
         loopback = f"{struct.unpack('<I', socket.inet_aton('127.0.0.1'))[0]:08X}"
         self.assertEqual([address.split(":")[0] for address in ours], [loopback])
 
-    def test_the_three_files(self):
+    def test_the_files(self):
         for path, name, kind in (("/", "index.html", "text/html"), ("/page.js", "page.js", "text/javascript"),
-                                 ("/style.css", "style.css", "text/css")):
+                                 ("/style.css", "style.css", "text/css"),
+                                 ("/scenarios.js", "scenarios.js", "text/javascript"),
+                                 ("/scenarios.css", "scenarios.css", "text/css")):
             status, headers, data = self.simulator.request(path)
             with open(os.path.join(SOURCE, "simulator", "page", "web", name), "rb") as file:
                 self.assertEqual((status, data), (200, file.read()), path)

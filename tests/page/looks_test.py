@@ -104,6 +104,23 @@ axe.run(document, {resultTypes: ['violations']}).then(({violations}) => done(vio
 """
 
 
+# What is drawn beside another thing stays beside it.
+OVERLAPS = SCRIPT + """
+const all = [...document.querySelectorAll('.bezel, figcaption, .what, #start-form, .card, header')].filter(seen);
+const box = (element) => element.getBoundingClientRect();
+for (const one of all) {
+  for (const other of all) {
+    if (one === other || one.contains(other) || other.contains(one)) continue;
+    const [a, b] = [box(one), box(other)];
+    const wide = Math.min(a.right, b.right) - Math.max(a.left, b.left);
+    const high = Math.min(a.bottom, b.bottom) - Math.max(a.top, b.top);
+    if (wide > 1 && high > 1) fault(`${one.className || one.tagName} lies over`, other, wide);
+  }
+}
+return faults;
+"""
+
+
 class Looks(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
@@ -164,6 +181,12 @@ class Looks(unittest.TestCase):
                 browser.script("showTrouble(''); showLost('The simulator does not answer.')")
                 self.no_barriers(browser, scheme, f"{width} lost")
                 browser.script("showLost('')")
+
+    def test_nothing_lies_over_another(self):
+        for width, browser in zip(WIDTHS, self.browsers):
+            with self.subTest(width=width):
+                browser.script("scrollTo(0, 0)")
+                self.assertEqual(browser.script(OVERLAPS), [])
 
     def test_nothing_is_scrolled_sideways(self):
         for width, browser in zip(WIDTHS, self.browsers):

@@ -22,10 +22,10 @@ VIEWS = ("device", "layout")
 
 
 class Simulator:
-    def __init__(self, *options, usual_port=False):
+    def __init__(self, *options, usual_port=False, program=PROGRAM):
         if "--port" not in options and not usual_port:
             options = (*options, "--port", "0")
-        self.process = subprocess.Popen([PROGRAM, "--page", *options], stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+        self.process = subprocess.Popen([program, "--page", *options], stdout=subprocess.PIPE, stderr=subprocess.PIPE,
                                         text=True)
         line = self.process.stdout.readline()
         found = re.fullmatch(r"The page: (http://127\.0\.0\.1:(\d+)/)(?: \(port (\d+) is taken\))?\n", line)
@@ -73,6 +73,17 @@ class Simulator:
     def box(self, path):
         """A path of the box, on the host."""
         return os.path.join(self.state()["folder"], path)
+
+    def newest_event(self, name):
+        """The data of the newest event of that name, from a stream of our own."""
+        newest = None
+        with urllib.request.urlopen(self.address + "events", timeout=60 * PATIENCE) as stream:
+            for event, data in events(stream):
+                if event == name:
+                    newest = data
+                if event == "caught-up":
+                    return newest
+        raise AssertionError("the stream of events has ended")
 
     def log(self):
         """What the device's daemon has logged since its start, from a stream of our own."""

@@ -1,8 +1,11 @@
 // The stage: two panels in one box, and waits that read the panel.
 #include <algorithm>
+#include <filesystem>
+#include <optional>
 
 #include <gtest/gtest.h>
 
+#include "simulator/scenario/controls.h"
 #include "simulator/scenario/scenario.h"
 #include "simulator/scenario/stage_text.h"
 
@@ -217,4 +220,81 @@ TEST(Stage, SaysThatADaemonHasEnded) {
     EXPECT_NO_THROW(stage.check_alive()) << "started again";
     stage.desk(View::device).stop();
     EXPECT_THROW(stage.check_alive(), desk::Error);
+}
+
+// What anybody left in the box is gone, and who has its folders or its bus still has them.
+TEST(Stage, BeginsAnewInItsPlace) {
+    desk::Stage stage;
+    const desk::Box fresh;
+    perform(stage, "start debug");
+    const panel::Picture first = stage.picture(View::layout);
+    perform(stage, "send M4_COMM");
+    perform(stage, "supply 24");
+    stage.box().write("/tmp/of_somebody/file", "left over");
+    stage.box().write_script("/usr/local/bin/zor-destroy-hwtest.sh", "#!/bin/sh\n");
+    stage.box().remove("/rodata/wlock");
+    stage.pass(1000);
+    const std::string folder = stage.box().folder();
+    const std::string bus = stage.bus().address();
+
+    stage.begin_anew();
+    EXPECT_FALSE(stage.started());
+    EXPECT_EQ(stage.now_us(), 0);
+    EXPECT_EQ(stage.picture(View::layout).count_lit(), 0);
+    EXPECT_TRUE(stage.log(View::device).empty());
+    EXPECT_EQ(report_of(stage.box()), report_of(fresh));
+    for (const char *left : {"/tmp/of_somebody", "/usr/local/bin/zor-destroy-hwtest.sh", "/userdata/debug_wlan0"}) {
+        EXPECT_FALSE(stage.box().exists(left)) << left;
+    }
+    EXPECT_EQ(stage.box().folder(), folder);
+    EXPECT_EQ(stage.bus().address(), bus);
+    perform(stage, "start debug");
+    EXPECT_EQ(stage.picture(View::layout), first);
+
+    perform(stage, "start bare");
+    stage.begin_anew();
+    EXPECT_TRUE(stage.box().exists("/rodata/serial_number"));
+}
+
+TEST(Stage, FollowsNoLinkOutOfTheBoxWhenItBeginsAnew) {
+    desk::Stage stage;
+    const desk::Box elsewhere;
+    const std::string folder = stage.box().host_path("/userdata");
+    std::filesystem::remove_all(folder);
+    std::filesystem::create_symlink(elsewhere.host_path("/rodata"), folder);
+    std::filesystem::create_symlink(elsewhere.host_path("/rodata"), stage.box().host_path("/tmp") + "/link");
+    EXPECT_THROW(stage.begin_anew(), desk::Error);
+    std::filesystem::remove(folder);
+    std::filesystem::create_directory(folder);
+    stage.begin_anew();
+    EXPECT_TRUE(elsewhere.exists("/rodata/serial_number"));
+}
+
+// In parts or in one go, a wait ends at the same moment.
+TEST(Stage, GoesOnStepByStep) {
+    desk::Stage stage;
+    for (const char *line : {"wait 1234ms", "wait mode DIAGNOSIS", "wait settled", "wait log DIAGNOSIS"}) {
+        int64_t ends_us[2] = {};
+        bool met[2] = {};
+        for (int in_parts : {0, 1}) {
+            perform(stage, "start");
+            perform(stage, "send M4_COMM");
+            const std::optional<desk::Action> action = desk::parse_action(line);
+            try {
+                desk::Wait wait = begin_wait(stage, *action);
+                if (in_parts == 0) {
+                    perform(stage, line);
+                } else {
+                    while (!stage.go_on(wait)) {
+                    }
+                }
+                met[in_parts] = true;
+            } catch (const desk::WaitFailed &) {
+            }
+            ends_us[in_parts] = stage.now_us();
+        }
+        EXPECT_EQ(met[0], met[1]) << line;
+        EXPECT_EQ(ends_us[0], ends_us[1]) << line;
+        EXPECT_GT(ends_us[0], 0) << line;
+    }
 }

@@ -18,6 +18,8 @@ embed(index.html "/" "text/html; charset=utf-8")
 embed(closer.js "/closer\\\\.js" "text/javascript; charset=utf-8")
 embed(page.js "/page\\\\.js" "text/javascript; charset=utf-8")
 embed(style.css "/style\\\\.css" "text/css; charset=utf-8")
+embed(scenarios.js "/scenarios\\\\.js" "text/javascript; charset=utf-8")
+embed(scenarios.css "/scenarios\\\\.css" "text/css; charset=utf-8")
 
 file(WRITE ${OUTPUT} "// Made by embed.cmake from the files of web/.
 #include \"simulator/page/page_files.h\"

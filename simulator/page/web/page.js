@@ -10,6 +10,11 @@ const make = (tag, properties = {}, ...children) => {
   return element;
 };
 
+// A text that has not changed is left alone: what announces changes would announce it again.
+function setText(place, text) {
+  if (place.textContent !== text) place.textContent = text;
+}
+
 // ---- Asking the simulator ----
 
 const noAnswer = 'The simulator does not answer.';
@@ -365,7 +370,7 @@ function showState(now) {
   $('step').disabled = now.speed !== 0;
   showTrouble(now.trouble);
   $('waiting').hidden = now.waiting === '';
-  $('waiting-line').textContent = now.waiting === '' ? '' : `Waiting: ${now.waiting}. Other commands are refused meanwhile.`;
+  setText($('waiting-line'), now.waiting && `Waiting: ${now.waiting}. Other commands are refused meanwhile.`);
   $('folder').textContent = now.folder;
   $('bus').textContent = now.bus;
   showLink();
@@ -376,8 +381,8 @@ function showState(now) {
 function showTrouble(text) {
   const [first, ...rest] = text.split('\n');
   $('trouble').hidden = text === '';
-  $('trouble').querySelector('summary').textContent = first;
-  $('trouble').querySelector('pre').textContent = rest.join('\n');
+  setText($('trouble').querySelector('summary'), first);
+  setText($('trouble').querySelector('pre'), rest.join('\n'));
 }
 
 let connected = false;
@@ -385,7 +390,7 @@ let connected = false;
 function showLink() {
   const paused = state?.speed === 0 ? 'Paused' : 'Running';
   const text = !connected ? 'Not connected' : state?.trouble ? 'Ended' : paused;
-  $('link').textContent = state?.target === 'armhf' && connected ? `${text} on 32-bit ARM` : text;
+  setText($('link'), state?.target === 'armhf' && connected ? `${text} on 32-bit ARM` : text);
   $('link').className = `pill ${connected && !state?.trouble ? 'good' : 'bad'}`;
 }
 
@@ -470,7 +475,7 @@ let heard = 0;
 // Nothing that stands here can be relied on then: the panels are dim and no control works.
 function showLost(reason) {
   const banner = $('lost');
-  if (banner.textContent !== reason) banner.textContent = reason;
+  setText(banner, reason);
   banner.hidden = reason === '';
   document.body.classList.toggle('lost', reason !== '');
   for (const part of document.querySelectorAll('main > *, .running, #trouble')) part.inert = reason !== '';
@@ -493,6 +498,7 @@ function listen() {
   on('log', showLogLine);
   on('forget', () => $('log').replaceChildren());
   on('time', (tenths) => { $('time').textContent = `${(tenths / 10).toFixed(1)} s`; });
+  on('player', (player) => document.dispatchEvent(new CustomEvent('player', {detail: player})));
   on('alive', () => {});
   stream.onopen = () => { connected = true; showLost(''); showLink(); };
   stream.onerror = lose;
@@ -590,7 +596,7 @@ function showChoice() {
   $('start-form').classList.toggle('pending', pending);
   const names = Object.fromEntries([...variant].map((choice) => [choice.value, choice.labels[0].textContent.trim()]));
   const runs = state ? `Runs as ${names[state.variant]}${state.bare ? ' in an empty box' : ''}.` : '';
-  $('start-state').textContent = pending ? `${runs} Your choice counts after Restart.` : runs;
+  setText($('start-state'), pending ? `${runs} Your choice counts after Restart.` : runs);
 }
 
 function connectStart() {
