@@ -166,8 +166,7 @@ class Course:
                  + self.ask("uname -srm"))
 
     def power_off(self):
-        # The shell would sit out the time that it has to end.
-        self.machine.type("systemctl poweroff; exit")
+        self.machine.type("systemctl poweroff")
         self.machine.wait_for_end(120, "power-off")
         self.machine.close()
 
