@@ -60,7 +60,7 @@ async function chooseStored(name) {
 }
 
 // A text from a file or a link: it is read, and nothing else happens.
-async function showText(name, text, files = []) {
+async function showText(name, text, files = [], about = '') {
   if (text.length > scenarioLimit) return tellScenario(`${name} is longer than 64 KiB.`, 'bad');
   const reply = await post(`/api/scenarios?name=${encodeURIComponent(name)}`, text);
   if (!reply.ok) return tellScenario(reply.error, 'bad');
@@ -71,9 +71,8 @@ async function showText(name, text, files = []) {
     if (found) pictures.set(file, found.text);
   }
   ownFiles.set(reply.name, {text, files});
-  showScenario({...reply, load: null, pictures});
+  showScenario({...reply, load: null, pictures, introduction: about || reply.introduction});
   await loadScenarioList();
-  return true;
 }
 
 function showScenario(scenario) {
@@ -546,9 +545,8 @@ async function openLink() {
   linked = true;
   try {
     if (!found || location.hash.length > linkLimit) throw new Error('no link of ours');
-    if (await showText('from a link', await unpacked(found[1]))) {
-      $('scenario-about').textContent = 'From a link. Read its lines; nothing happens until you play it.';
-    }
+    await showText('from a link', await unpacked(found[1]), [],
+      'From a link. Read its lines; nothing happens until you play it.');
   } catch {
     tellScenario('The link holds no scenario that can be read.', 'bad');
   }
