@@ -1,5 +1,5 @@
 // Scenarios, the gallery and copies. What a scenario is and how it is played, the simulator knows; here its lines are
-// shown with what they met, and buttons ask for the next move. Nothing that is opened, dropped or linked acts by itself.
+// shown with what they met, and buttons ask for the next move. What is opened, dropped or linked never acts by itself.
 'use strict';
 
 const scenarioLimit = 64 * 1024;
@@ -39,8 +39,9 @@ async function loadScenarioList() {
   const groups = [['Courses of events', reply.scenarios.filter(({gallery}) => !gallery).map(option)],
     ['Gallery', reply.scenarios.filter(({gallery}) => gallery).map(option)], ['Own', own]];
   const choice = $('scenario-choice');
+  const filled = groups.filter(([, options]) => options.length > 0);
   choice.replaceChildren(make('option', {value: '', textContent: 'Choose one…'}),
-    ...groups.filter(([, options]) => options.length > 0).map(([label, options]) => make('optgroup', {label}, ...options)));
+    ...filled.map(([label, options]) => make('optgroup', {label}, ...options)));
   showChosen();
 }
 
@@ -59,7 +60,7 @@ async function chooseStored(name) {
 }
 
 // A text from a file or a link: it is read, and nothing else happens.
-async function showText(name, text, files = []) {
+async function showText(name, text, files = [], about = '') {
   if (text.length > scenarioLimit) return tellScenario(`${name} is longer than 64 KiB.`, 'bad');
   const reply = await post(`/api/scenarios?name=${encodeURIComponent(name)}`, text);
   if (!reply.ok) return tellScenario(reply.error, 'bad');
@@ -70,9 +71,8 @@ async function showText(name, text, files = []) {
     if (found) pictures.set(file, found.text);
   }
   ownFiles.set(reply.name, {text, files});
-  showScenario({...reply, load: null, pictures});
+  showScenario({...reply, load: null, pictures, introduction: about || reply.introduction});
   await loadScenarioList();
-  return true;
 }
 
 function showScenario(scenario) {
@@ -214,7 +214,8 @@ function viewPictures(row, view, file) {
   const address = (show) => `/api/player/picture.png?line=${number}&view=${view}&show=${show}&load=${player.load}` +
     `&now=${Date.now()}`;
   if (!mark) {
-    if (!shown.stored) return [make('p', {className: 'hint', textContent: `Play to this line to compare the ${view}.`})];
+    const later = `Play to this line to compare the ${view}.`;
+    if (!shown.stored) return [make('p', {className: 'hint', textContent: later})];
     return [pictureFigure(view, 'Expected', `/api/expected.png?file=${encodeURIComponent(file)}`, number)];
   }
   if (row.line.command === 'picture') {
@@ -252,7 +253,8 @@ function openPictures(row, open) {
   row.item.append(row.pictures);
 }
 
-// What the panel showed at that line becomes what is expected: where that may be written, else as files to be put there.
+// What the panel showed at that line becomes what is expected: where that may be written, else as files to be put
+// there.
 function expectRow(row) {
   const {number, files} = row.line;
   const why = !shown.stored ? 'It is a scenario of your own: put the files beside it.' : storeReadOnly &&
@@ -342,7 +344,8 @@ function whereText() {
   const rest = player.disturbed ? `Since then: ${player.disturbed}. The next move plays again from a fresh box.`
     : player.done > 0 && !player.started && !isBusy() ? 'Nothing has been started yet.'
       : state?.speed === 0 && !isBusy() ? 'Time stands still.' : '';
-  return [`${place}${waits}; ${player.done} of ${plural(player.lines, 'line')} done${met ? `, ${met}` : ''}.`, rest].join(' ');
+  const done = `${player.done} of ${plural(player.lines, 'line')} done`;
+  return `${place}${waits}; ${done}${met ? `, ${met}` : ''}. ${rest}`;
 }
 
 function keepInView(row) {
@@ -372,7 +375,8 @@ function showPlayer() {
 async function showWhatPlays() {
   const before = shown;
   const {ok, reply} = await ask('/api/player/scenario');
-  if (ok && shown === before && reply.name === player.name) showScenario({...reply, load: player.load, pictures: new Map()});
+  if (!ok || shown !== before || reply.name !== player.name) return;
+  showScenario({...reply, load: player.load, pictures: new Map()});
 }
 
 function takePlayer(detail) {
@@ -433,7 +437,9 @@ function connectFiles() {
   };
   card.addEventListener('dragenter', over);
   card.addEventListener('dragover', over);
-  card.addEventListener('dragleave', (event) => { if (!card.contains(event.relatedTarget)) card.classList.remove('over'); });
+  card.addEventListener('dragleave', (event) => {
+    if (!card.contains(event.relatedTarget)) card.classList.remove('over');
+  });
   card.addEventListener('drop', async (event) => {
     event.preventDefault();
     card.classList.remove('over');
@@ -468,7 +474,8 @@ function thumb(section, row, view) {
   const size = view === 'device' ? [64, 128] : [128, 66];
   const image = make('img', {src: `/api/expected.png?file=${encodeURIComponent(`${row.file}-${view}.pbm`)}`, alt: '',
                              width: size[0], height: size[1], loading: 'lazy'});
-  const button = make('button', {type: 'button', className: 'thumb', title: [row.how, row.eye].filter(Boolean).join('. ')},
+  const title = [row.how, row.eye].filter(Boolean).join('. ');
+  const button = make('button', {type: 'button', className: 'thumb', title},
     image, make('span', {textContent: row.name}));
   button.dataset.state = `${section.name}:${row.line}`;
   button.addEventListener('click', () => bringTo(section, row));
@@ -538,9 +545,8 @@ async function openLink() {
   linked = true;
   try {
     if (!found || location.hash.length > linkLimit) throw new Error('no link of ours');
-    if (await showText('from a link', await unpacked(found[1]))) {
-      $('scenario-about').textContent = 'From a link. Read its lines; nothing happens until you play it.';
-    }
+    await showText('from a link', await unpacked(found[1]), [],
+      'From a link. Read its lines; nothing happens until you play it.');
   } catch {
     tellScenario('The link holds no scenario that can be read.', 'bad');
   }
@@ -572,7 +578,7 @@ async function offer(text, name) {
   } catch {
     getSelection().selectAllChildren(place);
     place.focus();
-    say($('copy-reply'), 'The browser does not lend its clipboard. The text is selected: copy it with Ctrl-C.', 'later');
+    say($('copy-reply'), 'The browser lends no clipboard. The text is selected: copy it with Ctrl-C.', 'later');
   }
 }
 
