@@ -8,7 +8,7 @@ import unittest
 from browser import Driver
 from simulator import SOURCE, Simulator
 
-WIDTHS = (390, 1024, 1280, 1920)
+WIDTHS = (320, 390, 1024, 1280, 1920)
 AXE = os.path.join(SOURCE, "build", "third_party", "axe", "axe.min.js")
 TEXT, EDGE, TARGET = 4.5, 3.0, 24
 
