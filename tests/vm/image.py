@@ -154,7 +154,7 @@ class Maker:
         say(f"{self.kind.name}: configuring it, in the machine")
         machine = Machine(self.kind, [image + "!"], self.kind.folder("second-stage.log"), "vm.init=/second-stage")
         try:
-            machine.wait_for("the root is made\n", 1500, "the second stage")
+            machine.wait_for("the root is made\n", 2400, "the second stage")
             machine.wait_for_end(60, "its end")
         finally:
             machine.close()
