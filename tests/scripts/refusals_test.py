@@ -88,8 +88,8 @@ class Refusals(unittest.TestCase):
     def test_a_checkout_that_can_not_be_written(self):
         checkout = os.path.join(self.folder, "checkout")
         os.mkdir(checkout)
-        for name in ("setup", "run", "test", ".clang-format", "CMakePresets.json", "tests/check.py", "tests/run.py",
-                     "simulator/live/display_sim_options.cpp"):
+        for name in ("setup", "run", "test", ".clang-format", ".reuse/dep5", "LICENSES/MIT.txt", "CMakePresets.json",
+                     "tests/check.py", "tests/run.py", "simulator/live/display_sim_options.cpp"):
             os.makedirs(os.path.dirname(os.path.join(checkout, name)), exist_ok=True)
             shutil.copy(os.path.join(SOURCE, name), os.path.join(checkout, name))
         self.refuse_to_write(checkout)
