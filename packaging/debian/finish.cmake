@@ -40,4 +40,7 @@ foreach(component IN LISTS CPACK_COMPONENTS_ALL)
     configure_file(${overrides} ${root}/share/lintian/overrides/${package} COPYONLY
       NO_SOURCE_PERMISSIONS)
   endif()
+
+  # Whatever the modes of the sources are, which follow the umask of who fetched them.
+  execute_process(COMMAND chmod -R u=rwX,go=rX ${root} COMMAND_ERROR_IS_FATAL ANY)
 endforeach()
