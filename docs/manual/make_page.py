@@ -3,8 +3,8 @@
 
 The source is the page itself, in troff with the macros of man(7). What has its home elsewhere is put in here, at a
 line '.\\" @NAME@' of its own: the words of the vocabulary, the files that README.md lists, the lines of
-docs/scenarios.md, and the options that PROGRAM's own help tells. The date is that of VERSION in CHANGELOG.md. What is
-not released yet is dated by SOURCE_DATE_EPOCH, or is of today."""
+docs/scenarios.md, the measured slacks of docs/wake-ups.md, and the options that PROGRAM's own help tells. The date is
+that of VERSION in CHANGELOG.md. What is not released yet is dated by SOURCE_DATE_EPOCH, or is of today."""
 
 import datetime
 import os
@@ -108,6 +108,16 @@ def files():
     return text
 
 
+def timer_slacks():
+    head = "| timer slack | idle CPU | wake-ups a second | signal to pixel, median | 95 % | signals drained a second |"
+    text = ""
+    for slack, cpu, woken, median, late, drained in table("docs/wake-ups.md", head):
+        text += entry("\\fB" + plain(slack.replace("µ", "u")) + "\\fR",
+                      f"{cpu} of a CPU, {woken} wake\\-ups a second; {median} from a signal to the pixel "
+                      f"(95 %: {late}), {drained} signals drained a second.")
+    return text
+
+
 def scenario_lines():
     text = ""
     for command, takes, does in table("docs/scenarios.md", "| command | takes | does |"):
@@ -150,6 +160,7 @@ def date_of(version):
 
 def made(source, version, program):
     parts = {"words": words, "files": files, "scenario lines": scenario_lines,
+             "timer slacks": timer_slacks,
              "options": lambda: options(program, []), "options of play": lambda: options(program, ["play"]),
              "options of exec": lambda: options(program, ["exec"]),
              "options of gallery": lambda: options(program, ["gallery"])}
