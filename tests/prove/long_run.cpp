@@ -1,6 +1,6 @@
 // Long runs of the real daemon at the desk, in stepped time:
 //
-//   long_run soak HOURS       so many hours of the display's time with traffic, over each wrap of its clock; memory,
+//   long_run soak MINUTES     so many minutes of the display's time with traffic, over each wrap of its clock; memory,
 //                             descriptors and children must not grow
 //   long_run flood SIGNALS    so many signals at once, most of them of a wrong shape, with files that come and go;
 //                             afterwards it does exactly what it is told
@@ -66,7 +66,7 @@ void must_not_have_grown(const Holding &before, const Holding &now) {
     if (now.private_kb <= before.private_kb + spare_kb && now.descriptors <= before.descriptors && now.children == 0) {
         return;
     }
-    throw desk::Error("it has grown: " + in_words(now) + "; after its first hour it had " + in_words(before));
+    throw desk::Error("it has grown: " + in_words(now) + "; after a tenth of the run it had " + in_words(before));
 }
 
 void tell(int tenth, desk::Desk &desk, const Holding &holding) {
@@ -172,7 +172,7 @@ void must_do_what_it_is_told(desk::Desk &desk) {
 
 // ---- The runs
 
-void soak(long hours) {
+void soak(long minutes) {
     Random random(1);
     desk::Options options;
     options.origin_us = desk::Clock::origin_before_wrap(30 * 60 * 1000L); // and again every 71.6 minutes
@@ -180,7 +180,7 @@ void soak(long hours) {
     desk.start();
     Holding first;
     int told_tenths = 0;
-    const int64_t end_us = hours * 3600 * 1000000L;
+    const int64_t end_us = minutes * 60 * 1000000L;
     while (desk.clock().now_us() < end_us) {
         some_traffic(random, desk);
         change_a_file(random, desk.box());
@@ -262,7 +262,7 @@ int main(int argc, char **argv) try {
     } else if (kind == "flood") {
         flood(std::atol(argv[2]));
     } else {
-        throw desk::Error("say 'soak HOURS' or 'flood SIGNALS'");
+        throw desk::Error("say 'soak MINUTES' or 'flood SIGNALS'");
     }
     std::puts("ok");
     return 0;
