@@ -3,11 +3,9 @@
 and the stream of events do."""
 
 import contextlib
-import fcntl
 import http.client
 import json
 import os
-import pty
 import re
 import shutil
 import signal
@@ -15,7 +13,6 @@ import socket
 import struct
 import subprocess
 import tempfile
-import termios
 import threading
 import time
 import unittest
@@ -23,6 +20,7 @@ import urllib.error
 import urllib.request
 
 from browser import PATIENCE, wait_for
+from in_terminal import InTerminal
 from simulator import (PROGRAM, SOURCE, VIEWS, Simulator, decode_png, events, golden, load_pbm, shrunk,
                        vocabulary_of_the_daemon, without_activity_icon)
 
@@ -599,35 +597,15 @@ class Recording(PageTest):
         self.simulator.do("serial QB418T-000123")
 
     def test_a_key_in_the_terminal_is_recorded(self):
-        terminal, inner = pty.openpty()
-        fcntl.ioctl(inner, termios.TIOCSWINSZ, struct.pack("HHHH", 60, 150, 0, 0))
-        process = subprocess.Popen([PROGRAM, "--port", "0"], stdin=inner, stdout=inner, stderr=inner,
-                                   env=dict(os.environ, TERM="xterm-256color", LC_ALL="C.UTF-8"))
-        os.close(inner)
-        shown = bytearray()
-
-        def read():
-            with contextlib.suppress(OSError):  # it has ended
-                while chunk := os.read(terminal, 65536):
-                    shown.extend(chunk)
-        reader = threading.Thread(target=read)
-        reader.start()
-        try:
-            found = wait_for(lambda: re.search(rb"The page: (http://127\.0\.0\.1:\d+/)", shown), "the page's address")
-            address = found.group(1).decode()
-            urllib.request.urlopen(address + "api/record", b"start").close()
-            os.write(terminal, b"b")
+        with InTerminal() as simulator:
+            urllib.request.urlopen(simulator.address + "api/record", b"start").close()
+            simulator.press(b"b")
 
             def text():
-                with urllib.request.urlopen(address + "api/scenario") as answer:
+                with urllib.request.urlopen(simulator.address + "api/scenario") as answer:
                     return answer.read().decode()
             wait_for(lambda: "\nsend chan_bt\n" in text(), text)
             self.assertEqual(text().count("chan_bt"), 1)
-        finally:
-            process.terminate()
-            process.wait()
-            reader.join()
-            os.close(terminal)
 
     def test_a_crash_is_recorded_as_a_comment(self):
         simulator = Simulator()

@@ -2,25 +2,20 @@
 """Scenarios, the gallery and copies over plain HTTP: a run ends where `display-sim play` does, whichever way it takes,
 and nothing that a page names is looked for anywhere but among the stored scenarios."""
 
-import contextlib
-import fcntl
 import glob
 import json
 import os
-import pty
 import re
 import signal
-import struct
 import subprocess
 import tempfile
-import termios
-import threading
 import time
 import unittest
 import urllib.parse
 import urllib.request
 
 from browser import PATIENCE, wait_for
+from in_terminal import InTerminal
 from own_tree import OwnTree
 from simulator import (BUILD, PROGRAM, SOURCE, VIEWS, Simulator, decode_png, golden, load_pbm, shrunk,
                        without_activity_icon)
@@ -331,49 +326,28 @@ def children_named(parent, name):
 
 class InTheTerminal(unittest.TestCase):
     def test_keys_leave_a_scenario_alone_while_it_plays(self):
-        terminal, inner = pty.openpty()
-        fcntl.ioctl(inner, termios.TIOCSWINSZ, struct.pack("HHHH", 60, 150, 0, 0))
-        process = subprocess.Popen([PROGRAM, "--port", "0"], stdin=inner, stdout=inner, stderr=inner,
-                                   env=dict(os.environ, TERM="xterm-256color", LC_ALL="C.UTF-8"))
-        os.close(inner)
-        shown = bytearray()
-
-        def read():
-            with contextlib.suppress(OSError):  # it has ended
-                while chunk := os.read(terminal, 65536):
-                    shown.extend(chunk)
-        reader = threading.Thread(target=read)
-        reader.start()
-        try:
-            found = wait_for(lambda: re.search(rb"The page: (http://127\.0\.0\.1:\d+/)", shown), "the page's address")
-            address = found.group(1).decode()
-
+        with InTerminal() as simulator:
             def post(path, body):
-                urllib.request.urlopen(address + "api/player/" + path, body.encode()).close()
+                urllib.request.urlopen(simulator.address + "api/player/" + path, body.encode()).close()
 
             def player():
-                with urllib.request.urlopen(address + "api/player") as answer:
+                with urllib.request.urlopen(simulator.address + "api/player") as answer:
                     return json.load(answer)
             post("load", LONG_WAIT)
             post("play", "")
             wait_for(lambda: player()["waits"], "the wait")
-            os.write(terminal, b"u;")
-            wait_for(lambda: b"A scenario is playing; pause it on the page first." in shown, "the refusal")
+            simulator.press(b"u;")
+            wait_for(lambda: b"A scenario is playing; pause it on the page first." in simulator.shown, "the refusal")
             self.assertEqual((player()["mode"], player()["disturbed"]), ("play", ""))
             post("pause", "")
-            os.write(terminal, b"u")
+            simulator.press(b"u")
             wait_for(lambda: player()["disturbed"] == "chan_usb was sent", "the key's command")
             # Before the first line nothing has been started, and a step is no harm.
             post("go", "0")
-            os.write(terminal, b";")
-            wait_for(lambda: b"Stepped 1000 ms" in shown, "the step")
-            self.assertIsNone(process.poll())
+            simulator.press(b";")
+            wait_for(lambda: b"Stepped 1000 ms" in simulator.shown, "the step")
+            self.assertIsNone(simulator.process.poll())
             self.assertEqual(player()["problem"], "")
-        finally:
-            process.terminate()
-            process.wait()
-            reader.join()
-            os.close(terminal)
 
 
 class Brought(ScenarioTest):
