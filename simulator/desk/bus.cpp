@@ -99,9 +99,12 @@ DBusConnection *Bus::connection() const {
 }
 
 void Bus::send_message(DBusMessage *message, int times) {
-    for (int i = 0; i < times; i++) {
-        const client::MessageRef copy(
-            dbus_message_copy(message)); // a message that has been sent keeps its serial number
+    send_messages(std::vector<DBusMessage *>(static_cast<size_t>(times), message));
+}
+
+void Bus::send_messages(const std::vector<DBusMessage *> &messages) {
+    for (DBusMessage *message : messages) {
+        const client::MessageRef copy(dbus_message_copy(message)); // one that has been sent keeps its serial number
         if (!copy || !dbus_connection_send(connection(), copy.get(), nullptr)) {
             throw Error("no memory to send a message");
         }

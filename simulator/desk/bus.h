@@ -33,6 +33,8 @@ public:
     void send(const std::string &word, const std::vector<Argument> &further = {});
     // Sends any message, made by the caller with libdbus, so many times in a row; the caller keeps its reference.
     void send_message(DBusMessage *message, int times = 1);
+    // Sends several at once.
+    void send_messages(const std::vector<DBusMessage *> &messages);
 
     // Gives the bus time to pass on what it holds. A message larger than a socket's buffer reaches the daemon in
     // pieces, while the daemon reads; this between its passes keeps their number the same on a busy machine.

@@ -85,6 +85,8 @@ void Clock::stop() {
     tell_daemon(shared_);
 }
 
+void Clock::set_by(int64_t us) { store(shared_->origin_us, load(shared_->origin_us) + us); }
+
 int64_t Clock::now_us() const { return load(shared_->now_us); }
 
 uint32_t Clock::passes() const { return load(shared_->passes); }

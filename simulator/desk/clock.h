@@ -33,6 +33,9 @@ public:
     void set_speed(double speed);
     void stop();
 
+    // As if somebody set the box's clock by so much, back if negative. now_us() goes on as if nothing had happened.
+    void set_by(int64_t us);
+
     // Microseconds since the origin.
     int64_t now_us() const;
     // Passes of the daemon's loop up to now.

@@ -1,84 +1,47 @@
 // Long runs of the real daemon at the desk, in stepped time:
 //
-//   long_run soak MINUTES     so many minutes of the display's time with traffic, over each wrap of its clock; memory,
-//                             descriptors and children must not grow
-//   long_run flood SIGNALS    so many signals at once, most of them of a wrong shape, with files that come and go;
-//                             afterwards it does exactly what it is told
+//   long_run soak MINUTES     so many minutes of the display's time with traffic, over each wrap of its clock, and with a
+//                             clock that somebody sets; memory, descriptors and children must not grow, and not one block
+//                             may be held that was not held in the same state before
+//   long_run flood SIGNALS    so many signals, 20,000 at once, most of them of a wrong shape, with files that come and go;
+//                             each must be taken, in order, one a pass
 //
-// One line of progress each tenth of the run, then "ok", or a sentence and status 1.
-#include <chrono>
+// After both it does exactly what it is told. One line of progress each tenth of the run, then "ok", or a sentence and
+// status 1.
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
+#include <optional>
 #include <random>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include <dbus/dbus.h>
 
-#include "panel/drawing.h"
 #include "simulator/desk/desk.h"
+#include "tests/prove/holding.h"
+#include "tests/prove/told.h"
 
-namespace {
+namespace prove {
 
-namespace fs = std::filesystem;
 using Random = std::mt19937;
 
-int pick(Random &random, int from, int to) { return std::uniform_int_distribution<int>(from, to)(random); }
+static int pick(Random &random, int from, int to) { return std::uniform_int_distribution<int>(from, to)(random); }
 
 template <typename T>
-const T &one_of(Random &random, const std::vector<T> &all) {
+static const T &one_of(Random &random, const std::vector<T> &all) {
     return all[static_cast<size_t>(pick(random, 0, static_cast<int>(all.size()) - 1))];
 }
 
-// ---- What the daemon holds
-
-struct Holding {
-    long private_kb = 0;
-    int descriptors = 0;
-    int children = 0;
-};
-
-Holding holding_of(pid_t pid) {
-    Holding holding;
-    const std::string folder = "/proc/" + std::to_string(pid);
-    std::ifstream memory(folder + "/smaps_rollup");
-    for (std::string line; std::getline(memory, line);) {
-        if (line.rfind("Private_Dirty:", 0) == 0) holding.private_kb = std::atol(line.c_str() + 14);
-    }
-    for ([[maybe_unused]] const auto &entry : fs::directory_iterator(folder + "/fd")) holding.descriptors++;
-    std::ifstream list(folder + "/task/" + std::to_string(pid) + "/children");
-    for (std::string child; list >> child;) holding.children++;
-    return holding;
-}
-
-std::string in_words(const Holding &holding) {
-    return std::to_string(holding.private_kb) + " kB of its own, " + std::to_string(holding.descriptors) +
-           " descriptors, " + std::to_string(holding.children) + " children";
-}
-
-// Pages that the allocator takes up late; a leak of one message in an hour would be more over the whole run.
-constexpr long spare_kb = 64;
-
-void must_not_have_grown(const Holding &before, const Holding &now) {
-    if (now.private_kb <= before.private_kb + spare_kb && now.descriptors <= before.descriptors && now.children == 0) {
-        return;
-    }
-    throw desk::Error("it has grown: " + in_words(now) + "; after a tenth of the run it had " + in_words(before));
-}
-
-void tell(int tenth, desk::Desk &desk, const Holding &holding) {
-    std::printf("%3d %%  %8.1f s of its time  %s\n", tenth * 10, static_cast<double>(desk.clock().now_us()) / 1e6,
-                in_words(holding).c_str());
+static void tell(int tenth, CountedDesk &counted) {
+    std::printf("%3d %%  %8.1f s of its time  %s\n", tenth * 10,
+                static_cast<double>(counted.desk().clock().now_us()) / 1e6, in_words(counted.holding()).c_str());
     std::fflush(stdout);
 }
 
 // ---- Traffic
 
 // Boxes over boxes are kept by design until the pool is full, so what opens one is closed again.
-const std::vector<std::vector<std::string>> &usual_traffic() {
+static const std::vector<std::vector<std::string>> &usual_traffic() {
     static const std::vector<std::vector<std::string>> all = {
         {"chan_usb"},
         {"chan_bt"},
@@ -105,7 +68,7 @@ const std::vector<std::vector<std::string>> &usual_traffic() {
     return all;
 }
 
-void change_a_file(Random &random, desk::Box &box) {
+static void change_a_file(Random &random, desk::Box &box) {
     switch (pick(random, 0, 5)) {
         case 0: box.write("/rodata/serial_number", "QB-" + std::to_string(pick(random, 0, 99999)) + "\n"); break;
         case 1: box.write("/tmp/fw_type_running", pick(random, 0, 1) ? "FT_MAINAPP_J2534\n" : "FT_BOOT\n"); break;
@@ -116,7 +79,7 @@ void change_a_file(Random &random, desk::Box &box) {
     }
 }
 
-void some_traffic(Random &random, desk::Desk &desk) {
+static void some_traffic(Random &random, desk::Desk &desk) {
     for (const std::string &word : one_of(random, usual_traffic())) {
         desk.bus().send(word, {});
         desk.advance(40);
@@ -135,82 +98,62 @@ void some_traffic(Random &random, desk::Desk &desk) {
     }
 }
 
-// ---- Exactly what it is told
-
-// Out of whatever state: nothing open, one channel, one mode.
-desk::Picture told(desk::Desk &desk) {
-    desk.box().write("/tmp/fw_type_running", "FT_BOOT\n");
-    desk.box().remove("/tmp/bada");
-    desk.box().write("/sys/bus/iio/devices/iio:device0/in_voltage0_raw", "1000");
-    for (const char *word : {"p_on", "clear_msg", "chan_timeout", "M4_none", "chan_bt", "M4_ready"}) {
-        desk.bus().send(word, {});
-        desk.advance(600);
-    }
-    desk.advance(2600);
-    // Not the measured row: minimum and maximum are of the whole run.
-    const desk::Picture all = desk.picture();
-    desk::Picture rows(all.width(), 32);
-    for (int y = 0; y < 16; y++) {
-        for (int x = 0; x < all.width(); x++) {
-            rows.set(x, y, all.at(x, y));
-            rows.set(x, 16 + y, all.at(x, 50 + y));
-        }
-    }
-    return rows;
-}
-
-void must_do_what_it_is_told(desk::Desk &desk) {
-    desk::Desk fresh;
-    fresh.start();
-    const desk::Picture shown = told(desk);
-    const desk::Picture wanted = told(fresh);
-    if (shown == wanted) return;
-    throw desk::Error("it does not show what a fresh one shows after the same commands:\n" +
-                      panel::drawn(shown, panel::Marks::half_blocks) + "a fresh one:\n" +
-                      panel::drawn(wanted, panel::Marks::half_blocks));
-}
-
 // ---- The runs
 
-void soak(long minutes) {
+// Somebody sets the clock: by a tick, by what a task waits, by hours, by years.
+static void set_the_clock(Random &random, desk::Clock &clock) {
+    static const std::vector<int64_t> ms = {
+        1, 20, 500, 3000, 3600 * 1000L, 24 * 3600 * 1000L, 10 * 365 * 24 * 3600 * 1000L};
+    clock.set_by(one_of(random, ms) * (pick(random, 0, 1) ? 1000 : -1000));
+}
+
+static void soak(long minutes) {
     Random random(1);
     desk::Options options;
     options.origin_us = desk::Clock::origin_before_wrap(30 * 60 * 1000L); // and again every 71.6 minutes
-    desk::Desk desk(options);
+    CountedDesk counted(options);
+    desk::Desk &desk = counted.desk();
     desk.start();
-    Holding first;
+    std::optional<Holding> first;
     int told_tenths = 0;
     const int64_t end_us = minutes * 60 * 1000000L;
     while (desk.clock().now_us() < end_us) {
         some_traffic(random, desk);
         change_a_file(random, desk.box());
         desk.advance(10000);
-        if (first.private_kb == 0 && desk.clock().now_us() >= end_us / 10) first = holding_of(desk.daemon_pid());
+        if (pick(random, 0, 49) == 0) set_the_clock(random, desk.clock());
+        desk.log().clear();
         const int tenth = static_cast<int>(desk.clock().now_us() * 10 / end_us);
-        if (tenth > told_tenths) tell(told_tenths = tenth, desk, holding_of(desk.daemon_pid()));
+        if (tenth == told_tenths) continue;
+        told(desk);
+        if (!first) first = counted.holding();
+        tell(told_tenths = tenth, counted);
     }
-    must_not_have_grown(first, holding_of(desk.daemon_pid()));
+    must_hold_the_same_blocks(*first, counted.holding());
     must_do_what_it_is_told(desk);
+    must_have_the_room_of_a_fresh_one(desk);
 }
 
-DBusMessage *shaped_message(Random &random) {
+// With its number behind the word, which is no part of it, so that the log tells each from the others. "": it has no word.
+static DBusMessage *shaped_message(Random &random, long number, std::string &word) {
     DBusMessage *message = dbus_message_new_signal("/zor/signal", "zor.signal.Type", "Display");
     DBusMessageIter to;
     dbus_message_iter_init_append(message, &to);
+    // None that opens a box: those stay.
     static const std::vector<std::string> words = {
-        "Error_Codes", "chan_bt", "M4_ready", "", "nothing", "cd_updat", "chan_usb with more behind it", "REC_ON"};
+        "error", "chan_bt", "M4_ready", "", "nothing", "cd_updat", "chan_usb with more behind it", "REC_ON"};
+    word.clear();
     if (pick(random, 0, 9) > 0) {
-        const char *word = one_of(random, words).c_str();
-        // "Error_Codes" would open a box; with a number first it is no string.
-        if (std::string(word) == "Error_Codes") word = "error";
-        dbus_message_iter_append_basic(&to, DBUS_TYPE_STRING, &word);
+        word = one_of(random, words) + " " + std::to_string(number);
+        const char *text = word.c_str();
+        dbus_message_iter_append_basic(&to, DBUS_TYPE_STRING, &text);
     }
     for (int i = pick(random, 0, 3); i > 0; i--) {
-        const int32_t number = pick(random, -5, 70000);
-        const double real = number;
+        const int32_t whole = pick(random, -5, 70000);
+        const double real = whole;
         DBusMessageIter inside;
         switch (pick(random, 0, 3)) {
-            case 0: dbus_message_iter_append_basic(&to, DBUS_TYPE_INT32, &number); break;
+            case 0: dbus_message_iter_append_basic(&to, DBUS_TYPE_INT32, &whole); break;
             case 1: dbus_message_iter_append_basic(&to, DBUS_TYPE_DOUBLE, &real); break;
             case 2:
                 dbus_message_iter_open_container(&to, DBUS_TYPE_ARRAY, "d", &inside);
@@ -221,46 +164,95 @@ DBusMessage *shaped_message(Random &random) {
                 break;
             default:
                 dbus_message_iter_open_container(&to, DBUS_TYPE_VARIANT, "i", &inside);
-                dbus_message_iter_append_basic(&inside, DBUS_TYPE_INT32, &number);
+                dbus_message_iter_append_basic(&inside, DBUS_TYPE_INT32, &whole);
                 dbus_message_iter_close_container(&to, &inside);
         }
     }
     return message;
 }
 
-void flood(long signals) {
-    Random random(2);
-    desk::Desk desk;
-    desk.start();
-    desk.advance(2000);
-    Holding first;
-    constexpr long burst = 1000;
-    long sent = 0;
-    int told_tenths = 0;
-    while (sent < signals) {
-        for (long i = 0; i < burst; i++, sent++) {
-            DBusMessage *message = shaped_message(random);
-            desk.bus().send_message(message);
-            dbus_message_unref(message);
-        }
-        change_a_file(random, desk.box());
-        desk.advance(burst + 100);
-        if (first.private_kb == 0 && sent >= signals / 10) first = holding_of(desk.daemon_pid());
-        const int tenth = static_cast<int>(sent * 10 / signals);
-        if (tenth > told_tenths) tell(told_tenths = tenth, desk, holding_of(desk.daemon_pid()));
+// The words that it has logged since it was asked last. It stands still.
+static void take_words(desk::LogSocket &log, std::vector<std::string> &taken) {
+    static const std::string begin = "Got Signal with value ";
+    for (const desk::LogLine &line : log.lines()) {
+        if (line.text.rfind(begin, 0) == 0)
+            taken.push_back(line.text.substr(begin.size(), line.text.size() - begin.size() - 1));
     }
-    must_not_have_grown(first, holding_of(desk.daemon_pid()));
-    must_do_what_it_is_told(desk);
+    log.clear();
 }
 
-} // namespace
+static void must_have_taken(const std::vector<std::string> &sent, const std::vector<std::string> &taken) {
+    for (size_t i = 0; i < sent.size(); i++) {
+        if (i < taken.size() && taken[i] == sent[i]) continue;
+        throw desk::Error("after " + std::to_string(i) + " of " + std::to_string(sent.size()) + " came \"" +
+                          (i < taken.size() ? taken[i] : "nothing") + "\" and not \"" + sent[i] + "\"");
+    }
+    if (taken.size() > sent.size()) throw desk::Error("more was taken than had been sent: \"" + taken.back() + "\"");
+}
+
+// Until the last of `sent` has been taken: as many passes as there are messages, and a few in which the bus was late.
+static void let_take(desk::Desk &desk, Random &random, const std::vector<std::string> &sent, long messages) {
+    constexpr int step = 100;
+    std::vector<std::string> taken;
+    for (long passes = 0; taken.size() < sent.size(); passes += step) {
+        if (passes > 2 * messages) break;
+        // The bus must write on while the daemon reads, and stepped passes are quicker than it.
+        for (int part = 0; part < 10; part++) {
+            desk.bus().catch_up();
+            desk.advance(step / 10);
+        }
+        const size_t before = taken.size();
+        take_words(desk.log(), taken);
+        if (taken.size() - before > step) {
+            throw desk::Error(std::to_string(taken.size() - before) + " signals were taken in " + std::to_string(step) +
+                              " passes");
+        }
+        if (passes % 1000 == 0) change_a_file(random, desk.box());
+    }
+    must_have_taken(sent, taken);
+}
+
+static void flood(long signals) {
+    Random random(2);
+    CountedDesk counted;
+    desk::Desk &desk = counted.desk();
+    desk.start();
+    desk.advance(2000);
+    told(desk);
+    std::optional<Holding> first;
+    constexpr long burst = 20000;
+    int told_tenths = 0;
+    for (long sent = 0; sent < signals;) {
+        std::vector<std::string> words;
+        std::vector<DBusMessage *> messages;
+        for (long i = 0; i < burst; i++, sent++) {
+            std::string word;
+            messages.push_back(shaped_message(random, sent, word));
+            if (!word.empty()) words.push_back(word);
+        }
+        desk.log().clear();
+        desk.bus().send_messages(messages);
+        for (DBusMessage *message : messages) dbus_message_unref(message);
+        let_take(desk, random, words, burst);
+        const int tenth = static_cast<int>(sent * 10 / signals);
+        if (tenth == told_tenths) continue;
+        told(desk);
+        if (!first) first = counted.holding();
+        tell(told_tenths = tenth, counted);
+    }
+    must_hold_the_same_blocks(*first, counted.holding());
+    must_do_what_it_is_told(desk);
+    must_have_the_room_of_a_fresh_one(desk);
+}
+
+} // namespace prove
 
 int main(int argc, char **argv) try {
     const std::string kind = argc == 3 ? argv[1] : "";
     if (kind == "soak") {
-        soak(std::atol(argv[2]));
+        prove::soak(std::atol(argv[2]));
     } else if (kind == "flood") {
-        flood(std::atol(argv[2]));
+        prove::flood(std::atol(argv[2]));
     } else {
         throw desk::Error("say 'soak MINUTES' or 'flood SIGNALS'");
     }
