@@ -9,10 +9,6 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <random>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -20,44 +16,12 @@
 
 #include "panel/drawing.h"
 #include "simulator/desk/desk.h"
+#include "holding.h"
+#include "random.h"
 
 namespace {
 
-namespace fs = std::filesystem;
-using Random = std::mt19937;
-
-int pick(Random &random, int from, int to) { return std::uniform_int_distribution<int>(from, to)(random); }
-
-template <typename T>
-const T &one_of(Random &random, const std::vector<T> &all) {
-    return all[static_cast<size_t>(pick(random, 0, static_cast<int>(all.size()) - 1))];
-}
-
 // ---- What the daemon holds
-
-struct Holding {
-    long private_kb = 0;
-    int descriptors = 0;
-    int children = 0;
-};
-
-Holding holding_of(pid_t pid) {
-    Holding holding;
-    const std::string folder = "/proc/" + std::to_string(pid);
-    std::ifstream memory(folder + "/smaps_rollup");
-    for (std::string line; std::getline(memory, line);) {
-        if (line.rfind("Private_Dirty:", 0) == 0) holding.private_kb = std::atol(line.c_str() + 14);
-    }
-    for ([[maybe_unused]] const auto &entry : fs::directory_iterator(folder + "/fd")) holding.descriptors++;
-    std::ifstream list(folder + "/task/" + std::to_string(pid) + "/children");
-    for (std::string child; list >> child;) holding.children++;
-    return holding;
-}
-
-std::string in_words(const Holding &holding) {
-    return std::to_string(holding.private_kb) + " kB of its own, " + std::to_string(holding.descriptors) +
-           " descriptors, " + std::to_string(holding.children) + " children";
-}
 
 // Pages that the allocator takes up late; a leak of one message in an hour would be more over the whole run.
 constexpr long spare_kb = 64;
