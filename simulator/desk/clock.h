@@ -29,6 +29,8 @@ public:
     // Lets the daemon run `ms` further; raise() returns at once, stands_still() tells when it has arrived.
     void raise(int64_t ms);
     bool stands_still() const;
+    // Stepped: `ms` pass at once, as they do while the daemon waits for somebody and makes no pass.
+    void skip(int64_t ms);
     // Scaled time from here on; stop() is stepped time again, at the moment reached.
     void set_speed(double speed);
     void stop();

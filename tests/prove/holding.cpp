@@ -1,88 +1,25 @@
-#include "tests/prove/holding.h"
+#include "holding.h"
 
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 
-#include <fcntl.h>
-#include <sys/mman.h>
-#include <unistd.h>
-
-#include "simulator/desk/places.h"
-#include "simulator/desk/sandbox.h"
-
-namespace prove {
-
-namespace fs = std::filesystem;
-
-// In the box, where the daemon finds them.
-constexpr const char *shim_in_box = "/tmp/liblive_blocks.so";
-constexpr const char *counts_in_box = "/tmp/live_blocks";
-
-static std::string content_of(const std::string &path) {
-    std::ifstream file(path, std::ios::binary);
-    std::ostringstream all;
-    all << file.rdbuf();
-    if (!file) throw desk::Error("can't read " + path);
-    return all.str();
-}
-
-static live_blocks *mapped(const std::string &path) {
-    const int file = open(path.c_str(), O_RDWR | O_CLOEXEC);
-    if (file < 0 || ftruncate(file, sizeof(live_blocks)) != 0) throw desk::system_error("can't make " + path);
-    void *place = mmap(nullptr, sizeof(live_blocks), PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
-    close(file);
-    if (place == MAP_FAILED) throw desk::system_error("can't map " + path);
-    return static_cast<live_blocks *>(place);
-}
-
-CountedDesk::CountedDesk(desk::Options options) {
-    options.environment["LD_PRELOAD"] = std::string(desk::guest_shim) + ":" + shim_in_box;
-    options.environment["LIVE_BLOCKS"] = counts_in_box;
-    desk_ = std::make_unique<desk::Desk>(options);
-    desk_->box().write(shim_in_box, content_of(desk::find_program("tests/prove/liblive_blocks.so")));
-    desk_->box().write(counts_in_box);
-    live_ = mapped(desk_->box().host_path(counts_in_box));
-}
-
-CountedDesk::~CountedDesk() { munmap(live_, sizeof(live_blocks)); }
-
-Holding CountedDesk::holding() {
+Holding holding_of(pid_t pid) {
     Holding holding;
-    const pid_t pid = desk_->daemon_pid();
     const std::string folder = "/proc/" + std::to_string(pid);
     std::ifstream memory(folder + "/smaps_rollup");
     for (std::string line; std::getline(memory, line);) {
         if (line.rfind("Private_Dirty:", 0) == 0) holding.private_kb = std::atol(line.c_str() + 14);
     }
-    for ([[maybe_unused]] const auto &entry : fs::directory_iterator(folder + "/fd")) holding.descriptors++;
+    for ([[maybe_unused]] const auto &entry : std::filesystem::directory_iterator(folder + "/fd")) {
+        holding.descriptors++;
+    }
     std::ifstream list(folder + "/task/" + std::to_string(pid) + "/children");
     for (std::string child; list >> child;) holding.children++;
-    holding.live = *live_;
     return holding;
 }
 
 std::string in_words(const Holding &holding) {
-    return std::to_string(holding.private_kb) + " kB of its own, " + std::to_string(holding.live.blocks) +
-           " blocks of " + std::to_string(holding.live.bytes / 1024) + " kB, " + std::to_string(holding.descriptors) +
+    return std::to_string(holding.private_kb) + " kB of its own, " + std::to_string(holding.descriptors) +
            " descriptors, " + std::to_string(holding.children) + " children";
 }
-
-constexpr long spare_kb = 64;
-
-void must_not_have_grown(const Holding &before, const Holding &now) {
-    if (now.private_kb <= before.private_kb + spare_kb && now.descriptors <= before.descriptors && now.children == 0) {
-        return;
-    }
-    throw desk::Error("it has grown: " + in_words(now) + "; before it had " + in_words(before));
-}
-
-void must_hold_the_same_blocks(const Holding &before, const Holding &now) {
-    must_not_have_grown(before, now);
-    if (now.live.blocks <= before.live.blocks) return;
-    throw desk::Error("it has not given back " + std::to_string(now.live.blocks - before.live.blocks) + " blocks, " +
-                      std::to_string(now.live.bytes - before.live.bytes) + " bytes, that it did not hold in the same " +
-                      "state before");
-}
-
-} // namespace prove

@@ -11,30 +11,21 @@
 #include <cstdio>
 #include <cstdlib>
 #include <optional>
-#include <random>
 #include <string>
 #include <vector>
 
 #include <dbus/dbus.h>
 
 #include "simulator/desk/desk.h"
-#include "tests/prove/holding.h"
+#include "tests/prove/counted_desk.h"
+#include "tests/prove/random.h"
 #include "tests/prove/told.h"
 
 namespace prove {
 
-using Random = std::mt19937;
-
-static int pick(Random &random, int from, int to) { return std::uniform_int_distribution<int>(from, to)(random); }
-
-template <typename T>
-static const T &one_of(Random &random, const std::vector<T> &all) {
-    return all[static_cast<size_t>(pick(random, 0, static_cast<int>(all.size()) - 1))];
-}
-
 static void tell(int tenth, CountedDesk &counted) {
     std::printf("%3d %%  %8.1f s of its time  %s\n", tenth * 10,
-                static_cast<double>(counted.desk().clock().now_us()) / 1e6, in_words(counted.holding()).c_str());
+                static_cast<double>(counted.desk().clock().now_us()) / 1e6, in_words(counted.counted()).c_str());
     std::fflush(stdout);
 }
 
@@ -114,7 +105,7 @@ static void soak(long minutes) {
     CountedDesk counted(options);
     desk::Desk &desk = counted.desk();
     desk.start();
-    std::optional<Holding> first;
+    std::optional<Counted> first;
     int told_tenths = 0;
     const int64_t end_us = minutes * 60 * 1000000L;
     while (desk.clock().now_us() < end_us) {
@@ -126,10 +117,10 @@ static void soak(long minutes) {
         const int tenth = static_cast<int>(desk.clock().now_us() * 10 / end_us);
         if (tenth == told_tenths) continue;
         told(desk);
-        if (!first) first = counted.holding();
+        if (!first) first = counted.counted();
         tell(told_tenths = tenth, counted);
     }
-    must_hold_the_same_blocks(*first, counted.holding());
+    must_hold_the_same_blocks(*first, counted.counted());
     must_do_what_it_is_told(desk);
     must_have_the_room_of_a_fresh_one(desk);
 }
@@ -219,7 +210,7 @@ static void flood(long signals) {
     desk.start();
     desk.advance(2000);
     told(desk);
-    std::optional<Holding> first;
+    std::optional<Counted> first;
     constexpr long burst = 20000;
     int told_tenths = 0;
     for (long sent = 0; sent < signals;) {
@@ -237,10 +228,10 @@ static void flood(long signals) {
         const int tenth = static_cast<int>(sent * 10 / signals);
         if (tenth == told_tenths) continue;
         told(desk);
-        if (!first) first = counted.holding();
+        if (!first) first = counted.counted();
         tell(told_tenths = tenth, counted);
     }
-    must_hold_the_same_blocks(*first, counted.holding());
+    must_hold_the_same_blocks(*first, counted.counted());
     must_do_what_it_is_told(desk);
     must_have_the_room_of_a_fresh_one(desk);
 }
