@@ -31,7 +31,7 @@ bool leave_out_steps(Sequence &sequence, const Fails &fails) {
     return any;
 }
 
-// The shortest time that still fails if longer ones do, found by halving; where they don't always, a short one.
+// Found by halving: the shortest time that still fails if all longer ones do.
 bool shorten(Sequence &sequence, size_t at, const Fails &fails) {
     bool any = false;
     uint32_t passes = 0;
@@ -47,15 +47,30 @@ bool shorten(Sequence &sequence, size_t at, const Fails &fails) {
     return any;
 }
 
-// Two waits behind each other are one.
-bool join_waits(Sequence &sequence, const Fails &fails) {
+// Where a time that is short fails and some longer ones don't, only trying finds it.
+bool try_all_times(Sequence &sequence, const Fails &fails) {
     bool any = false;
-    for (size_t i = 0; i + 1 < sequence.size();) {
+    for (size_t i = 0; i < sequence.size(); i++) {
         Sequence smaller = sequence;
-        const bool both = sequence[i].kind == Step::wait && sequence[i + 1].kind == Step::wait;
+        for (uint32_t ms = 1; ms < sequence[i].ms; ms++) {
+            smaller[i].ms = ms;
+            if (take_if_it_fails(sequence, smaller, fails)) any = true;
+        }
+    }
+    return any;
+}
+
+// A wait becomes a part of the next one.
+bool join_waits(Sequence &sequence, const Fails &fails) {
+    const auto is_wait = [](const Step &step) { return step.kind == Step::wait; };
+    bool any = false;
+    for (size_t i = 0; i < sequence.size();) {
+        Sequence smaller = sequence;
+        const auto next = std::find_if(smaller.begin() + static_cast<long>(i) + 1, smaller.end(), is_wait);
+        const bool both = is_wait(sequence[i]) && next != smaller.end();
         if (both) {
-            smaller[i].ms += smaller[i + 1].ms;
-            smaller.erase(smaller.begin() + static_cast<long>(i) + 1);
+            next->ms += sequence[i].ms;
+            smaller.erase(smaller.begin() + static_cast<long>(i));
         }
         if (both && take_if_it_fails(sequence, smaller, fails))
             any = true;
@@ -75,6 +90,7 @@ std::vector<Step> plainer(const Step &step) {
     };
     if (step.kind == Step::start && step.word != "normal") with([](Step &s) { s.word = "normal"; });
     const bool message = step.kind == Step::send || step.kind == Step::message;
+    if (message) with([](Step &s) { s = {Step::wait, "", {}, {}, 1}; }); // the time that a message takes
     if (message && !step.arguments.empty()) {
         with([](Step &s) { s.arguments.clear(); });
         with([](Step &s) { s.arguments.pop_back(); });
@@ -113,6 +129,7 @@ Sequence shrunk(Sequence sequence, const Fails &fails) {
             if (sequence[i].kind == Step::wait) any = shorten(sequence, i, fails) || any;
             while (make_plainer(sequence, i, fails)) any = true;
         }
+        if (!any) any = try_all_times(sequence, fails);
     }
     return sequence;
 }
