@@ -99,7 +99,7 @@ Message::Message(const char *word) : message(dbus_message_new_signal("/zor/signa
 
 Message::~Message() { dbus_message_unref(message); }
 
-Message &Message::with(const Argument &argument) {
+void append_argument(DBusMessage *message, const Argument &argument) {
     DBusMessageIter end;
     dbus_message_iter_init_append(message, &end);
     switch (argument.code[0]) {
@@ -108,6 +108,10 @@ Message &Message::with(const Argument &argument) {
         case '(': append_struct(&end, argument.code); break;
         default: append_basic(&end, argument.code[0], argument); break;
     }
+}
+
+Message &Message::with(const Argument &argument) {
+    append_argument(message, argument);
     return *this;
 }
 

@@ -28,6 +28,9 @@ struct Argument {
 extern const char *const ARGUMENT_SIGNATURES[];
 extern const int ARGUMENT_SIGNATURE_COUNT;
 
+/// Puts the argument behind those that the message has.
+void append_argument(DBusMessage *message, const Argument &argument);
+
 /// A message that is being read, its iterator on the first argument.
 class Message {
 public:

@@ -95,6 +95,7 @@ void Model::error_code(const std::optional<std::string> &code) {
     } else if (code->rfind("CWIFI", 0) == 0) {
         if (!state.wifi_error_latched || state.fw_overlay_shown) return;
         close_box();
+        wifi_link_is_up();
         state.chan_sta = true;
         connectivity_line(true);
     } else {
@@ -115,7 +116,10 @@ void Model::update_started(std::optional<int32_t> seconds, const std::optional<s
     state.fw_type = state.fw_type_text;
     log.push_back({LOG_ERR, "fw type is: " + *type + "\n"});
     state.fw_progress = 0;
-    if (!state.fw_overlay_shown) show_box(&DisplayState::fw_overlay_shown);
+    if (state.fw_overlay_shown)
+        restart_fw_box();
+    else
+        show_box(&DisplayState::fw_overlay_shown);
 }
 
 void Model::update_ended(bool well) {
@@ -144,7 +148,7 @@ void Model::command(const std::string &word, std::optional<int32_t> seconds, std
     if (is("clear_msg")) close_box();
     if (is("Reboot") || is("Req_reboot")) close_box(), show_box(&S::reboot_shown);
     if (is("Check_Igni")) close_box(), show_box(&S::ignition_shown);
-    if (is("USB_update")) boxes++;
+    if (is("USB_update")) show_usb_box();
     if (is("USB_done")) show_box(&S::reboot_shown);
     if (is("chan_usb")) choose_channel(&S::chan_usb, false);
     if (is("chan_bt")) choose_channel(&S::chan_bt, false);
@@ -255,6 +259,7 @@ bool Model::connectivity_line(bool force) {
         state.wifi_ssid[strcspn(state.wifi_ssid, "\n")] = '\0';
         snprintf(state.last_quality, sizeof(state.last_quality), "%s", state.wifi_quality);
     }
+    row_was_built();
     return true;
 }
 

@@ -46,10 +46,22 @@ struct Model {
     /// connectivity_refresh with the link down.
     void connectivity_refresh_without_wifi();
 
-private:
+    virtual ~Model() = default;
+    Model() = default;
+    Model(const Model &) = default;
+    Model &operator=(const Model &) = default;
+
+protected:
+    // What a model that knows more does besides, or instead.
+    virtual void show_box(bool DisplayState::*flag);
+    virtual void show_usb_box() { boxes++; }
+    virtual void restart_fw_box() {}
+    virtual void close_box();
+    virtual void row_was_built() {}
+    virtual bool wifi_link_is_up() { return false; }
     bool any_box() const;
-    void close_box();
-    void show_box(bool DisplayState::*flag);
+
+private:
     void clear_modes();
     void set_mode(bool DisplayState::*flag);
     void choose_channel(bool DisplayState::*channel, bool force);

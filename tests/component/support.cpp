@@ -24,7 +24,7 @@ namespace fs = std::filesystem;
 // ---- Time
 
 // In November 2023, and half an hour before the clock's next wrap at 2^31 microseconds.
-constexpr int64_t CLOCK_AT_START_US = 395812 * (1LL << 32) + 100000000;
+const int64_t CLOCK_AT_START_US = 395812 * (1LL << 32) + 100000000;
 int64_t test_clock_us = CLOCK_AT_START_US;
 int64_t test_clock_step_us;
 
@@ -77,6 +77,8 @@ static void display_once() {
 }
 
 bool pixel(int x, int y) { return x >= 0 && x < WIDTH && y >= 0 && y < HEIGHT && panel[y][x]; }
+
+const bool *panel_pixels() { return &panel[0][0]; }
 
 int lit_pixels(int x1, int y1, int x2, int y2) {
     int lit = 0;

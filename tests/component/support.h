@@ -20,6 +20,9 @@
 
 // ---- Time. gettimeofday() answers with this clock in the whole executable; LVGL's tick follows it.
 
+/// Where the clock stands when a test begins.
+extern const int64_t CLOCK_AT_START_US;
+
 /// Microseconds since 1970 as gettimeofday() tells them.
 extern int64_t test_clock_us;
 
@@ -33,6 +36,9 @@ void run_for(uint32_t ms);
 
 /// True when the pixel is lit; false outside of the panel.
 bool pixel(int x, int y);
+
+/// All pixels, row by row.
+const bool *panel_pixels();
 
 /// Lit pixels inside a rectangle, both corners included.
 int lit_pixels(int x1, int y1, int x2, int y2);
