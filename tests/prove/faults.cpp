@@ -93,13 +93,13 @@ void progress(const std::string &text) {
 
 enum class Outcome { passed, failed, skipped };
 
-Outcome run(const Kind &kind, const Wanted &wanted) {
+Outcome run(const Kind &kind, const std::string &which, const Wanted &wanted) {
     const auto begin = std::chrono::steady_clock::now();
     const auto seconds = [&] {
         return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
     };
     for (long i = 0; i < wanted.times; i++) {
-        progress(std::string(kind.name) + " " + std::to_string(i + 1) + " of " + std::to_string(wanted.times));
+        progress(which + " " + kind.name + ", " + std::to_string(i + 1) + " of " + std::to_string(wanted.times));
         const unsigned seed = wanted.seed + static_cast<unsigned>(i);
         Random random(seed);
         try {
@@ -130,8 +130,9 @@ int main(int argc, char **argv) try {
         return 0;
     }
     int counts[3] = {};
-    for (const Kind &kind : kinds) {
-        counts[static_cast<int>(run(kind, wanted))]++;
+    for (size_t i = 0; i < kinds.size(); i++) {
+        const std::string which = std::to_string(i + 1) + "/" + std::to_string(kinds.size());
+        counts[static_cast<int>(run(kinds[i], which, wanted))]++;
         std::fflush(stdout);
     }
     std::printf("%d passed, %d failed", counts[0], counts[1]);
