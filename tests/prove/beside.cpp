@@ -5,6 +5,7 @@
 
 #include "app/listener.h"
 #include "component/listener_bus.h"
+#include "component/model.h"
 #include "component/widgets.h"
 
 Beside::Beside(const Periods &model_periods) : periods(model_periods) {
@@ -27,6 +28,8 @@ Beside::~Beside() { TearDown(); }
 // An empty screen that is drawn, and a clock at its start: LVGL's own tasks run in the first pass, since for them time
 // has gone back, and so each sequence finds them at the same point.
 void Beside::start_over() {
+    while (connection != nullptr && listener_poll(connection)) {
+    }
     take_screen_down();
     test_clock_us = CLOCK_AT_START_US;
     lv_task_handler();
@@ -55,6 +58,7 @@ void Beside::start(const std::string &screen) {
     else
         build_status_screen();
     connection = listener_connect();
+    receive({Step::message, "NameAcquired", {}, {}, 0});
 }
 
 static DBusMessage *message_of(const Step &step) {
@@ -67,12 +71,16 @@ static DBusMessage *message_of(const Step &step) {
     return message;
 }
 
-// As the loop does after the tasks of a pass. Passes without a message do not poll: a poll that finds nothing changes
-// nothing.
-void Beside::receive(const Step &step) {
-    listener_bus.receive(message_of(step));
-    if (listener_poll(connection)) display_state.no_warranty = access("/rodata/wlock", F_OK) != 0;
-    listener_bus.calls.clear();
+void Beside::receive(const Step &step) { listener_bus.receive(message_of(step)); }
+
+// The loop. Passes without a message do not poll: a poll that finds nothing changes nothing.
+void Beside::pass(uint32_t ms) {
+    for (; ms > 0; ms--) {
+        run_for(1);
+        if (listener_bus.socket.empty() && listener_bus.queue.empty()) continue;
+        if (listener_poll(connection)) display_state.no_warranty = access("/rodata/wlock", F_OK) != 0;
+        listener_bus.calls.clear();
+    }
 }
 
 // ---- Beside the model
@@ -98,6 +106,7 @@ std::string Beside::panel_difference(const TimedModel &model) {
     const Picture &expected = painter.paint(model.drawn());
     const bool *actual = panel_pixels();
     panels_compared++;
+    scenes.insert(std::hash<std::string>()(model.drawn().key()));
     unsigned different = 0;
     for (size_t i = 0; i < expected.size(); i++) different += differs(expected[i], actual[i]);
     if (different == 0) return "";
@@ -110,6 +119,40 @@ std::string Beside::panel_difference(const TimedModel &model) {
     }
     return out;
 }
+
+// ---- Figures
+
+void Beside::count(const Step &step) {
+    kinds[step.kind]++;
+    if (step.kind != Step::send) return;
+    for (const std::string &word : ALL_WORDS) {
+        if (step.word.rfind(word, 0) == 0) words[word]++;
+    }
+}
+
+std::string Beside::summary() const {
+    uint64_t steps = 0;
+    for (const auto &[kind, times] : kinds) steps += times;
+    const auto share = [&](std::initializer_list<Step::Kind> some) {
+        uint64_t times = 0;
+        for (const Step::Kind kind : some) times += kinds.count(kind) != 0 ? kinds.at(kind) : 0;
+        return std::to_string(steps == 0 ? 0 : (times * 100 + steps / 2) / steps) + " %";
+    };
+    const auto fewer = [](const auto &a, const auto &b) { return a.second < b.second; };
+    const auto [rarest, commonest] = std::minmax_element(words.begin(), words.end(), fewer);
+    std::string out = std::to_string(steps) + " steps: " + share({Step::send}) + " commands, " +
+                      share({Step::message}) + " other messages, " + share({Step::box, Step::file, Step::tool}) +
+                      " files and tools, " + share({Step::wait}) + " time, " + share({Step::start}) + " starts\n";
+    if (!words.empty()) {
+        out += std::to_string(words.size()) + " of " + std::to_string(ALL_WORDS.size()) + " words: from " +
+               rarest->first + " " + std::to_string(rarest->second) + " times to " + commonest->first + " " +
+               std::to_string(commonest->second) + " times\n";
+    }
+    return out + std::to_string(ms_run / 3600000) + " hours of the display's time; " + std::to_string(panels_compared) +
+           " panels compared, of " + std::to_string(scenes.size()) + " different scenes\n";
+}
+
+// ---- The run
 
 Difference Beside::run(const Sequence &sequence) {
     start_over();
@@ -134,19 +177,16 @@ Difference Beside::run(const Sequence &sequence) {
                 break;
             case Step::send:
             case Step::message:
-                run_for(1);
-                ms_run++;
                 receive(step);
-                model->pass(1);
-                model->take(step);
+                model->receive(step);
                 break;
             case Step::wait:
-                run_for(step.ms);
+                pass(step.ms);
                 ms_run += step.ms;
                 model->pass(step.ms);
                 break;
         }
-        steps_run++;
+        count(step);
         if (!model) continue;
         Difference difference = {i, model->record_difference(), panel_difference(*model)};
         if (difference.any()) return difference;

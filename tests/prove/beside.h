@@ -6,6 +6,7 @@
 
 #include <map>
 #include <string>
+#include <unordered_set>
 
 #include "component/support.h"
 #include "painter.h"
@@ -25,9 +26,8 @@ public:
     ~Beside() override;
     /// Runs the sequence up to its first difference.
     Difference run(const Sequence &sequence);
-    uint64_t steps() const { return steps_run; }
-    uint64_t simulated_ms() const { return ms_run; }
-    uint64_t panels() const { return panels_compared; }
+    /// What has been run so far, in a few lines.
+    std::string summary() const;
 
 private:
     void TestBody() override {}
@@ -35,11 +35,16 @@ private:
     void fill_box(const BoxContent &content);
     void start(const std::string &screen);
     void receive(const Step &step);
+    void pass(uint32_t ms);
+    void count(const Step &step);
     std::string panel_difference(const TimedModel &model);
 
     Periods periods;
     Painter painter;
     BoxContent in_place;
     DBusConnection *connection = nullptr;
-    uint64_t steps_run = 0, ms_run = 0, panels_compared = 0;
+    std::map<Step::Kind, uint64_t> kinds;  ///< how many steps of each
+    std::map<std::string, uint64_t> words; ///< how many of each display command, as the vocabulary has it
+    std::unordered_set<size_t> scenes;     ///< of each panel that was compared, a hash of what it must show
+    uint64_t ms_run = 0, panels_compared = 0;
 };

@@ -55,9 +55,7 @@ bool all_agree(uint64_t seed, uint64_t sequences) {
                static_cast<unsigned long long>(i + 1), spent.count(), left);
         fflush(stdout);
     }
-    printf("ok: %llu sequences, %llu steps, %.1f hours of the display's time, %llu panels compared\n",
-           static_cast<unsigned long long>(sequences), static_cast<unsigned long long>(beside.steps()),
-           static_cast<double>(beside.simulated_ms()) / 3.6e6, static_cast<unsigned long long>(beside.panels()));
+    printf("%sok: %llu sequences\n", beside.summary().c_str(), static_cast<unsigned long long>(sequences));
     return true;
 }
 

@@ -16,9 +16,7 @@ Step pause_of(uint32_t ms) { return {Step::wait, "", {}, {}, ms}; }
 
 uint32_t duration_of(const Sequence &sequence) {
     uint32_t ms = 0;
-    for (const Step &step : sequence) {
-        ms += step.kind == Step::wait ? step.ms : step.kind == Step::send || step.kind == Step::message ? 1 : 0;
-    }
+    for (const Step &step : sequence) ms += step.ms;
     return ms;
 }
 
@@ -72,9 +70,8 @@ TEST(ModelCheck, FindsAModeLineThatIsTooFast) {
     Periods wrong;
     wrong.mode_line = 400;
     const Sequence small = found_with(wrong);
-    ASSERT_FALSE(small.empty());
-    EXPECT_LE(small.size(), 3u) << as_scenario(small);
-    EXPECT_EQ(duration_of(small), 400u) << as_scenario(small);
+    // The warranty lock is not there, and NO WARRANTY comes.
+    EXPECT_EQ(as_scenario(small), "start normal bare\nwait 400ms\n");
 }
 
 TEST(ModelCheck, FindsAMeterThatIsAMillisecondLate) {

@@ -232,10 +232,10 @@ Step odd_message(Chance &chance) {
 
 Step any_step(Chance &chance, int &left_for_good) {
     const int choice = chance.below(100);
-    if (choice < 30) return wait_step(chance);
-    if (choice < 48) return box_change(chance);
-    if (choice < 53) return odd_change(chance);
-    if (choice < 56) return odd_message(chance);
+    if (choice < 38) return wait_step(chance);
+    if (choice < 53) return box_change(chance);
+    if (choice < 58) return odd_change(chance);
+    if (choice < 61) return odd_message(chance);
     return command_step(chance, left_for_good);
 }
 
@@ -247,11 +247,13 @@ Sequence random_sequence(uint64_t number) {
     for (int i = chance.below(6); i > 0; i--) {
         sequence.push_back(chance.percent(20) ? odd_change(chance) : box_change(chance));
     }
+    if (chance.percent(60)) sequence.push_back(box_step("warranty-lock", "on"));
     const int screen = chance.below(100);
     const std::string word = screen < 80 ? "normal" : screen < 90 ? "debug" : "production";
     sequence.push_back({Step::start, word, {}, {}, 0});
     int left_for_good = 0;
     for (int i = 10 + chance.below(30); i > 0; i--) sequence.push_back(any_step(chance, left_for_good));
+    sequence.push_back(wait_step(chance));
     return sequence;
 }
 

@@ -23,7 +23,7 @@ struct BoxContent {
 
 struct Step {
     enum Kind {
-        send,    ///< a display command: `word` and `arguments`
+        send,    ///< a display command lies in the bus, `word` and `arguments`; a pass takes one
         message, ///< no display command: `word` is another member, or "" for "Display" with `arguments` alone
         box,     ///< a control of the scenario language, `word`, set to `value`
         file,    ///< what the language has no word for: the file `word` holds `value`, or is gone

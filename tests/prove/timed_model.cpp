@@ -35,6 +35,7 @@ TimedModel::TimedModel(const std::string &start_screen, const BoxContent &conten
     if (production) log.push_back({LOG_ERR, "start prod interface."});
     log.push_back({LOG_INFO, "Listening for signals\n"});
     log.push_back({LOG_INFO, "Match rule sent\n"});
+    queue.push_back({Step::message, "NameAcquired", {}, {}, 0}); // the bus's own
     if (!production) return;
     const std::string name = first_line("/rodata/bluetooth_name", "ERROR");
     for (const std::string &text : {"SN: " + first_line("/rodata/serial_number", "ERROR"),
@@ -65,7 +66,7 @@ void TimedModel::follow_priorities() {
 void TimedModel::pass(uint32_t ms) {
     const int64_t end = now + ms;
     while (now < end) {
-        int64_t next = end;
+        int64_t next = queue.empty() ? end : now + 1;
         for (const Timer &timer : timers) {
             if (timer.on) next = std::min(next, timer.last + int64_t{timer.period});
         }
@@ -77,6 +78,9 @@ void TimedModel::pass(uint32_t ms) {
             timer.last = now;
             run(task);
         }
+        if (queue.empty()) continue;
+        take(queue.front());
+        queue.pop_front();
     }
 }
 
@@ -108,39 +112,42 @@ void TimedModel::run(Task task) {
 
 // ---- Messages
 
-static std::string logged(const std::string &text) { return text + "\n"; }
+static bool is_display(const Step &step) { return step.kind == Step::send || step.word.empty(); }
 
 void TimedModel::take(const Step &step) {
     changed = true;
-    const bool display = step.kind == Step::send || step.word.empty();
-    const bool command =
-        step.kind == Step::send || (display && !step.arguments.empty() && step.arguments[0].code == "s");
-    if (command) {
-        const std::string text = step.kind == Step::send ? step.word : step.arguments[0].text;
-        const auto word = std::find_if(ALL_WORDS.begin(), ALL_WORDS.end(),
-                                       [&text](const std::string &one) { return text.rfind(one, 0) == 0; });
-        std::optional<int32_t> seconds;
-        std::optional<std::string> last;
-        // Each is read only when it is there in its type, and what stands before it too.
-        size_t next = step.kind == Step::send ? 0 : 1;
-        const auto has = [&](const char *code) {
-            return next < step.arguments.size() && step.arguments[next].code == code;
-        };
-        const bool update = word != ALL_WORDS.end() && *word == "cd_update";
-        if (update && has("i")) seconds = step.arguments[next++].number;
-        if ((!update || seconds) && has("s")) last = step.arguments[next].text;
-        if (word != ALL_WORDS.end()) this->Model::command(*word, seconds, last);
-        for (auto &[priority, line] : log) {
-            if (line == "not alone my friend... Error_Code\n") line = logged("not alone my friend... " + text);
-            // The type as it is kept.
-            if (line.rfind("fw type is: ", 0) == 0) line = logged(std::string("fw type is: ") + state.fw_type);
-        }
-        log.insert(log.begin(), {LOG_INFO, logged("Got Signal with value " + text)});
-    } else if (display) {
+    if (step.kind == Step::send) {
+        carry_out(step);
+    } else if (is_display(step)) {
         log.push_back({LOG_ERR, step.arguments.empty() ? "Message Has No Parameters\n" : "Argument is not string!\n"});
     }
     state.no_warranty = !box.has("/rodata/wlock");
     follow_priorities();
+}
+
+// Each argument is read only when it is there in its type, and what stands before it too.
+void TimedModel::carry_out(const Step &step) {
+    const auto word = std::find_if(ALL_WORDS.begin(), ALL_WORDS.end(),
+                                   [&step](const std::string &one) { return step.word.rfind(one, 0) == 0; });
+    auto lines = std::move(log);
+    log.clear();
+    lines.push_back({LOG_INFO, "Got Signal with value " + step.word + "\n"});
+    size_t next = 0;
+    const auto has = [&](const char *code) {
+        return next < step.arguments.size() && step.arguments[next].code == code;
+    };
+    std::optional<int32_t> seconds;
+    std::optional<std::string> text;
+    const bool update = word != ALL_WORDS.end() && *word == "cd_update";
+    if (update && has("i")) seconds = step.arguments[next++].number;
+    if ((!update || seconds) && has("s")) text = step.arguments[next].text;
+    if (word != ALL_WORDS.end()) command(*word, seconds, text);
+    for (auto &[priority, line] : log) {
+        if (line == "not alone my friend... Error_Code\n") line = "not alone my friend... " + step.word + "\n";
+        // The type as it is kept.
+        if (line.rfind("fw type is: ", 0) == 0) line = std::string("fw type is: ") + state.fw_type + "\n";
+    }
+    log.insert(log.begin(), lines.begin(), lines.end());
 }
 
 // ---- Boxes

@@ -5,6 +5,7 @@
 
 #include <stdint.h>
 
+#include <deque>
 #include <string>
 #include <vector>
 
@@ -26,11 +27,11 @@ public:
     /// The box changes.
     void change_box(const BoxContent &content) { box = content; }
 
+    /// A message comes, which a pass will take: one each, behind its tasks.
+    void receive(const Step &step) { queue.push_back(step); }
+
     /// So many milliseconds pass, each with one pass of the loop.
     void pass(uint32_t ms);
-
-    /// A message that is no display command, or whatever its first argument makes it, at the end of the last pass.
-    void take(const Step &step);
 
     /// "" when the record, the tasks, the objects, the log and what was asked of the shell are as modelled, else what
     /// differs. Log and shell are what came since the last forget_log().
@@ -82,6 +83,8 @@ private:
     void row_was_built() override;
     bool wifi_link_is_up() override;
 
+    void take(const Step &step);
+    void carry_out(const Step &step);
     void begin(Task task, uint32_t period, bool on);
     void follow_priorities();
     void run(Task task);
@@ -104,6 +107,7 @@ private:
 
     const std::string screen;
     BoxContent box;
+    std::deque<Step> queue;
     int64_t now = 0;
     std::vector<Task> order;
     Timer timers[task_count];
