@@ -59,10 +59,13 @@ void Clock::reset(int64_t origin_us) {
     store(shared_->stands_at_us, -1);
     store(shared_->speed_thousandths, 1000);
     store(shared_->passes, 0);
+    store(shared_->look_us, 0);
+    store(shared_->looks_kept, 0);
     store(shared_->magic, DESK_CLOCK_MAGIC);
 }
 
 void Clock::raise(int64_t ms) {
+    store(shared_->looks_kept, 0);
     store(shared_->limit_us, std::max(load(shared_->limit_us), load(shared_->now_us)) + ms * 1000);
     tell_daemon(shared_);
 }
@@ -72,6 +75,25 @@ void Clock::skip(int64_t ms) { store(shared_->now_us, load(shared_->now_us) + ms
 bool Clock::stands_still() const {
     const bool stepped = load(shared_->mode) == DESK_CLOCK_STEPPED;
     return stepped && load(shared_->stands_at_us) == load(shared_->limit_us);
+}
+
+static_assert(Clock::most_looks == DESK_MOST_LOOKS);
+
+void Clock::look_every(int64_t ms, size_t panel_bytes) {
+    if (panel_bytes > DESK_LOOK_BYTES) throw Error("a panel of " + std::to_string(panel_bytes) + " bytes is too large");
+    store(shared_->panel_bytes, panel_bytes);
+    store(shared_->look_us, ms * 1000);
+}
+
+std::vector<Look> Clock::looks() const {
+    const uint32_t kept = load(shared_->looks_kept);
+    const uint32_t size = load(shared_->panel_bytes);
+    std::vector<Look> looks;
+    for (uint32_t i = 0; i < kept; i++) {
+        const desk_look &look = shared_->looks[i];
+        looks.push_back({look.at_us, {look.panel, look.panel + size}});
+    }
+    return looks;
 }
 
 void Clock::set_speed(double speed) {

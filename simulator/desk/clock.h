@@ -5,12 +5,20 @@
 // One pass of the daemon's loop is one usleep() of 1 ms.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 struct desk_clock;
 
 namespace desk {
+
+// What the panel held at a moment of stepped time.
+struct Look {
+    int64_t at_us;
+    std::vector<unsigned char> panel;
+};
 
 class Clock {
 public:
@@ -31,6 +39,13 @@ public:
     bool stands_still() const;
     // Stepped: `ms` pass at once, as they do while the daemon waits for somebody and makes no pass.
     void skip(int64_t ms);
+    // From the next raise() on the panel, one of one bit, is looked at every `ms` while the daemon runs; 0 is never
+    // again. So many a raise are kept.
+    static constexpr int64_t most_looks = 7;
+    void look_every(int64_t ms, size_t panel_bytes);
+    // The looks since the last raise() at which the panel was not what it had been before, once it stands still. How it
+    // stands then is not among them.
+    std::vector<Look> looks() const;
     // Scaled time from here on; stop() is stepped time again, at the moment reached.
     void set_speed(double speed);
     void stop();

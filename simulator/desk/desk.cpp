@@ -276,6 +276,10 @@ std::string Desk::hang(const std::string &what) {
 void Desk::advance(int64_t ms) {
     if (!alive()) throw Error("the daemon has ended: " + last_words());
     clock_->raise(ms);
+    arrive(ms);
+}
+
+void Desk::arrive(int64_t ms) {
     const bool arrived = wait_for_daemon([this] { return clock_->stands_still() || !alive(); });
     if (!alive()) throw Error("the daemon ended while its clock ran: " + last_words());
     if (!arrived) throw Error(hang("hangs in the next " + std::to_string(ms) + " ms"));

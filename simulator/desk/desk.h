@@ -91,6 +91,8 @@ public:
 
     // Stepped time: the daemon runs `ms` further and stands still again. Throws Error when it ended.
     void advance(int64_t ms);
+    // The second half of that, after clock().raise(ms): so several desks run at the same time.
+    void arrive(int64_t ms);
     // Stepped time: 1 ms at a time until `condition` holds. False: `limit_ms` passed first.
     bool advance_until(const std::function<bool()> &condition, int64_t limit_ms);
 

@@ -181,19 +181,58 @@ static void sleep_real(int64_t us) {
 #define load(field) __atomic_load_n(&shared->field, __ATOMIC_SEQ_CST)
 #define store(field, value) __atomic_store_n(&shared->field, (value), __ATOMIC_SEQ_CST)
 
-/* Scaled time moves with each look at it; stepped time only in usleep. The real clock is read in both modes,
- * so that a change of mode or of speed begins where the other one stopped. */
+/* Scaled time moves with each look at it, from the first one of that mode on; stepped time only in usleep. LVGL asks
+ * some ten times a pass, so the real clock is not read for nothing. */
 static int64_t look_at_clock(void) {
+    const int64_t before = load(now_us);
+    if (load(mode) == DESK_CLOCK_STEPPED) {
+        last_real_us = 0;
+        return before;
+    }
     const int64_t real = real_us();
     const int64_t elapsed = last_real_us ? real - last_real_us : 0;
     last_real_us = real;
-    int64_t now = load(now_us);
-    if (load(mode) == DESK_CLOCK_SCALED) {
-        now += elapsed * load(speed_thousandths) / 1000;
-        store(now_us, now);
-    }
+    const int64_t now = before + elapsed * load(speed_thousandths) / 1000;
+    store(now_us, now);
     return now;
 }
+
+/* ---- looks at the panel ---- */
+
+static const unsigned char *panel_in_sight; /* a mapping of our own; NULL: not tried yet, or there is none */
+static unsigned char panel_seen[DESK_LOOK_BYTES];
+static int64_t next_look_us;
+
+/* Where the daemon stands still the desk looks itself, so from there on a change is one from that. */
+static void begin_looks(void) {
+    const int64_t every = load(look_us);
+    if (every <= 0) return;
+    if (!panel_in_sight) {
+        const int fd = open("/dev/fb0", O_RDONLY | O_CLOEXEC);
+        void *place = fd < 0 ? MAP_FAILED : map(NULL, shared->panel_bytes, PROT_READ, MAP_SHARED, fd, 0);
+        if (fd >= 0) close(fd);
+        if (place == MAP_FAILED) return;
+        panel_in_sight = place;
+    }
+    memcpy(panel_seen, panel_in_sight, shared->panel_bytes);
+    next_look_us = load(now_us) + every;
+}
+
+/* The daemon sleeps until then: what it has drawn is what the panel shows at each moment before. */
+static void look_at_panel(int64_t until) {
+    const int64_t every = load(look_us);
+    if (every <= 0 || !panel_in_sight) return;
+    for (; next_look_us < until; next_look_us += every) {
+        const uint32_t kept = load(looks_kept);
+        if (kept >= DESK_MOST_LOOKS || memcmp(panel_seen, panel_in_sight, shared->panel_bytes) == 0) continue;
+        memcpy(panel_seen, panel_in_sight, shared->panel_bytes);
+        memcpy(shared->looks[kept].panel, panel_seen, shared->panel_bytes);
+        shared->looks[kept].at_us = next_look_us;
+        store(looks_kept, kept + 1);
+    }
+}
+
+/* ---- passing it ---- */
 
 static void wait_for_change(uint32_t seen) {
     syscall(SYS_futex, &shared->changes, FUTEX_WAIT, seen, NULL, NULL, 0);
@@ -208,11 +247,13 @@ static int pass_time(int64_t until) {
     if (load(mode) == DESK_CLOCK_STEPPED) {
         const int64_t limit = load(limit_us);
         if (until <= limit) {
+            look_at_panel(until);
             store(now_us, until);
             return 1;
         }
         store(stands_at_us, limit);
         wait_for_change(seen);
+        begin_looks();
         return 0;
     }
     const int64_t speed = load(speed_thousandths);

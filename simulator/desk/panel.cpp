@@ -4,7 +4,6 @@
 #include <fstream>
 #include <iterator>
 
-#include "panel/files.h"
 #include "simulator/desk/error.h"
 
 namespace desk {
@@ -29,9 +28,9 @@ std::vector<unsigned char> Panel::bytes() const {
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
-Picture Panel::picture() const {
+Picture Panel::picture_of(const std::vector<unsigned char> &bytes) const {
     if (geometry_.bits_per_pixel != 1) throw Error("only a panel of 1 bit per pixel shows a picture");
-    std::string content = panel::load_bytes(path_);
+    std::string content(bytes.begin(), bytes.end());
     content.resize(static_cast<size_t>(geometry_.size_in_bytes()), '\0');
     return Picture::from_raw(content, {geometry_.xres, geometry_.yres});
 }

@@ -39,7 +39,9 @@ public:
     std::vector<unsigned char> bytes() const;
     void fill(unsigned char value);
     // What a one-bit panel shows now. Throws Error on another depth.
-    Picture picture() const;
+    Picture picture() const { return picture_of(bytes()); }
+    // What it showed when the file held these.
+    Picture picture_of(const std::vector<unsigned char> &bytes) const;
     bool at(int x, int y) const { return picture().at(x, y); }
 
 private:

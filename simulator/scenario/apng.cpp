@@ -29,6 +29,12 @@ std::string to_png(const panel::Picture &picture, int scale) { return panel::to_
 // empty.
 static void changed_part(const panel::Picture &before, const panel::Picture &now, int &x, int &y,
                          panel::Picture &part) {
+    if (now == before) {
+        x = now.width() - 1;
+        y = now.height() - 1;
+        part = now.part(x, y, 1, 1);
+        return;
+    }
     const panel::Picture difference = now.difference(before);
     int right = 0;
     int bottom = 0;

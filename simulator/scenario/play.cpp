@@ -374,10 +374,8 @@ static void play_on_stage(PlayOptions options, PlayResult &result) {
     fs::create_directories(options.out);
     Film film(stage);
     Run run{options, result.name, stage, film, std::move(expected)};
-    stage.set_watcher([&film, &run] {
-        film.look();
-        keep_pace(run);
-    });
+    stage.set_viewer([&film](const Moment &moment) { film.look(moment); });
+    if (!options.program.empty()) stage.set_watcher([&run] { keep_pace(run); });
     play_lines(run, lines);
     if (!run.program && !options.program.empty() && !run.broken && run.failures == 0) {
         if (!stage.started()) stage.start();

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <sstream>
+#include <utility>
 
 #include "panel/files.h"
 #include "simulator/scenario/stage_text.h"
@@ -66,34 +67,37 @@ panel::Picture side_by_side(const panel::Picture &layout, const panel::Picture &
 }
 
 // Most looks end at the comparison of the raw bytes.
-bool Film::panels_changed() {
-    std::array<std::vector<unsigned char>, 2> now;
-    for (View view : both_views) now[view == View::layout] = stage_.desk(view).panel().bytes();
-    if (now == bytes_) return false;
-    bytes_ = std::move(now);
-    const std::array<Picture, 2> before = panels_;
-    panels_ = {stage_.picture(View::device), stage_.picture(View::layout)};
-    return before[0] != panels_[0] || without_activity_icon(before[1]) != without_activity_icon(panels_[1]);
+bool Film::panels_changed(const Moment &now) {
+    bool changed = false;
+    for (View view : both_views) {
+        const auto panel = static_cast<size_t>(view == View::layout);
+        if (now.panels[panel] == bytes_[panel]) continue;
+        bytes_[panel] = now.panels[panel];
+        const Picture before = std::exchange(panels_[panel], stage_.desk(view).panel().picture_of(bytes_[panel]));
+        const auto still = view == View::layout ? without_activity_icon : [](const Picture &all) { return all; };
+        changed = changed || still(before) != still(panels_[panel]);
+    }
+    return changed;
 }
 
 // A restart sets the clock back; the picture before it then counts as shown for as long as is usual.
-void Film::shoot() {
+void Film::shoot(int64_t now_us) {
     if (pictures_.frames() >= most_frames) return;
-    const int64_t now_us = stage_.now_us();
     const int64_t shown_ms = now_us >= shot_at_us_ ? (now_us - shot_at_us_) / 1000 : longest_frame_ms;
     pictures_.add(side_by_side(panels_[1], panels_[0], caption_),
                   std::clamp(shown_ms, shortest_frame_ms, longest_frame_ms));
     shot_at_us_ = now_us;
 }
 
-void Film::look() {
-    if (panels_changed()) shoot();
+void Film::look(const Moment &now) {
+    if (panels_changed(now)) shoot(now.now_us);
 }
 
 void Film::set_caption(const std::string &text) {
     caption_ = text;
-    panels_changed();
-    shoot();
+    const Moment now = stage_.moment();
+    panels_changed(now);
+    shoot(now.now_us);
 }
 
 std::string Film::bytes() const { return pictures_.bytes(last_frame_ms); }

@@ -15,7 +15,8 @@ public:
 
     // Looks at the panels; a frame is made when something changed, the activity icon's own movement apart.
     // Cheap when nothing did.
-    void look();
+    void look() { look(stage_.moment()); }
+    void look(const Moment &now);
     // The caption from now on.
     void set_caption(const std::string &text);
 
@@ -25,8 +26,8 @@ public:
     void save(const std::string &path) const;
 
 private:
-    bool panels_changed();
-    void shoot();
+    bool panels_changed(const Moment &now);
+    void shoot(int64_t now_us);
 
     static constexpr int scale = 4;
 

@@ -2,6 +2,7 @@
 #include "simulator/scenario/stage.h"
 
 #include <algorithm>
+#include <limits>
 
 #include "panel/drawing.h"
 #include "simulator/scenario/stage_target.h"
@@ -87,18 +88,45 @@ std::vector<LogLine> Stage::log(View view) { return desk(view).log().lines(); }
 
 int64_t Stage::now_us() { return started_ ? device_->clock().now_us() : 0; }
 
+Moment Stage::moment() { return {now_us(), {device_->panel().bytes(), layout_->panel().bytes()}}; }
+
 // Both run at the same time; the second wait is short.
 void Stage::step(int64_t ms) {
-    layout_->clock().raise(ms);
-    device_->advance(ms);
-    layout_->advance(0);
+    for (View view : both_views) {
+        const int size = desk(view).panel().geometry().size_in_bytes();
+        desk(view).clock().look_every(viewer_ ? watch_step_ms : 0, static_cast<size_t>(size));
+    }
+    check_alive();
+    for (View view : both_views) desk(view).clock().raise(ms);
+    for (View view : both_views) desk(view).arrive(ms);
+}
+
+// From how they stood before: a panel of which there is no look shows what it showed.
+void Stage::show_looks(Moment moment) {
+    const std::array<std::vector<Look>, 2> looks = {device_->clock().looks(), layout_->clock().looks()};
+    std::array<size_t, 2> next{};
+    const auto left = [&](size_t panel) { return next[panel] < looks[panel].size(); };
+    while (left(0) || left(1)) {
+        moment.now_us = std::numeric_limits<int64_t>::max();
+        for (size_t panel : {0, 1}) {
+            if (left(panel)) moment.now_us = std::min(moment.now_us, looks[panel][next[panel]].at_us);
+        }
+        for (size_t panel : {0, 1}) {
+            if (!left(panel) || looks[panel][next[panel]].at_us != moment.now_us) continue;
+            moment.panels[panel] = looks[panel][next[panel]++].panel;
+        }
+        viewer_(moment);
+    }
+    viewer_(this->moment());
 }
 
 void Stage::pass(int64_t ms) {
-    const int64_t largest = watcher_ ? watch_step_ms : 1000;
+    const int64_t largest = watcher_ ? watch_step_ms : viewer_ ? (Clock::most_looks + 1) * watch_step_ms : 1000;
     for (int64_t left = ms; left > 0;) {
         const int64_t part = std::min(left, largest);
+        const Moment before = viewer_ ? moment() : Moment{};
         step(part);
+        if (viewer_) show_looks(before);
         if (watcher_) watcher_();
         left -= part;
     }

@@ -58,6 +58,12 @@ struct Wait {
     int64_t left_ms;
 };
 
+// What both panels held at a moment of the daemons' clock, as bytes of their files.
+struct Moment {
+    int64_t now_us;
+    std::array<std::vector<unsigned char>, 2> panels; // device, layout
+};
+
 class Stage {
 public:
     explicit Stage(const StageOptions &options = {});
@@ -93,6 +99,11 @@ public:
     // Called again and again while time passes, at least after every `watch_step_ms` of it. Throwing from it
     // ends the wait.
     void set_watcher(std::function<void()> watcher) { watcher_ = std::move(watcher); }
+    // Shown what a watcher would see that looks at both panels: each moment, `watch_step_ms` after another, at which one
+    // of them holds something else than at the one before, and how they stand in the end. The daemons do not stop for
+    // it, so it is as fast as none; where it is called they may be a second ahead.
+    void set_viewer(std::function<void(const Moment &)> viewer) { viewer_ = std::move(viewer); }
+    Moment moment();
 
     // Waits on the daemons' clock that begin now, 10 s of it at most.
     Wait wait_for_log(const std::string &text);
@@ -105,6 +116,7 @@ private:
     void make_desks(bool bare);
     Options desk_options(View view, bool bare) const;
     void step(int64_t ms);
+    void show_looks(Moment moment);
 
     StageOptions options_;
     Start start_;
@@ -112,6 +124,7 @@ private:
     std::unique_ptr<Desk> device_;
     std::unique_ptr<Desk> layout_;
     std::function<void()> watcher_;
+    std::function<void(const Moment &)> viewer_;
     std::array<size_t, 2> log_mark_{}; // lines logged before the last send or start
 };
 

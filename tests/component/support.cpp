@@ -50,12 +50,16 @@ constexpr int WIDTH = LV_HOR_RES_MAX;
 constexpr int HEIGHT = LV_VER_RES_MAX;
 static bool panel[HEIGHT][WIDTH];
 static uint32_t redrawn;
+static uint32_t changed;
 
 static void flush_to_panel(lv_disp_drv_t *driver, const lv_area_t *area, lv_color_t *colors) {
     for (int y = area->y1; y <= area->y2; ++y) {
         for (int x = area->x1; x <= area->x2; ++x, ++colors) {
-            if (x >= 0 && x < WIDTH && y >= 0 && y < HEIGHT) panel[y][x] = (colors->full & 1) != 0;
             ++redrawn;
+            if (x < 0 || x >= WIDTH || y < 0 || y >= HEIGHT) continue;
+            const bool lit = (colors->full & 1) != 0;
+            changed += lit != panel[y][x];
+            panel[y][x] = lit;
         }
     }
     lv_disp_flush_ready(driver);
@@ -101,9 +105,12 @@ void draw_now() { lv_refr_now(lv_disp_get_default()); }
 
 uint32_t redrawn_pixels() { return redrawn; }
 
+uint32_t changed_pixels() { return changed; }
+
 void forget_redraws() {
     draw_now();
     redrawn = 0;
+    changed = 0;
 }
 
 // ---- Objects

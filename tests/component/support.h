@@ -52,7 +52,10 @@ void draw_now();
 /// Pixels redrawn since the last call of forget_redraws().
 uint32_t redrawn_pixels();
 
-/// Draws what is still invalid and begins to count anew.
+/// Of these, those that became others than they were. What changes and changes back counts twice.
+uint32_t changed_pixels();
+
+/// Draws what is still invalid and begins to count both anew.
 void forget_redraws();
 
 // ---- Objects

@@ -112,7 +112,44 @@ TEST_F(Quiet, DescriptorsAreGivenBack) {
     EXPECT_EQ(descriptors(), before);
 }
 
-// The two drawing buffers of 1.3 MB each are mostly never touched.
+// The two drawing buffers have 1.3 MB each, of which a panel of one bit takes 8 kB: whatever is shown, the rest has
+// never been touched. A page is 4 kB, and a buffer begins somewhere in one.
+TEST_F(Quiet, DrawingBuffersAreTouchedAsFarAsThePanelReaches) {
+#ifdef STATUS_DISPLAY_SANITIZE
+    GTEST_SKIP() << "variables have the sanitizer's pages about them";
+#endif
+    constexpr long buffers = 2 * 1310720 / 1024;
+    constexpr long reached = 2 * (8 + 4);
+    prepare();
+    start();
+    run_until(10000);
+    const auto send_all = [this](const std::vector<std::string> &words) {
+        for (const std::string &word : words) {
+            if (word == "Error_Code") {
+                error_code("WIFI12");
+            } else if (word == "cd_update") {
+                command(word, {3, "FT_MAIN"});
+            } else {
+                command(word);
+            }
+            desk().advance(3000);
+        }
+    };
+    const std::vector<std::string> words = {
+#define DISPLAY_COMMAND(word, handler, arguments, group, meaning) word,
+#include "app/vocabulary.def"
+#undef DISPLAY_COMMAND
+    };
+    send_all(words);
+    send_all({words.rbegin(), words.rend()});
+    const Zeroed found = zeroed();
+    EXPECT_GT(found.kilobytes, buffers);
+    EXPECT_LE(found.touched, found.kilobytes - buffers + reached);
+    RecordProperty("touched_kilobytes", std::to_string(found.touched));
+    std::cout << "touched: " << found.touched << " of " << found.kilobytes << " kB, the buffers' " << buffers
+              << " among them\n";
+}
+
 TEST_F(Quiet, MemoryStaysSmall) {
 #ifdef STATUS_DISPLAY_SANITIZE
     constexpr long bound = 128 * 1024;

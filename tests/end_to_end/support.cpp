@@ -61,6 +61,28 @@ long DaemonTest::resident_kilobytes() {
     return 0;
 }
 
+// The first mapping of no file behind one of the daemon's own.
+DaemonTest::Zeroed DaemonTest::zeroed() {
+    std::ifstream maps(proc_of(desk()) / "smaps");
+    bool behind_own = false;
+    Zeroed found;
+    for (std::string line; std::getline(maps, line);) {
+        std::istringstream words(line);
+        std::string first, permissions, offset, device, node, path;
+        words >> first >> permissions >> offset >> device >> node >> path;
+        if (first.find('-') != std::string::npos) { // a mapping begins
+            if (found.kilobytes > 0) return found;
+            if (behind_own && path.empty()) found.kilobytes = -1;
+            behind_own = path.find("/status-display") != std::string::npos;
+        } else if (found.kilobytes != 0) {
+            if (first == "Size:") found.kilobytes = std::stol(permissions);
+            if (first == "Rss:") found.touched = std::stol(permissions);
+        }
+    }
+    ADD_FAILURE() << "the daemon's variables are nowhere";
+    return found;
+}
+
 static std::string all_lines(desk::Desk &desk) {
     std::string text;
     for (const desk::LogLine &line : desk.log().lines()) text += "  " + line.text.substr(0, 200) + "\n";

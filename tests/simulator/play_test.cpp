@@ -370,12 +370,12 @@ TEST(Play, ReadsTheStandardInput) {
 
 /* ---- what could not be carried out is no result ---- */
 
-// 4 KiB a file are enough for the desk and for no picture. proot unpacks a larger loader before anything else, so that
+// 8 KiB a file are enough for the desk and for no picture. proot unpacks a larger loader before anything else, so that
 // the one in the tools' folder takes the limit off again, for itself alone.
 static std::string little_room(const Folder &tools) {
     const std::string proot = "#!/bin/sh\nulimit -S -f unlimited\nPATH=${PATH#*:}\nexec proot \"$@\"\n";
     std::filesystem::permissions(tools.write("proot", proot), std::filesystem::perms::owner_all);
-    return "export PATH='" + tools.path() + "':\"$PATH\" && ulimit -S -f 8 &&";
+    return "export PATH='" + tools.path() + "':\"$PATH\" && ulimit -S -f 16 &&";
 }
 
 TEST(Play, TellsNoRoomFromAWrongPicture) {

@@ -209,6 +209,47 @@ TEST(Stage, IsWatchedAllTheTime) {
     EXPECT_LE(stage.now_us(), 1000000 + desk::watch_step_ms * 1000);
 }
 
+// Each moment at which a panel had changed, in a course with steps of all lengths; as told by a watcher, for whom the
+// daemons stop every 20 ms, or by a viewer, for whom they don't.
+static std::vector<desk::Moment> changes_in_a_course(bool watched) {
+    desk::Stage stage;
+    perform(stage, "start");
+    std::vector<desk::Moment> changes = {stage.moment()};
+    const auto look = [&changes](const desk::Moment &moment) {
+        if (moment.panels != changes.back().panels) changes.push_back(moment);
+    };
+    if (watched) {
+        stage.set_watcher([&] { look(stage.moment()); });
+    } else {
+        stage.set_viewer(look);
+    }
+    stage.pass(2501);
+    const std::vector<std::string> words = {"send chan_usb", "send chan_bt"};
+    size_t sent = 0;
+    for (const int64_t ms : {180, 20, 180, 1, 7, 19, 160, 21, 33, 140, 161, 180, 999, 20}) {
+        perform(stage, words[sent++ % 2]);
+        stage.pass(ms);
+    }
+    // A flicker: one is taken a pass, and each picture stands for a refresh or two.
+    for (int i = 0; i < 500; i++) perform(stage, words[i / 15 % 2]);
+    stage.pass(600);
+    perform(stage, "send cd_update 3 MAIN_FW");
+    perform(stage, "send M4_update");
+    stage.pass(12345);
+    return changes;
+}
+
+TEST(Stage, ShowsAViewerWhatAWatcherSees) {
+    const std::vector<desk::Moment> watched = changes_in_a_course(true);
+    const std::vector<desk::Moment> viewed = changes_in_a_course(false);
+    EXPECT_GT(watched.size(), 40u);
+    ASSERT_EQ(viewed.size(), watched.size());
+    for (size_t i = 0; i < watched.size(); i++) {
+        ASSERT_EQ(viewed[i].now_us, watched[i].now_us) << i;
+        ASSERT_EQ(viewed[i].panels, watched[i].panels) << i << ", at " << watched[i].now_us << " us";
+    }
+}
+
 TEST(Stage, SaysThatADaemonHasEnded) {
     desk::Stage stage;
     perform(stage, "start");
