@@ -211,7 +211,7 @@ void ask(Served &served, FuzzedDataProvider &bytes) {
     for (int requests = 0; requests < 8 && bytes.remaining_bytes() > 0; requests++) {
         answer_of(served, port, any_request(bytes, host));
     }
-    const std::string question = "GET /api/texts HTTP/1.1\r\nHost: " + host + "\r\n\r\n";
+    const std::string question = "GET /api/state HTTP/1.1\r\nHost: " + host + "\r\n\r\n";
     const std::string answer = answer_of(served, port, question);
     if (answer.rfind("HTTP/1.1 200", 0) != 0) found("it does not live on", question, answer);
     if (!served.page->trouble().empty()) found("nothing moves any more: " + served.page->trouble(), "", "");
