@@ -16,6 +16,8 @@ public:
     BusRelay(const BusRelay &) = delete;
     BusRelay &operator=(const BusRelay &) = delete;
 
+    // Returns when all that the bus has written lies in the daemon's socket.
+    void catch_up();
     // Sends these bytes to the daemon, as if the bus had.
     void inject(const std::string &bytes);
 
@@ -24,10 +26,14 @@ private:
     // One piece of the stream; false: one side has ended, or the last word was said.
     bool pass_on(int from, int to, bool look) const;
     bool wait_for_client(int &client);
+    void relay_for(int client);
+    void answer() const;
 
     std::string path_, bus_path_, last_word_;
     int listener_ = -1;
     int stop_pipe_[2] = {-1, -1};
+    int question_pipe_[2] = {-1, -1}; // catch_up() asks with a byte and gets it back
+    int answer_pipe_[2] = {-1, -1};
     std::atomic<int> client_{-1};
     std::thread thread_;
 };

@@ -136,7 +136,7 @@ Trial::Trial(Random &random, bool layout, desk::Options options)
 // Not by its log, which may be what fails.
 void Trial::wait_until_running() {
     desk().launch();
-    desk::wait_until([this] { return !desk().alive() || desk().clock().stands_still(); });
+    desk::wait_until([this] { return !desk().alive() || desk().clock().stands_still(); }, patience);
     must(desk().alive(), "the daemon has ended and should run; its errors: " + desk().errors());
     must(desk().clock().stands_still(), "the daemon has not come to its first sleep");
     lines_seen_ = 0;
@@ -240,7 +240,7 @@ void Trial::must_obey(bool logged) {
 
 void Trial::must_end_at_start(int status, const std::vector<Line> &lines) {
     desk().launch();
-    must_be("its exit status", desk().wait_for_exit(), status);
+    must_be("its exit status", desk().wait_for_exit(patience), status);
     lines_seen_ = 0;
     must_log(lines);
     // The bus comes before the first picture.

@@ -30,6 +30,8 @@ std::vector<Kind> all_kinds() {
     return all;
 }
 
+const char *const usage = "faults [--times N] [--seed S] [KIND...] | --list";
+
 struct Wanted {
     long times = 100;
     unsigned seed = 1;
@@ -57,8 +59,11 @@ Wanted read_words(int argc, char **argv) {
             wanted.seed = static_cast<unsigned>(number_behind(i, argc, argv));
         } else if (word == "--list") {
             wanted.list = true;
+        } else if (word == "--help") {
+            std::puts(usage);
+            std::exit(0);
         } else if (word[0] == '-') {
-            throw desk::Error("say 'faults [--times N] [--seed S] [KIND...]' or 'faults --list'");
+            throw desk::Error(std::string("usage: ") + usage);
         } else {
             wanted.names.push_back(word);
         }

@@ -5,6 +5,7 @@
 // What must be seen is put together from the expected pictures of simulator/scenarios and never from the daemon's own.
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <map>
 #include <memory>
@@ -36,6 +37,9 @@ const std::vector<Kind> &framebuffer_kinds();
 const std::vector<Kind> &tool_kinds();
 const std::vector<Kind> &file_kinds();
 const std::vector<Kind> &process_kinds();
+
+// How long, in real time, a start, an end or a tool may take: other work may keep the machine from it.
+constexpr std::chrono::milliseconds patience{60000};
 
 // Thrown where a kind can't be had: what() is the reason.
 struct Skipped : std::runtime_error {

@@ -62,6 +62,13 @@ static desk::Options with_bus_at(const std::string &address) {
     return options;
 }
 
+static void send_through(Trial &trial, BusRelay &relay) {
+    trial.send = [&trial, &relay](const std::string &word) {
+        trial.desk().bus().send(word);
+        relay.catch_up();
+    };
+}
+
 // Each of the calls of the set-up in turn finds the bus gone.
 static void bus_hangs_up_at_start(Random &random) {
     struct Call {
@@ -84,7 +91,8 @@ static void bus_hangs_up_at_start(Random &random) {
         const BusRelay relay(folder + "/relay", folder + "/system", call.last_word);
         trial.must_end_at_start(1, call.lines);
     }
-    const BusRelay relay(folder + "/relay", folder + "/system");
+    BusRelay relay(folder + "/relay", folder + "/system");
+    send_through(trial, relay);
     trial.unit_starts_it();
     trial.must_obey();
     trial.must_hold();
@@ -168,6 +176,7 @@ static void bus_garbled(Random &random) {
     Trial trial(random, true, with_bus_at("unix:path=/desk/bus/relay"));
     const std::string folder = trial.box().host_path("/desk/bus");
     BusRelay relay(folder + "/relay", folder + "/system");
+    send_through(trial, relay);
     trial.begin();
     // No message begins with this letter; 16 bytes are the least that libdbus looks at.
     std::string garbage = "x";

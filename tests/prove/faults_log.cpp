@@ -200,7 +200,7 @@ static void log_full(Random &random) {
         FullLog full(trial.box().host_path(socket_in_box));
         lines = send_some(trial, pick(random, 1, 20));
         trial.desk().clock().raise(pick(random, 50, 500));
-        must(desk::wait_until([&] { return waits_for_log(trial.desk()); }), "it does not wait for the log");
+        must(desk::wait_until([&] { return waits_for_log(trial.desk()); }, patience), "it does not wait for the log");
         must(!trial.desk().clock().stands_still(), "the daemon goes on although the log takes no line");
         must(trial.look().empty(), "the panel changes although the loop stands still:" + trial.look());
         if (!logger_dies) {
@@ -209,14 +209,14 @@ static void log_full(Random &random) {
                 texts += full.read_all();
                 return trial.desk().clock().stands_still() && texts.size() >= texts_of(lines).size();
             };
-            must(desk::wait_until(arrived), "the daemon does not go on when the log is read");
+            must(desk::wait_until(arrived, patience), "the daemon does not go on when the log is read");
             must_be("what is logged", texts, texts_of(lines));
             must_be("what is on the console", console.texts(), "");
         }
     }
     if (logger_dies) {
         unlink(trial.box().host_path(socket_in_box).c_str());
-        must(desk::wait_until([&] { return trial.desk().clock().stands_still(); }),
+        must(desk::wait_until([&] { return trial.desk().clock().stands_still(); }, patience),
              "the daemon does not go on when nobody listens any more");
         must_be("what is on the console", console.texts(), texts_of(lines));
     }

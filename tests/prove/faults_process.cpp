@@ -44,7 +44,7 @@ static void pool_full(Random &random) {
     std::vector<std::vector<Line>> sent;
     for (int i = 0; i < 300; i++) sent.push_back(send_what_stays(trial));
     trial.desk().clock().raise(1000);
-    must_be("its exit status", trial.desk().wait_for_exit(), 128 + SIGABRT);
+    must_be("its exit status", trial.desk().wait_for_exit(patience), 128 + SIGABRT);
     // Command by command up to the one that had no room, and one line more.
     const std::vector<desk::LogLine> all = trial.desk().log().lines();
     const auto commands = static_cast<size_t>(trial.desk().log().count("Got Signal")) - 2;
@@ -69,7 +69,7 @@ static void daemon_killed(Random &random) {
     trial.desk().clock().raise(pick(random, 0, 30)); // it may run meanwhile
     const int signal = one_of<int>(random, {SIGKILL, SIGTERM, SIGSEGV, SIGBUS, SIGFPE, SIGQUIT});
     must(kill(trial.desk().daemon_pid(), signal) == 0, "the daemon can't be killed");
-    const int status = trial.desk().wait_for_exit();
+    const int status = trial.desk().wait_for_exit(patience);
     // Of some signals the sanitizer makes a report and an end of its own.
     if (!sanitized) must_be("its exit status", status, 128 + signal);
     trial.unit_starts_it();
@@ -219,7 +219,7 @@ static void processes_vanish(Random &random) {
     desk::Process process;
     process.start(desk::command_line(box, guest, command), streams);
     close(streams.output);
-    const int status = process.wait();
+    const int status = process.wait(patience);
 
     // A file that is open and whose process is gone gives no line: that ends the whole scan. One that is gone before is
     // passed over. The table is in the order of the children's start.

@@ -270,7 +270,8 @@ public:
         write_tools(box, asking, std::string("if [ -p ") + hang + " ]; then read line <" + hang + "; fi");
         trial.desk().clock().raise(2100);
         const std::string path = box.host_path(hang);
-        must(desk::wait_until([&] { return (pipe_ = open(path.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC)) >= 0; }),
+        must(desk::wait_until([&] { return (pipe_ = open(path.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC)) >= 0; },
+                              patience),
              "no tool is run");
         box.remove(hang); // for those that come later
     }
@@ -294,7 +295,7 @@ static void must_stand_and_wait(Trial &trial) {
 }
 
 static void must_go_on(Trial &trial) {
-    must(desk::wait_until([&] { return trial.desk().clock().stands_still() || !trial.desk().alive(); }),
+    must(desk::wait_until([&] { return trial.desk().clock().stands_still() || !trial.desk().alive(); }, patience),
          "the daemon does not go on after the tool's end");
     trial.settle();
 }
