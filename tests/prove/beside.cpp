@@ -142,7 +142,7 @@ std::string Beside::summary() const {
     const auto [rarest, commonest] = std::minmax_element(words.begin(), words.end(), fewer);
     std::string out = std::to_string(steps) + " steps: " + share({Step::send}) + " commands, " +
                       share({Step::message}) + " other messages, " + share({Step::box, Step::file, Step::tool}) +
-                      " files and tools, " + share({Step::wait}) + " time, " + share({Step::start}) + " starts\n";
+                      " files and tools, " + share({Step::elapse}) + " time, " + share({Step::start}) + " starts\n";
     if (!words.empty()) {
         out += std::to_string(words.size()) + " of " + std::to_string(ALL_WORDS.size()) + " words: from " +
                rarest->first + " " + std::to_string(rarest->second) + " times to " + commonest->first + " " +
@@ -180,7 +180,7 @@ Difference Beside::run(const Sequence &sequence) {
                 receive(step);
                 model->receive(step);
                 break;
-            case Step::wait:
+            case Step::elapse:
                 pass(step.ms);
                 ms_run += step.ms;
                 model->pass(step.ms);

@@ -12,7 +12,7 @@
 namespace {
 
 Step command(const std::string &word) { return {Step::send, word, {}, {}, 0}; }
-Step pause_of(uint32_t ms) { return {Step::wait, "", {}, {}, ms}; }
+Step pause_of(uint32_t ms) { return {Step::elapse, "", {}, {}, ms}; }
 
 uint32_t duration_of(const Sequence &sequence) {
     uint32_t ms = 0;
@@ -40,7 +40,7 @@ static bool planted(const Sequence &sequence) {
     bool down = false;
     uint32_t ms = 0;
     for (const Step &step : sequence) {
-        if (down && step.kind == Step::wait) ms += step.ms;
+        if (down && step.kind == Step::elapse) ms += step.ms;
         if (step.kind == Step::send && step.word == "p_off") down = true;
         if (step.kind == Step::send && step.word.rfind("M4_ready", 0) == 0 && ms >= 500) return true;
     }

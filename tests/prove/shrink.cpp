@@ -62,7 +62,7 @@ bool try_all_times(Sequence &sequence, const Fails &fails) {
 
 // A wait becomes a part of the next one.
 bool join_waits(Sequence &sequence, const Fails &fails) {
-    const auto is_wait = [](const Step &step) { return step.kind == Step::wait; };
+    const auto is_wait = [](const Step &step) { return step.kind == Step::elapse; };
     bool any = false;
     for (size_t i = 0; i < sequence.size();) {
         Sequence smaller = sequence;
@@ -125,7 +125,7 @@ Sequence shrunk(Sequence sequence, const Fails &fails) {
         any = leave_out_steps(sequence, fails);
         any = join_waits(sequence, fails) || any;
         for (size_t i = 0; i < sequence.size(); i++) {
-            if (sequence[i].kind == Step::wait) any = shorten(sequence, i, fails) || any;
+            if (sequence[i].kind == Step::elapse) any = shorten(sequence, i, fails) || any;
             while (make_plainer(sequence, i, fails)) any = true;
         }
         if (!any) any = try_all_times(sequence, fails);
