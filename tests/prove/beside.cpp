@@ -88,7 +88,7 @@ void Beside::pass(uint32_t ms) {
 // As the sheets have it, and '?' where a pixel may be either.
 static std::string row_of(const Picture &picture, int y) {
     std::string text;
-    for (int x = 0; x < PANEL_WIDTH; x++) text += ".#?"[picture[static_cast<size_t>(y * PANEL_WIDTH + x)]];
+    for (int x = 0; x < PANEL_WIDTH; x++) text += ".#?"[picture[index_of(x, y)]];
     return text;
 }
 

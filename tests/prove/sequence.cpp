@@ -133,7 +133,8 @@ Step box_change(Chance &chance) {
     };
     const std::vector<std::string> &control = chance.of(controls);
     if (control[0] == "signal" && chance.percent(60)) return signal_step(chance);
-    return box_step(control[0], control[static_cast<size_t>(1 + chance.below(static_cast<int>(control.size()) - 1))]);
+    const int setting = 1 + chance.below(static_cast<int>(control.size()) - 1);
+    return box_step(control[0], control[static_cast<size_t>(setting)]);
 }
 
 Step odd_change(Chance &chance) {
@@ -238,9 +239,9 @@ Step odd_message(Chance &chance) {
 Step any_step(Chance &chance, int &left_for_good) {
     const int choice = chance.below(100);
     if (choice < 38) return wait_step(chance);
-    if (choice < 53) return box_change(chance);
-    if (choice < 58) return odd_change(chance);
-    if (choice < 61) return odd_message(chance);
+    if (choice < 52) return box_change(chance);
+    if (choice < 59) return odd_change(chance);
+    if (choice < 62) return odd_message(chance);
     return command_step(chance, left_for_good);
 }
 

@@ -90,6 +90,7 @@ std::vector<Step> plainer(const Step &step) {
     };
     if (step.kind == Step::start && step.word != "normal") with([](Step &s) { s.word = "normal"; });
     const bool message = step.kind == Step::send || step.kind == Step::message;
+    if (message) with([](Step &s) { s = {Step::elapse, "", {}, {}, 1}; }); // the pass that a message takes
     if (message && !step.arguments.empty()) {
         with([](Step &s) { s.arguments.clear(); });
         with([](Step &s) { s.arguments.pop_back(); });
