@@ -64,6 +64,26 @@ TEST(Shrink, LeavesNothingThatIsNotNeeded) {
     }
 }
 
+// A firmware update of more than a minute, whose type has an X in it.
+static bool planted_arguments(const Sequence &sequence) {
+    for (const Step &step : sequence) {
+        if (step.kind != Step::send || step.word != "cd_update" || step.arguments.size() < 2) continue;
+        if (step.arguments[0].number > 60 && step.arguments[1].text.find('X') != std::string::npos) return true;
+    }
+    return false;
+}
+
+TEST(Shrink, MakesArgumentsPlainer) {
+    Sequence sequence = random_sequence(1);
+    const Argument more = Argument::of_signature("as");
+    sequence.push_back({Step::send, "cd_update", {}, {Argument(70000), Argument("FT_X_MAIN"), more}, 0});
+    const Sequence small = shrunk(sequence, planted_arguments);
+    ASSERT_EQ(small.size(), 2u) << as_scenario(small);
+    EXPECT_EQ(small[1].arguments.size(), 2u);
+    EXPECT_LT(small[1].arguments[0].number, 2 * 61);
+    EXPECT_EQ(small[1].arguments[1].text, "FT_X") << "what stands behind it is not needed";
+}
+
 // ---- Wrong models
 
 TEST(ModelCheck, FindsAModeLineThatIsTooFast) {

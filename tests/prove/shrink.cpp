@@ -96,6 +96,11 @@ std::vector<Step> plainer(const Step &step) {
         with([](Step &s) { s.arguments.pop_back(); });
     }
     for (size_t i = 0; message && i < step.arguments.size(); i++) {
+        const int32_t number = step.arguments[i].number;
+        if (step.arguments[i].code == "i" && (number > 1 || number < -1)) {
+            with([i](Step &s) { s.arguments[i].number = 1; });
+            with([i](Step &s) { s.arguments[i].number /= 2; });
+        }
         if (step.arguments[i].code != "s" || step.arguments[i].text.size() < 2) continue;
         with([i](Step &s) { s.arguments[i].text.resize(1); });
         with([i](Step &s) { s.arguments[i].text.pop_back(); });
