@@ -83,6 +83,18 @@ void Beside::pass(uint32_t ms) {
     }
 }
 
+// What the daemon has taken it must give back.
+static std::string not_given_back() {
+    std::string out;
+    const size_t waiting = listener_bus.socket.size() + listener_bus.queue.size();
+    if (static_cast<size_t>(listener_bus.alive) != waiting) {
+        out += std::to_string(listener_bus.alive) + " messages are alive, and " + std::to_string(waiting) + " wait; ";
+    }
+    if (open_pipes != 0) out += std::to_string(open_pipes) + " pipes are open; ";
+    if (null_pcloses != 0) out += "a pipe is closed that was never opened; ";
+    return out;
+}
+
 // ---- Beside the model
 
 // As the sheets have it, and '?' where a pixel may be either.
@@ -188,7 +200,7 @@ Difference Beside::run(const Sequence &sequence) {
         }
         count(step);
         if (!model) continue;
-        Difference difference = {i, model->record_difference(), panel_difference(*model)};
+        Difference difference = {i, model->record_difference() + not_given_back(), panel_difference(*model)};
         if (difference.any()) return difference;
     }
     return {};
