@@ -83,12 +83,24 @@ void Beside::pass(uint32_t ms) {
     }
 }
 
+// What the daemon has taken it must give back.
+static std::string not_given_back() {
+    std::string out;
+    const size_t waiting = listener_bus.socket.size() + listener_bus.queue.size();
+    if (static_cast<size_t>(listener_bus.alive) != waiting) {
+        out += std::to_string(listener_bus.alive) + " messages are alive, and " + std::to_string(waiting) + " wait; ";
+    }
+    if (open_pipes != 0) out += std::to_string(open_pipes) + " pipes are open; ";
+    if (null_pcloses != 0) out += "a pipe is closed that was never opened; ";
+    return out;
+}
+
 // ---- Beside the model
 
 // As the sheets have it, and '?' where a pixel may be either.
 static std::string row_of(const Picture &picture, int y) {
     std::string text;
-    for (int x = 0; x < PANEL_WIDTH; x++) text += ".#?"[picture[static_cast<size_t>(y * PANEL_WIDTH + x)]];
+    for (int x = 0; x < PANEL_WIDTH; x++) text += ".#?"[picture[index_of(x, y)]];
     return text;
 }
 
@@ -142,7 +154,7 @@ std::string Beside::summary() const {
     const auto [rarest, commonest] = std::minmax_element(words.begin(), words.end(), fewer);
     std::string out = std::to_string(steps) + " steps: " + share({Step::send}) + " commands, " +
                       share({Step::message}) + " other messages, " + share({Step::box, Step::file, Step::tool}) +
-                      " files and tools, " + share({Step::wait}) + " time, " + share({Step::start}) + " starts\n";
+                      " files and tools, " + share({Step::elapse}) + " time, " + share({Step::start}) + " starts\n";
     if (!words.empty()) {
         out += std::to_string(words.size()) + " of " + std::to_string(ALL_WORDS.size()) + " words: from " +
                rarest->first + " " + std::to_string(rarest->second) + " times to " + commonest->first + " " +
@@ -180,7 +192,7 @@ Difference Beside::run(const Sequence &sequence) {
                 receive(step);
                 model->receive(step);
                 break;
-            case Step::wait:
+            case Step::elapse:
                 pass(step.ms);
                 ms_run += step.ms;
                 model->pass(step.ms);
@@ -188,7 +200,7 @@ Difference Beside::run(const Sequence &sequence) {
         }
         count(step);
         if (!model) continue;
-        Difference difference = {i, model->record_difference(), panel_difference(*model)};
+        Difference difference = {i, model->record_difference() + not_given_back(), panel_difference(*model)};
         if (difference.any()) return difference;
     }
     return {};

@@ -15,7 +15,7 @@
 
 struct Difference {
     size_t step = 0;    ///< after which step of the sequence
-    std::string record; ///< what differs in the record, the log and what was asked of the shell; "" if nothing does
+    std::string record; ///< what differs in the record, the log and what was asked of the shell, or is held
     std::string panel;  ///< the rows of the panel that differ, as they must be and as they are; "" if none does
     bool any() const { return !record.empty() || !panel.empty(); }
 };

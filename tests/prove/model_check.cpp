@@ -28,13 +28,13 @@ std::string commented(const std::string &text) {
 void print_failure(Beside &beside, uint64_t seed, const Sequence &sequence) {
     const Sequence small = shrunk(sequence, [&beside](const Sequence &one) { return beside.run(one).any(); });
     const Difference difference = beside.run(small);
-    printf("# The sequence of the seed %llu, of %zu steps, in %zu. To play it: ./run play FILE\n",
-           static_cast<unsigned long long>(seed), sequence.size(), small.size());
+    printf("# The sequence of the seed %s, of %zu steps, in %zu. To play it: ./run play FILE\n",
+           std::to_string(seed).c_str(), sequence.size(), small.size());
     printf("%s", as_scenario(small).c_str());
-    printf("# Behind line %zu:\n", difference.step + 1);
+    printf("# Behind step %zu:\n", difference.step + 1);
     if (!difference.record.empty()) printf("%s", commented(difference.record).c_str());
     if (!difference.panel.empty()) printf("%s", commented(difference.panel).c_str());
-    printf("picture %s\n", "difference");
+    puts("picture difference");
 }
 
 bool all_agree(uint64_t seed, uint64_t sequences) {
@@ -51,11 +51,11 @@ bool all_agree(uint64_t seed, uint64_t sequences) {
         tenth = (i + 1) * 10 / sequences;
         const std::chrono::duration<double> spent = std::chrono::steady_clock::now() - begin;
         const double left = spent.count() * static_cast<double>(sequences - i - 1) / static_cast<double>(i + 1);
-        printf("%3llu %%  %llu sequences, %.0f s, %.0f s left\n", static_cast<unsigned long long>(tenth * 10),
-               static_cast<unsigned long long>(i + 1), spent.count(), left);
+        printf("%3s %%  %s sequences, %.0f s, %.0f s left\n", std::to_string(tenth * 10).c_str(),
+               std::to_string(i + 1).c_str(), spent.count(), left);
         fflush(stdout);
     }
-    printf("%sok: %llu sequences\n", beside.summary().c_str(), static_cast<unsigned long long>(sequences));
+    printf("%sok: %s sequences\n", beside.summary().c_str(), std::to_string(sequences).c_str());
     return true;
 }
 

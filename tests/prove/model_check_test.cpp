@@ -12,7 +12,7 @@
 namespace {
 
 Step command(const std::string &word) { return {Step::send, word, {}, {}, 0}; }
-Step pause_of(uint32_t ms) { return {Step::wait, "", {}, {}, ms}; }
+Step pause_of(uint32_t ms) { return {Step::elapse, "", {}, {}, ms}; }
 
 uint32_t duration_of(const Sequence &sequence) {
     uint32_t ms = 0;
@@ -40,7 +40,7 @@ static bool planted(const Sequence &sequence) {
     bool down = false;
     uint32_t ms = 0;
     for (const Step &step : sequence) {
-        if (down && step.kind == Step::wait) ms += step.ms;
+        if (down && step.kind == Step::elapse) ms += step.ms;
         if (step.kind == Step::send && step.word == "p_off") down = true;
         if (step.kind == Step::send && step.word.rfind("M4_ready", 0) == 0 && ms >= 500) return true;
     }
@@ -62,6 +62,26 @@ TEST(Shrink, LeavesNothingThatIsNotNeeded) {
         without.erase(without.find(start), start.size());
         EXPECT_EQ(without, "send p_off\nwait 500ms\nsend M4_ready\n") << "from the sequence " << number;
     }
+}
+
+// A firmware update of more than a minute, whose type has an X in it.
+static bool planted_arguments(const Sequence &sequence) {
+    for (const Step &step : sequence) {
+        if (step.kind != Step::send || step.word != "cd_update" || step.arguments.size() < 2) continue;
+        if (step.arguments[0].number > 60 && step.arguments[1].text.find('X') != std::string::npos) return true;
+    }
+    return false;
+}
+
+TEST(Shrink, MakesArgumentsPlainer) {
+    Sequence sequence = random_sequence(1);
+    const Argument more = Argument::of_signature("as");
+    sequence.push_back({Step::send, "cd_update", {}, {Argument(70000), Argument("FT_X_MAIN"), more}, 0});
+    const Sequence small = shrunk(sequence, planted_arguments);
+    ASSERT_EQ(small.size(), 2u) << as_scenario(small);
+    EXPECT_EQ(small[1].arguments.size(), 2u);
+    EXPECT_LT(small[1].arguments[0].number, 2 * 61);
+    EXPECT_EQ(small[1].arguments[1].text, "FT_X") << "what stands behind it is not needed";
 }
 
 // ---- Wrong models

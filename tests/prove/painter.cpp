@@ -75,7 +75,7 @@ static bool inside(int x, int y, int x1, int y1, int x2, int y2) { return x >= x
 void Painter::set(int x, int y, const Rectangle &clip, Pixel pixel) {
     if (!inside(x, y, clip.x1, clip.y1, clip.x2, clip.y2)) return;
     if (!inside(x, y, 0, 0, PANEL_WIDTH - 1, PANEL_HEIGHT - 1)) return;
-    Pixel &on_canvas = canvas[static_cast<size_t>(y) * PANEL_WIDTH + static_cast<size_t>(x)];
+    Pixel &on_canvas = canvas[index_of(x, y)];
     if (pixel != either || on_canvas == dark) on_canvas = pixel;
 }
 

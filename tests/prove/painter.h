@@ -57,6 +57,9 @@ using Picture = std::array<Pixel, static_cast<size_t>(PANEL_WIDTH) * PANEL_HEIGH
 /// The sheets of fonts and pictures in screen/art.
 extern const char *const SHEET_FONT_16, *const SHEET_FONT_8, *const SHEET_IMAGES;
 
+/// Where a pixel stands in a picture.
+constexpr size_t index_of(int x, int y) { return static_cast<size_t>(y) * PANEL_WIDTH + static_cast<size_t>(x); }
+
 class Painter {
 public:
     Painter(); ///< reads the sheets

@@ -105,10 +105,12 @@ const std::string long_text =
 
 Step box_step(const std::string &control, const std::string &value) { return {Step::box, control, value, {}, 0}; }
 
+Step signal_step(Chance &chance) { return box_step("signal", std::to_string(-15 - chance.below(85))); }
+
 Step wait_step(Chance &chance) {
     static const std::vector<uint32_t> times = {1, 5, 10, 11, 50, 90, 100, 101, 499, 500, 501, 999, 1000, 1500, 2000};
     const uint32_t ms = chance.percent(50) ? chance.of(times) : static_cast<uint32_t>(1 + chance.below(700));
-    return {Step::wait, "", {}, {}, chance.percent(4) ? ms + 4000 : ms};
+    return {Step::elapse, "", {}, {}, chance.percent(4) ? ms + 4000 : ms};
 }
 
 Step box_change(Chance &chance) {
@@ -130,7 +132,9 @@ Step box_change(Chance &chance) {
         {"firmware-type", "none", "FT_MAINAPP_J2534", "FT_BOOT", "FT_MAINAPP_J2534 "},
     };
     const std::vector<std::string> &control = chance.of(controls);
-    return box_step(control[0], control[static_cast<size_t>(1 + chance.below(static_cast<int>(control.size()) - 1))]);
+    if (control[0] == "signal" && chance.percent(60)) return signal_step(chance);
+    const int setting = 1 + chance.below(static_cast<int>(control.size()) - 1);
+    return box_step(control[0], control[static_cast<size_t>(setting)]);
 }
 
 Step odd_change(Chance &chance) {
@@ -153,6 +157,7 @@ Step odd_change(Chance &chance) {
         {Step::file, link_mode, "1 0"},
         {Step::file, operstate, {}},
         {Step::file, operstate, "dormant\n"},
+        {Step::file, operstate, "down\n"},
         {Step::file, fw_type_running, "FT_MAINAPP_J2534"},
         {Step::file, fw_type_running, "FT_MAINAPP_J2534\nFT_BOOT\n"},
         {Step::file, fw_type_running, ""},
@@ -202,6 +207,7 @@ std::vector<Argument> arguments_for(Chance &chance, const std::string &word) {
     if (chance.percent(5) && !arguments.empty()) {
         arguments[static_cast<size_t>(chance.below(static_cast<int>(arguments.size())))] = any_type(chance);
     }
+    if (chance.percent(3)) arguments.insert(arguments.begin(), any_type(chance));
     if (chance.percent(3)) arguments.push_back(any_type(chance));
     return arguments;
 }
@@ -233,10 +239,25 @@ Step odd_message(Chance &chance) {
 Step any_step(Chance &chance, int &left_for_good) {
     const int choice = chance.below(100);
     if (choice < 38) return wait_step(chance);
-    if (choice < 53) return box_change(chance);
-    if (choice < 58) return odd_change(chance);
-    if (choice < 61) return odd_message(chance);
+    if (choice < 52) return box_change(chance);
+    if (choice < 59) return odd_change(chance);
+    if (choice < 62) return odd_message(chance);
     return command_step(chance, left_for_good);
+}
+
+// A box in which something can happen: by chance alone all that a station or a jack needs would seldom come together.
+void prepare_box(Chance &chance, Sequence &sequence) {
+    if (chance.percent(60)) sequence.push_back(box_step("warranty-lock", "on"));
+    if (chance.percent(40)) {
+        sequence.push_back(box_step("wifi", "up"));
+        sequence.push_back(box_step("ssid", "HomeNet"));
+        sequence.push_back(signal_step(chance));
+    }
+    if (chance.percent(40)) sequence.push_back(box_step("supply", "12.4"));
+    if (chance.percent(20)) sequence.push_back(box_step("jack-ready", "on"));
+    for (int i = chance.below(5); i > 0; i--) {
+        sequence.push_back(chance.percent(20) ? odd_change(chance) : box_change(chance));
+    }
 }
 
 } // namespace
@@ -244,10 +265,7 @@ Step any_step(Chance &chance, int &left_for_good) {
 Sequence random_sequence(uint64_t number) {
     Chance chance(number);
     Sequence sequence;
-    for (int i = chance.below(6); i > 0; i--) {
-        sequence.push_back(chance.percent(20) ? odd_change(chance) : box_change(chance));
-    }
-    if (chance.percent(60)) sequence.push_back(box_step("warranty-lock", "on"));
+    prepare_box(chance, sequence);
     const int screen = chance.below(100);
     const std::string word = screen < 80 ? "normal" : screen < 90 ? "debug" : "production";
     sequence.push_back({Step::start, word, {}, {}, 0});
@@ -334,7 +352,7 @@ std::string scenario_line(const Step &step) {
         case Step::file: return "# the file " + step.word + " " + value_or_gone(step.value);
         case Step::tool: return "# the tool " + in_quotes(step.word) + " " + value_or_gone(step.value);
         case Step::start: return "start " + step.word + " bare";
-        case Step::wait: return "wait " + std::to_string(step.ms) + "ms";
+        case Step::elapse: return "wait " + std::to_string(step.ms) + "ms";
     }
     return "";
 }

@@ -29,7 +29,7 @@ struct Step {
         file,    ///< what the language has no word for: the file `word` holds `value`, or is gone
         tool,    ///< the tool with the command line `word` prints `value`, or can't be started
         start,   ///< the display starts on the screen `word`: "normal", "debug" or "production"
-        wait,    ///< `ms` milliseconds
+        elapse,  ///< `ms` milliseconds
     } kind;
     std::string word;
     std::optional<std::string> value;

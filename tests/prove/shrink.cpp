@@ -62,7 +62,7 @@ bool try_all_times(Sequence &sequence, const Fails &fails) {
 
 // A wait becomes a part of the next one.
 bool join_waits(Sequence &sequence, const Fails &fails) {
-    const auto is_wait = [](const Step &step) { return step.kind == Step::wait; };
+    const auto is_wait = [](const Step &step) { return step.kind == Step::elapse; };
     bool any = false;
     for (size_t i = 0; i < sequence.size();) {
         Sequence smaller = sequence;
@@ -90,11 +90,17 @@ std::vector<Step> plainer(const Step &step) {
     };
     if (step.kind == Step::start && step.word != "normal") with([](Step &s) { s.word = "normal"; });
     const bool message = step.kind == Step::send || step.kind == Step::message;
+    if (message) with([](Step &s) { s = {Step::elapse, "", {}, {}, 1}; }); // the pass that a message takes
     if (message && !step.arguments.empty()) {
         with([](Step &s) { s.arguments.clear(); });
         with([](Step &s) { s.arguments.pop_back(); });
     }
     for (size_t i = 0; message && i < step.arguments.size(); i++) {
+        const int32_t number = step.arguments[i].number;
+        if (step.arguments[i].code == "i" && (number > 1 || number < -1)) {
+            with([i](Step &s) { s.arguments[i].number = 1; });
+            with([i](Step &s) { s.arguments[i].number /= 2; });
+        }
         if (step.arguments[i].code != "s" || step.arguments[i].text.size() < 2) continue;
         with([i](Step &s) { s.arguments[i].text.resize(1); });
         with([i](Step &s) { s.arguments[i].text.pop_back(); });
@@ -125,7 +131,7 @@ Sequence shrunk(Sequence sequence, const Fails &fails) {
         any = leave_out_steps(sequence, fails);
         any = join_waits(sequence, fails) || any;
         for (size_t i = 0; i < sequence.size(); i++) {
-            if (sequence[i].kind == Step::wait) any = shorten(sequence, i, fails) || any;
+            if (sequence[i].kind == Step::elapse) any = shorten(sequence, i, fails) || any;
             while (make_plainer(sequence, i, fails)) any = true;
         }
         if (!any) any = try_all_times(sequence, fails);
