@@ -3,6 +3,10 @@
 #include <filesystem>
 #include <fstream>
 #include <iostream>
+#include <sstream>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 #include "panel/drawing.h"
 
@@ -61,26 +65,33 @@ long DaemonTest::resident_kilobytes() {
     return 0;
 }
 
-// The first mapping of no file behind one of the daemon's own.
-DaemonTest::Zeroed DaemonTest::zeroed() {
-    std::ifstream maps(proc_of(desk()) / "smaps");
+// Of the first mapping of no file behind one of the daemon's own.
+std::vector<bool> DaemonTest::touched_pages() {
+    constexpr uint64_t in_memory_or_swapped = uint64_t{3} << 62;
+    const auto page_size = static_cast<uint64_t>(sysconf(_SC_PAGESIZE));
+    std::ifstream maps(proc_of(desk()) / "maps");
     bool behind_own = false;
-    Zeroed found;
     for (std::string line; std::getline(maps, line);) {
         std::istringstream words(line);
-        std::string first, permissions, offset, device, node, path;
-        words >> first >> permissions >> offset >> device >> node >> path;
-        if (first.find('-') != std::string::npos) { // a mapping begins
-            if (found.kilobytes > 0) return found;
-            if (behind_own && path.empty()) found.kilobytes = -1;
-            behind_own = path.find("/status-display") != std::string::npos;
-        } else if (found.kilobytes != 0) {
-            if (first == "Size:") found.kilobytes = std::stol(permissions);
-            if (first == "Rss:") found.touched = std::stol(permissions);
+        std::string range, permissions, offset, device, node, path;
+        words >> range >> permissions >> offset >> device >> node >> path;
+        if (behind_own && path.empty()) {
+            const uint64_t begin = std::stoull(range, nullptr, 16) / page_size;
+            const uint64_t end = std::stoull(range.substr(range.find('-') + 1), nullptr, 16) / page_size;
+            std::vector<uint64_t> entries(end - begin);
+            const size_t bytes = entries.size() * sizeof(uint64_t);
+            const int pages = open((proc_of(desk()) / "pagemap").c_str(), O_RDONLY | O_CLOEXEC);
+            const ssize_t got = pread(pages, entries.data(), bytes, static_cast<off_t>(begin * sizeof(uint64_t)));
+            close(pages);
+            EXPECT_EQ(got, static_cast<ssize_t>(bytes)) << "can't read which pages the daemon has";
+            std::vector<bool> touched;
+            for (const uint64_t entry : entries) touched.push_back((entry & in_memory_or_swapped) != 0);
+            return touched;
         }
+        behind_own = path.find("/status-display") != std::string::npos;
     }
     ADD_FAILURE() << "the daemon's variables are nowhere";
-    return found;
+    return {};
 }
 
 static std::string all_lines(desk::Desk &desk) {

@@ -50,12 +50,8 @@ protected:
     // What the daemon's process holds now, as the kernel counts it.
     int64_t descriptors();
     long resident_kilobytes();
-    // Of its own variables that begin as zero, without a page at the front: how much there is, and has been touched.
-    struct Zeroed {
-        long kilobytes = 0;
-        long touched = 0;
-    };
-    Zeroed zeroed();
+    // The pages of its own variables that begin as zero, each whether it has been touched.
+    std::vector<bool> touched_pages();
 
     void TearDown() override;
 
