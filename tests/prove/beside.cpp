@@ -35,6 +35,7 @@ void Beside::start_over() {
     lv_task_handler();
     draw_now();
     listener_bus = {};
+    open_pipes = null_pcloses = 0;
     in_place.tools = empty_box().tools;
     fill_box(empty_box());
 }
