@@ -4,13 +4,17 @@
 //   measure counts PROGRAM MS [LINE...]   under callgrind, in stepped time, from the start on: sets the box as the lines
 //                                         say, settles, sends their signals 600 ms apart, runs for so long:
 //                                         instructions, allocations
+//   measure arm PROGRAM MS                the 32-bit ARM program under qemu-arm, in stepped time: instructions in MS
+//                                         milliseconds, after it has settled
 //   measure calls PROGRAM MS              under strace, in real time: system calls in MS milliseconds
 //   measure idle PROGRAM MS               in real time: CPU seconds, wake-ups, memory
 //   measure latency PROGRAM COUNT         in real time: signal to changed pixel, microseconds each
 #include <chrono>
 #include <csignal>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <map>
 #include <optional>
@@ -25,8 +29,10 @@
 #include <unistd.h>
 
 #include "simulator/desk/desk.h"
+#include "simulator/desk/places.h"
 #include "simulator/scenario/controls.h"
 #include "simulator/scenario/scenario.h"
+#include "simulator/scenario/stage_target.h"
 
 namespace {
 
@@ -110,6 +116,27 @@ json counts(const std::string &program, int64_t ms, const Words &lines) {
     desk.advance(ms);
     end(desk);
     return callgrind_counts(read_file(desk.box().host_path("/tmp/callgrind.out")));
+}
+
+json arm(const std::string &program, int64_t ms) {
+    desk::Options options;
+    choose_armhf(options);
+    options.daemon = program;
+    options.runner.insert(options.runner.end(), {"-plugin", "/tmp/qemu_count.so,to=/tmp/instructions"});
+    desk::Desk desk(options);
+    std::filesystem::copy_file(desk::find_program("benchmarks/libqemu_count.so"),
+                               desk.box().host_path("/tmp/qemu_count.so"));
+    const auto instructions = [&desk] {
+        uint64_t count = 0;
+        std::ifstream(desk.box().host_path("/tmp/instructions"), std::ios::binary)
+            .read(reinterpret_cast<char *>(&count), sizeof count);
+        return count;
+    };
+    desk.start();
+    desk.advance(settle_ms);
+    const uint64_t before = instructions();
+    desk.advance(ms);
+    return {{"instructions", instructions() - before}};
 }
 
 json calls(const std::string &program, int64_t ms) {
@@ -206,6 +233,7 @@ int main(int argc, char **argv) try {
     const int64_t number = std::stol(words[2]);
     json result;
     if (words[0] == "counts") result = counts(words[1], number, {words.begin() + 3, words.end()});
+    if (words[0] == "arm") result = arm(words[1], number);
     if (words[0] == "calls") result = calls(words[1], number);
     if (words[0] == "idle") result = idle(words[1], number);
     if (words[0] == "latency") result = latency(words[1], static_cast<int>(number));

@@ -108,8 +108,12 @@ void Desk::describe_panel(std::map<std::string, std::string> &environment) const
 
 // The shim of the daemon's own build if it has one: it may be for another machine than this program.
 static std::string shim_for(const std::string &daemon) {
-    const fs::path beside = fs::path(daemon).parent_path() / "simulator/libdesk_shim.so";
-    return fs::exists(beside) ? beside.string() : find_program("simulator/libdesk_shim.so");
+    const fs::path folder = fs::path(daemon).parent_path();
+    for (const fs::path &build : {folder, folder.parent_path()}) {
+        const fs::path shim = build / "simulator/libdesk_shim.so";
+        if (fs::exists(shim)) return shim.string();
+    }
+    return find_program("simulator/libdesk_shim.so");
 }
 
 std::vector<std::string> Desk::daemon_command() const {
