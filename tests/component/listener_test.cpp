@@ -55,6 +55,8 @@ TEST_F(Listener, AsksForItsNameAndItsSignals) {
 TEST_F(Listener, LimitsDescriptorsWhenTheSetUpIsDone) {
     ASSERT_FALSE(setup.empty());
     EXPECT_EQ(setup.back().rfind("descriptors ", 0), 0u) << setup.back();
+    const auto limits = [](const std::string &call) { return call.rfind("descriptors ", 0) == 0; };
+    EXPECT_EQ(std::count_if(setup.begin(), setup.end(), limits), 1);
 }
 
 TEST_F(Listener, TakesOneMessageAPassInTheirOrder) {

@@ -45,7 +45,7 @@ CONCERN = {
     "app/log_text.cpp": "LoggedLength.*:Listener.*",
     "app/vocabulary.def": "Vocabulary.*:Dispatch*",
     "port/display_port.cpp": "DisplayPort.*",
-    "port/lv_drivers/display/fbdev.c": "FbdevInit.*:FbdevBits.*:FbdevClip.*",
+    "port/lv_drivers/display/fbdev.c": "FbdevInit.*:FbdevBits.*:FbdevClip.*:FbdevBlocks.LinesOfBrokenPixels",
     "port/tick.cpp": "Tick*",
     "probes/process_scan.cpp": "ProcessScan.*",
     "probes/readers.cpp": "TextFile.*:Wifi*:Voltage*",
@@ -61,8 +61,13 @@ CONCERN = {
     "screen/status_screen.cpp": "Screens.*",
     "screen/widgets.cpp": "LabelText.*:WholeUtf8.*:Screens.*",
 }
-# Every file's second step leaves these to the third: they take as long as all others together.
-SLOW = "FbdevBlocks.*:Fbdev/*:EachFirst/Triples*:WholeUtf8.*:CommandSequences.*"
+# The daemon's start is linked into no component test; of settings and paths they would follow a fault, and nearly all
+# would have to be built again.
+END_TO_END_ONLY = ("app/main.cpp", "port/lv_conf.h", "probes/readers.h")
+# These take as long as all others together. The sequences of commands come last; the others test one file each.
+SEQUENCES = "EachFirst/Triples*:CommandSequences.*"
+SLOW_OF_ONE_FILE = {"port/lv_drivers/display/fbdev.c": "FbdevBlocks.*:Fbdev/*", "screen/widgets.cpp": "WholeUtf8.*"}
+SLOW = ":".join([SEQUENCES, *SLOW_OF_ONE_FILE.values()])
 
 
 class NoResult(Exception):
@@ -163,7 +168,7 @@ class Tree:
     def __init__(self, number):
         self.folder = os.path.join(WORK, str(number))
         self.build = os.path.join(self.folder, "build", "release")
-        self.process = None
+        self.process, self.ended = None, False
 
     def path(self, file):
         return os.path.join(self.folder, file)
@@ -184,6 +189,8 @@ class Tree:
 
     def run(self, words, take=lambda line: None):
         """Hands each line to take(); the status, or None when it was silent for too long."""
+        if self.ended:
+            raise NoResult("ended")
         self.process = subprocess.Popen(words, cwd=self.folder, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                                         stderr=subprocess.STDOUT, start_new_session=True)
         pending, end = b"", time.monotonic() + STEP_SECONDS
@@ -219,7 +226,7 @@ class Tree:
         status = self.run([*words, "--target", *targets], said.append)
         if status == 0:
             return ""
-        telling = [line for line in said if "error" in line]
+        telling = [line for line in said if re.search(r"\berror: |undefined reference", line)]
         return (telling or said or ["the build hangs"])[0]
 
     def prepare(self):
@@ -283,10 +290,16 @@ class Step:
         return failed or now or f"the end of the {self.kind} tests"
 
 
-def steps_for(mutant):
-    steps = [Step("component", CONCERN[mutant.file])] if mutant.file in CONCERN else []
-    return steps + [Step("component", f"-{SLOW}"), Step("component", SLOW), Step("end to end", "*"),
-                    Step("scenarios", "*EachScenario.PlaysAsExpected*")]
+def component_steps(mutant):
+    """In the order of what they cost."""
+    if mutant.file in END_TO_END_ONLY:
+        return []
+    wanted = [CONCERN.get(mutant.file), f"-{SLOW}", SLOW_OF_ONE_FILE.get(mutant.file), SEQUENCES]
+    return [Step("component", tests) for tests in wanted if tests]
+
+
+def daemon_steps():
+    return [Step("end to end", "*"), Step("scenarios", "*EachScenario.PlaysAsExpected*")]
 
 
 def confirmed(step, tree):
@@ -297,11 +310,8 @@ def confirmed(step, tree):
     return step.without(test).first_failure(tree)
 
 
-def killer_of(mutant, tree, known):
-    """The step's kind and the test that sees the fault; None when none does."""
-    steps = steps_for(mutant)
-    if known:
-        steps.insert(0, Step(*known))
+def killer_of(steps, tree):
+    """The step's kind and the test that sees the fault that is in the tree; None when none does."""
     built = set()
     for step in steps:
         targets = ("component_tests",) if step.kind == "component" else ("status-display", "status-display-layout")
@@ -321,12 +331,12 @@ def killer_of(mutant, tree, known):
 class Run:
     def __init__(self, mutants, jobs):
         self.waiting = queue.Queue()
-        for mutant in mutants:
+        for mutant in sorted(mutants, key=lambda one: bool(one.explained)):  # those take all tests
             self.waiting.put(mutant)
         self.total, self.done = len(mutants), []
         self.trees = [Tree(number) for number in range(1, jobs + 1)]
         self.lock, self.ending, self.begin = threading.Lock(), False, 0.0
-        self.problem = None
+        self.problem, self.survivors = None, set()
         self.known_path = os.path.join(WORK, "killers.json")
         try:
             with open(self.known_path, encoding="utf-8") as file:
@@ -339,17 +349,22 @@ class Run:
             print(f"building {os.path.relpath(tree.folder, ROOT)}", flush=True)
             tree.prepare()
         print("without a fault all tests have to pass", flush=True)
-        for step in steps_for(Mutant("none", "none")):
+        for step in component_steps(Mutant("none", "none")) + daemon_steps():
             test = confirmed(step, self.trees[0])
             if test is not None:
-                raise NoResult(f"{test} fails without any fault: {' '.join(Step(step.kind, test).words(self.trees[0]))}")
+                again = " ".join(Step(step.kind, test).words(self.trees[0]))
+                raise NoResult(f"{test} fails without any fault: {again}")
 
     def judge(self, mutant, tree):
-        """Whether it counts as passed, and what became of it."""
+        """Whether it counts as passed, and what became of it; None when the slow tests have to say."""
+        known = self.known.get(mutant.name)
+        steps = daemon_steps() if mutant.name in self.survivors else component_steps(mutant)
         try:
-            found = killer_of(mutant, tree, self.known.get(mutant.name))
+            found = killer_of(([Step(*known)] if known else []) + steps, tree)
         except NoResult as problem:
             return False, str(problem)
+        if found is None and mutant.name not in self.survivors:
+            return None
         if found is None:
             return bool(mutant.explained), "SURVIVED" + (", as explained" if mutant.explained else "")
         with self.lock:
@@ -359,6 +374,7 @@ class Run:
         return True, f"killed by {found[1]}"
 
     def work(self, tree):
+        """What survives the component tests goes to the end of the queue: those of a whole daemon take longer."""
         while not self.ending:
             try:
                 mutant = self.waiting.get_nowait()
@@ -368,7 +384,12 @@ class Run:
             tree.put(mutant.file, mutant.text())
             result = self.judge(mutant, tree)
             tree.take_out(mutant.file)
-            if not self.ending:
+            if self.ending:
+                return
+            if result is None:
+                self.survivors.add(mutant.name)
+                self.waiting.put(mutant)
+            else:
                 self.tell(mutant, result, time.monotonic() - begin)
 
     def guarded_work(self, tree):
@@ -401,6 +422,7 @@ class Run:
             # Ctrl-C too: what runs ends, and the copies are put right when the next run begins.
             self.ending = True
             for tree in self.trees:
+                tree.ended = True
                 tree.stop()
         if self.problem:
             raise self.problem
@@ -442,6 +464,8 @@ def main():
         for language in ("C", "CXX"):
             os.environ.setdefault(f"CMAKE_{language}_COMPILER_LAUNCHER", "ccache")
         os.environ.setdefault("CCACHE_SLOPPINESS", "pch_defines,time_macros")
+    for number in (signal.SIGINT, signal.SIGTERM):  # the first is ignored in a shell's background
+        signal.signal(number, signal.default_int_handler)
     try:
         mutants = read_lists()
         problems = problems_of(mutants)
