@@ -92,6 +92,15 @@ TEST_F(Listener, ReadsNothingBehindWhatIsQueued) {
     EXPECT_EQ(listener_bus.alive, 0);
 }
 
+TEST_F(Listener, ReadsNothingBehindWhatCameWithTheSetUp) {
+    listener_bus = {};
+    listener_bus.queue.push_back(signal("word"));
+    connection = listener_connect();
+    listener_bus.calls.clear();
+    listener_poll(connection);
+    EXPECT_EQ(listener_bus.calls, (Texts{"pop"}));
+}
+
 TEST_F(Listener, ReadsNothingWhileMemoryIsShort) {
     for (int i = 0; i < 20; i++) listener_bus.receive(signal("word"));
     EXPECT_TRUE(listener_poll(connection));
