@@ -61,6 +61,16 @@ CONCERN = {
     "screen/status_screen.cpp": "Screens.*",
     "screen/widgets.cpp": "LabelText.*:WholeUtf8.*:Screens.*",
 }
+# The same of the daemon end to end.
+CONCERN_END_TO_END = {
+    "app/listener.cpp": "BusSetup.*:LogLines.*:HostileMessages.*",
+    "app/main.cpp": "LogLines.*:BusSetup.*:FlagFiles.*:Quiet.*",
+    "port/display_port.cpp": "Framebuffer.*",
+    "port/lv_conf.h": "Quiet.*:Overlays.*",
+    "port/lv_drivers/display/fbdev.c": "Framebuffer.*:HostileTools.*",
+    "port/lvgl_assert.cpp": "Quiet.UsbBoxesFillThePool:LogLines.*",
+    "probes/readers.h": "FlagFiles.*:ShellCommands.*:Probes.*:Connectivity.*",
+}
 # The daemon's start is linked into no component test; of settings and paths they would follow a fault, and nearly all
 # would have to be built again.
 END_TO_END_ONLY = ("app/main.cpp", "port/lv_conf.h", "probes/readers.h")
@@ -298,8 +308,10 @@ def component_steps(mutant):
     return [Step("component", tests) for tests in wanted if tests]
 
 
-def daemon_steps():
-    return [Step("end to end", "*"), Step("scenarios", "*EachScenario.PlaysAsExpected*")]
+def daemon_steps(mutant):
+    first = CONCERN_END_TO_END.get(mutant.file)
+    steps = [Step("end to end", first)] if first else []
+    return steps + [Step("end to end", "*"), Step("scenarios", "*EachScenario.PlaysAsExpected*")]
 
 
 def confirmed(step, tree):
@@ -349,7 +361,8 @@ class Run:
             print(f"building {os.path.relpath(tree.folder, ROOT)}", flush=True)
             tree.prepare()
         print("without a fault all tests have to pass", flush=True)
-        for step in component_steps(Mutant("none", "none")) + daemon_steps():
+        none = Mutant("none", "none")
+        for step in component_steps(none) + daemon_steps(none):
             test = confirmed(step, self.trees[0])
             if test is not None:
                 again = " ".join(Step(step.kind, test).words(self.trees[0]))
@@ -358,7 +371,7 @@ class Run:
     def judge(self, mutant, tree):
         """Whether it counts as passed, and what became of it; None when the slow tests have to say."""
         known = self.known.get(mutant.name)
-        steps = daemon_steps() if mutant.name in self.survivors else component_steps(mutant)
+        steps = daemon_steps(mutant) if mutant.name in self.survivors else component_steps(mutant)
         try:
             found = killer_of(([Step(*known)] if known else []) + steps, tree)
         except NoResult as problem:
