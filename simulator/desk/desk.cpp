@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -181,7 +182,11 @@ void Desk::start() {
     if (!decided) throw Error(hang("does not begin to listen"));
 }
 
-void Desk::stop() { process_.kill(); }
+void Desk::stop() {
+    const pid_t daemon = coverage_folder() != nullptr ? daemon_pid() : 0;
+    if (daemon > 0 && ::kill(daemon, SIGTERM) == 0) wait_until([this] { return !alive(); });
+    process_.kill();
+}
 
 // Inside bubblewrap the first process is its own; the daemon is that one's child.
 pid_t Desk::daemon_pid() {

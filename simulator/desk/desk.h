@@ -9,7 +9,7 @@
 //     EXPECT_TRUE(desk.alive());
 //
 // Environment: DESK_DAEMON (another binary instead of the build's), DESK_RUNNER (words put before it, e.g.
-// "valgrind -q --error-exitcode=99"), DESK_SANDBOX, DESK_PATIENCE.
+// "valgrind -q --error-exitcode=99"), DESK_SANDBOX, DESK_PATIENCE, DESK_COVERAGE (see sandbox.h).
 #pragma once
 
 #include <cstdint>

@@ -28,6 +28,8 @@ namespace desk {
     sigset_t none;
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr);
+    // What is ignored here would be ignored there: a shell's job in the background ignores Ctrl-C, nohup a hang-up.
+    for (const int number : {SIGHUP, SIGINT, SIGQUIT, SIGPIPE}) signal(number, SIG_DFL);
     execvp(arguments[0], arguments);
     _exit(127);
 }

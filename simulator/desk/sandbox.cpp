@@ -26,6 +26,8 @@ static const char *const etc_files[] = {"/etc/ld.so.cache", "/etc/alternatives",
 
 static bool is_link(const std::string &path) { return fs::is_symlink(fs::symlink_status(path)); }
 
+const char *coverage_folder() { return std::getenv("DESK_COVERAGE"); }
+
 // The one list of binds, parents first.
 static std::vector<Bind> all_binds(const Box &box, const Guest &guest) {
     std::vector<Bind> binds = {{"/usr", "/usr", false}};
@@ -39,6 +41,7 @@ static std::vector<Bind> all_binds(const Box &box, const Guest &guest) {
         binds.push_back({box.folder() + "/" + folder.name, folder.guest, true});
     }
     binds.insert(binds.end(), guest.binds.begin(), guest.binds.end());
+    if (const char *counts = coverage_folder()) binds.push_back({counts, counts, true});
     return binds;
 }
 

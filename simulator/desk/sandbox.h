@@ -15,6 +15,11 @@ enum class SandboxKind { bwrap, proot };
 // What works here; tried once a process. Throws Error with advice when neither does.
 SandboxKind sandbox_kind();
 
+// Where programs that count their coverage leave their counts: the value of DESK_COVERAGE, a folder that is writable
+// inside at its own place. With it a daemon is asked to end (SIGTERM) before it is killed, so that it can write them.
+// NULL otherwise.
+const char *coverage_folder();
+
 struct Bind {
     std::string host;
     std::string guest;

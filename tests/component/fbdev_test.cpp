@@ -321,6 +321,15 @@ TEST(FbdevBits, IndexGoesByResolutionNotByLineLength) {
     expect_all_areas_right(geometry(1, 7, 5, 1));
 }
 
+// Rows that run on from the mapping's last byte into the first one behind it, which may not be touched.
+TEST(FbdevBits, PixelsBehindTheMappingAreLeftOut) {
+    for (uint32_t yoffset : {1u, 2u, 3u, 4u}) {
+        FakeDevice wanted = geometry(1, 10, 4, 2);
+        wanted.yoffset = yoffset;
+        expect_all_areas_right(wanted);
+    }
+}
+
 TEST(FbdevBits, EachPixelAloneLeavesItsNeighbours) {
     const ChildOutcome outcome = in_child([] {
         device = geometry(1, 21, 9, 3);

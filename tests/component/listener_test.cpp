@@ -55,6 +55,8 @@ TEST_F(Listener, AsksForItsNameAndItsSignals) {
 TEST_F(Listener, LimitsDescriptorsWhenTheSetUpIsDone) {
     ASSERT_FALSE(setup.empty());
     EXPECT_EQ(setup.back().rfind("descriptors ", 0), 0u) << setup.back();
+    const auto limits = [](const std::string &call) { return call.rfind("descriptors ", 0) == 0; };
+    EXPECT_EQ(std::count_if(setup.begin(), setup.end(), limits), 1);
 }
 
 TEST_F(Listener, TakesOneMessageAPassInTheirOrder) {
@@ -88,6 +90,15 @@ TEST_F(Listener, ReadsNothingBehindWhatIsQueued) {
     for (int pass = 0; pass < 1000; pass++) ASSERT_TRUE(listener_poll(connection));
     EXPECT_LE(listener_bus.most_queued, listener_bus.messages_a_read);
     EXPECT_EQ(listener_bus.alive, 0);
+}
+
+TEST_F(Listener, ReadsNothingBehindWhatCameWithTheSetUp) {
+    listener_bus = {};
+    listener_bus.queue.push_back(signal("word"));
+    connection = listener_connect();
+    listener_bus.calls.clear();
+    listener_poll(connection);
+    EXPECT_EQ(listener_bus.calls, (Texts{"pop"}));
 }
 
 TEST_F(Listener, ReadsNothingWhileMemoryIsShort) {

@@ -2,6 +2,7 @@
 // of firmware-type file, compared with the plain model; then the same rules by example.
 #include "screen/mode_line.h"
 
+#include <stdio.h>
 #include <string.h>
 #include <unistd.h>
 
@@ -270,6 +271,17 @@ TEST_F(ModeLine, TheSerialNumberGoesInTheSamePassAsPowerDown) {
         EXPECT_EQ(text(), end.text);
         EXPECT_EQ(display_state.conn_shown, CONN_ICONS) << end.text;
     }
+}
+
+// A network that is known does not come up because the mode changes.
+TEST_F(ModeLine, AChangeOfTextDoesNotForceTheStation) {
+    send_command("chan_bt");
+    ASSERT_EQ(display_state.conn_shown, CONN_BLUETOOTH);
+    snprintf(display_state.wifi_ssid, sizeof display_state.wifi_ssid, "Workshop");
+    send_command("DoIP_on");
+    pass();
+    EXPECT_EQ(text(), "DOIP");
+    EXPECT_EQ(display_state.conn_shown, CONN_BLUETOOTH);
 }
 
 TEST_F(ModeLine, RunsEveryHalfSecond) {

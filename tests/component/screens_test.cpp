@@ -351,6 +351,14 @@ TEST_F(Screens, BluetoothRowFromEveryKindOfFile) {
     EXPECT_EQ(row_wrong(1, "BT: ERROR"), "");
 }
 
+TEST_F(Screens, IdentityOf255BytesIsShownWhole) {
+    write_file(FILE_SERIAL_NUMBER, std::string(251, 'x') + "\n");
+    write_file(FILE_BLUETOOTH_NAME, "name=" + std::string(251, 'y') + "\n");
+    build_production_screen();
+    EXPECT_EQ(row_wrong(0, "SN: " + std::string(251, 'x')), "");
+    EXPECT_EQ(row_wrong(1, "BT: " + std::string(251, 'y')), "");
+}
+
 TEST_F(Screens, IdentityFilesOfAnySizeAndKind) {
     for (const char *path : {FILE_SERIAL_NUMBER, FILE_BLUETOOTH_NAME}) {
         for (const size_t length : {100, 127, 128, 255, 256, 257, 5000, 1000000}) {

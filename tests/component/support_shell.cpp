@@ -94,11 +94,18 @@ static std::string drain(int fd) {
     return text;
 }
 
+#ifdef STATUS_DISPLAY_COVERAGE
+extern "C" void __gcov_dump(void);
+#endif
+
 [[noreturn]] static void run_as_child(const std::function<std::string()> &body, int out, int err, int report) {
     dup2(out, STDOUT_FILENO);
     dup2(err, STDERR_FILENO);
     const std::string text = body();
     const bool written = write(report, text.data(), text.size()) == static_cast<ssize_t>(text.size());
+#ifdef STATUS_DISPLAY_COVERAGE
+    __gcov_dump(); // _exit writes no counts
+#endif
     _exit(written ? 0 : 1);
 }
 

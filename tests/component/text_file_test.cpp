@@ -108,6 +108,17 @@ TEST_F(TextFile, ExistsWhateverItIs) {
     EXPECT_FALSE(file_exists("/tmp/no/such/folder/file"));
 }
 
+// Root may read everything, so the question is asked as somebody else.
+TEST_F(TextFile, ExistsForWhoMayNotReadIt) {
+    write_file(PATH, "content");
+    ASSERT_EQ(chmod(PATH.c_str(), 0), 0);
+    const ChildOutcome outcome = in_child([] {
+        if (geteuid() == 0 && setuid(65534) != 0) return "still root";
+        return file_exists(PATH.c_str()) ? "exists" : "does not exist";
+    });
+    EXPECT_EQ(outcome.report, "exists");
+}
+
 // ---- First line
 
 TEST_F(TextFile, FirstLineOfAMissingOrEmptyFileLeavesTheBuffer) {

@@ -1,5 +1,6 @@
 // The daemon's words: every log line with its identity, priority, text and order, and what is dropped in
 // silence.
+#include <filesystem>
 #include <functional>
 #include <memory>
 
@@ -65,6 +66,23 @@ TEST_F(LogLines, IdentityOfEachLine) {
         EXPECT_GT(line.pid, 0) << line.text;
         EXPECT_EQ(line.pid, lines[0].pid) << line.text;
     }
+}
+
+// The first of what it opens, so that even a failure to open anything else can be logged.
+TEST_F(LogLines, LogIsConnectedBeforeThePanelIsOpened) {
+    start();
+    int log = 0;
+    int panel = 0;
+    const std::filesystem::path folder = "/proc/" + std::to_string(desk().daemon_pid()) + "/fd";
+    for (const auto &entry : std::filesystem::directory_iterator(folder)) {
+        const int number = std::stoi(entry.path().filename().string());
+        const std::string target = std::filesystem::read_symlink(entry.path()).string();
+        if (target.rfind("socket:", 0) == 0 && (log == 0 || number < log)) log = number;
+        if (target.size() >= 4 && target.compare(target.size() - 4, 4, "/fb0") == 0) panel = number;
+    }
+    ASSERT_GT(log, 2);
+    ASSERT_GT(panel, 2);
+    EXPECT_LT(log, panel);
 }
 
 TEST_F(LogLines, EachCommandIsLoggedAsReceived) {
