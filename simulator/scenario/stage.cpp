@@ -101,13 +101,15 @@ void Stage::step(int64_t ms) {
     for (View view : both_views) desk(view).arrive(ms);
 }
 
-// From how they stood before: a panel of which there is no look shows what it showed.
+// From how they stood before: a panel of which there is no look shows what it showed. The first moment is shown in any
+// case, for who has not seen how they stood.
 void Stage::show_looks(Moment moment) {
     const std::array<std::vector<Look>, 2> looks = {device_->clock().looks(), layout_->clock().looks()};
     std::array<size_t, 2> next{};
     const auto left = [&](size_t panel) { return next[panel] < looks[panel].size(); };
-    while (left(0) || left(1)) {
-        moment.now_us = std::numeric_limits<int64_t>::max();
+    const int64_t first_us = moment.now_us + watch_step_ms * 1000;
+    for (bool first = first_us < now_us(); first || left(0) || left(1); first = false) {
+        moment.now_us = first ? first_us : std::numeric_limits<int64_t>::max();
         for (size_t panel : {0, 1}) {
             if (left(panel)) moment.now_us = std::min(moment.now_us, looks[panel][next[panel]].at_us);
         }

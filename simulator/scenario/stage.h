@@ -99,9 +99,9 @@ public:
     // Called again and again while time passes, at least after every `watch_step_ms` of it. Throwing from it
     // ends the wait.
     void set_watcher(std::function<void()> watcher) { watcher_ = std::move(watcher); }
-    // Shown what a watcher would see that looks at both panels: each moment, `watch_step_ms` after another, at which one
-    // of them holds something else than at the one before, and how they stand in the end. The daemons do not stop for
-    // it, so it is as fast as none; where it is called they may be a second ahead.
+    // Shown what a watcher would see that looks at both panels, `watch_step_ms` after another: the first moment, each at
+    // which one of them holds something else than at the one before, and how they stand in the end. The daemons stop
+    // less often for it; where it is called they may be some looks ahead.
     void set_viewer(std::function<void(const Moment &)> viewer) { viewer_ = std::move(viewer); }
     Moment moment();
 

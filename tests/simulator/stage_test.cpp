@@ -214,9 +214,9 @@ TEST(Stage, IsWatchedAllTheTime) {
 static std::vector<desk::Moment> changes_in_a_course(bool watched) {
     desk::Stage stage;
     perform(stage, "start");
-    std::vector<desk::Moment> changes = {stage.moment()};
+    std::vector<desk::Moment> changes;
     const auto look = [&changes](const desk::Moment &moment) {
-        if (moment.panels != changes.back().panels) changes.push_back(moment);
+        if (changes.empty() || moment.panels != changes.back().panels) changes.push_back(moment);
     };
     if (watched) {
         stage.set_watcher([&] { look(stage.moment()); });
