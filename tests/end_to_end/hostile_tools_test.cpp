@@ -187,28 +187,6 @@ TEST_F(HostileTools, DisplayStandsStillWhileAToolHangs) {
     EXPECT_NE(desk().picture(), before);
 }
 
-// A pass runs its tasks, the tool with them, and takes its message afterwards: what comes meanwhile is not a pass late.
-TEST_F(HostileTools, SignalThatComesMeanwhileIsTakenInTheSamePass) {
-    prepare_asking_all();
-    const std::string hang = box().host_path("/tmp/hang");
-    ASSERT_EQ(mkfifo(hang.c_str(), 0666), 0);
-    box().write_script("/usr/local/bin/vcicp", "#!/bin/sh\n[ ! -e /tmp/hang ] || read line </tmp/hang\necho 12000\n");
-    start();
-    int tool = -1;
-    const auto hangs = [&] { return tool != -1 || (tool = open(hang.c_str(), O_WRONLY | O_NONBLOCK)) != -1; };
-    for (int ms = 0; ms < 1000 && tool == -1; ms++) {
-        desk().clock().raise(1);
-        ASSERT_TRUE(desk::wait_until([&] { return hangs() || desk().clock().stands_still(); }));
-    }
-    ASSERT_TRUE(hangs());
-    desk().bus().send("chan_usb");
-    desk().bus().catch_up();
-    box().remove("/tmp/hang");
-    close(tool);
-    ASSERT_TRUE(desk::wait_until([&] { return desk().clock().stands_still(); }));
-    EXPECT_EQ(desk().log().count("chan_usb"), 1);
-}
-
 TEST_F(HostileTools, LastLineWins) {
     prepare_asking_all();
     box().write_script("/usr/local/bin/iw",
