@@ -217,7 +217,9 @@ TEST_F(Quiet, UsbBoxesFillThePool) {
         if (line.priority == LOG_CRIT) critical++;
     }
     EXPECT_EQ(critical, 1);
-    EXPECT_EQ(desk().log().lines().back().priority, LOG_CRIT);
+    const desk::LogLine last = desk().log().lines().back();
+    EXPECT_EQ(last.priority, LOG_CRIT);
+    EXPECT_EQ(last.text.rfind("LVGL: Out of memory in lv_", 0), 0u) << last.text;
     const int boxes = desk().log().count("USB_update") - 1; // the last one has no place any more
     RecordProperty("boxes", std::to_string(boxes));
     std::cout << boxes << " boxes\n";
