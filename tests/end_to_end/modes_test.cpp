@@ -3,6 +3,9 @@
 #include "golden.h"
 #include "support.h"
 
+#include <sys/inotify.h>
+#include <unistd.h>
+
 namespace end_to_end {
 
 struct Sequence {
@@ -25,6 +28,46 @@ protected:
         }
     }
 };
+
+// Tells when a file is opened, whoever does it and through whatever path.
+class Opened {
+public:
+    explicit Opened(const std::string &host_path) : events_(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
+        if (inotify_add_watch(events_, host_path.c_str(), IN_OPEN) < 0) throw desk::system_error("can't watch it");
+    }
+    ~Opened() { close(events_); }
+    Opened(const Opened &) = delete;
+    Opened &operator=(const Opened &) = delete;
+
+    bool since_last_asked() {
+        char events[4096];
+        return read(events_, events, sizeof(events)) > 0;
+    }
+
+private:
+    int events_;
+};
+
+// The mode row's task looks at the file of the running firmware, so that tells in which pass it runs: each 500 ms. A
+// command that comes before that pass is taken behind the tasks, and the row follows with the task's next run.
+TEST_F(Modes, CommandIsTakenBehindThePassesTasks) {
+    desk().box().set_firmware_type("FT_BOOT");
+    start();
+    run_until(2000);
+    command("M4_none");
+    Opened file(desk().box().host_path("/tmp/fw_type_running"));
+    ASSERT_TRUE(desk().advance_until([&] { return file.since_last_asked(); }, 600));
+    desk().advance(499);
+    ASSERT_FALSE(file.since_last_asked()) << "the task runs in the next pass";
+    desk().bus().send("M4_COMM");
+    desk().advance(1);
+    EXPECT_EQ(desk().log().count("Got Signal with value M4_COMM"), 1);
+    EXPECT_TRUE(file.since_last_asked());
+    desk().advance(400);
+    EXPECT_EQ(shown_mode(desk()), "READY");
+    desk().advance(200);
+    EXPECT_EQ(shown_mode(desk()), "DIAGNOSIS");
+}
 
 TEST_F(Modes, EachCommandAlone) {
     start();
