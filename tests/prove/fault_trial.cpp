@@ -38,7 +38,7 @@ Picture expected_picture(const std::string &name, bool layout) {
     const std::string file = name + (layout ? "-layout.pbm" : "-device.pbm");
     const auto found = known.find(file);
     if (found != known.end()) return found->second;
-    return known[file] = Picture::load_pbm(desk::find_folder("simulator/scenarios") + "/" + file);
+    return known[file] = Picture::load_pbm(TEST_SOURCE_DIR "/simulator/scenarios/" + file);
 }
 
 struct Area {
