@@ -425,6 +425,9 @@ class Run:
         os.makedirs(WORK, exist_ok=True)
         try:
             self.prepare()
+            # A compiler's cache that was interrupted between reading a source and compiling it keeps the sound object
+            # under the fault's name; then the fault survives for ever.
+            os.environ["CCACHE_DISABLE"] = "1"
             self.begin = time.monotonic()
             workers = [threading.Thread(target=self.guarded_work, args=(tree,)) for tree in self.trees]
             for worker in workers:
