@@ -3,6 +3,7 @@
 #include <fuzzer/FuzzedDataProvider.h>
 
 #include <poll.h>
+#include <sanitizer/lsan_interface.h>
 #include <stdlib.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -224,6 +225,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     FuzzedDataProvider bytes(data, size);
     if (served == nullptr || served->inputs >= inputs_a_stage) {
         served.reset();
+        // Only now: a connection that is still open holds what it needs.
+        if (__lsan_do_recoverable_leak_check() != 0) abort();
         served = std::make_unique<Served>();
     }
     served->inputs++;
