@@ -1,12 +1,10 @@
 #include "tests/prove/counted_desk.h"
 
-#include <fstream>
-#include <sstream>
-
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include "panel/files.h"
 #include "simulator/desk/places.h"
 #include "simulator/desk/sandbox.h"
 
@@ -15,14 +13,6 @@ namespace prove {
 // In the box, where the daemon finds them.
 constexpr const char *shim_in_box = "/tmp/liblive_blocks.so";
 constexpr const char *counts_in_box = "/tmp/live_blocks";
-
-static std::string content_of(const std::string &path) {
-    std::ifstream file(path, std::ios::binary);
-    std::ostringstream all;
-    all << file.rdbuf();
-    if (!file) throw desk::Error("can't read " + path);
-    return all.str();
-}
 
 static live_blocks *mapped(const std::string &path) {
     const int file = open(path.c_str(), O_RDWR | O_CLOEXEC);
@@ -37,7 +27,7 @@ CountedDesk::CountedDesk(desk::Options options) {
     options.environment["LD_PRELOAD"] = std::string(desk::guest_shim) + ":" + shim_in_box;
     options.environment["LIVE_BLOCKS"] = counts_in_box;
     desk_ = std::make_unique<desk::Desk>(options);
-    desk_->box().write(shim_in_box, content_of(desk::find_program("tests/prove/liblive_blocks.so")));
+    desk_->box().write(shim_in_box, panel::load_bytes(desk::find_program("tests/prove/liblive_blocks.so")));
     desk_->box().write(counts_in_box);
     live_ = mapped(desk_->box().host_path(counts_in_box));
 }
@@ -51,9 +41,10 @@ std::string in_words(const Counted &counted) {
            std::to_string(counted.live.bytes / 1024) + " kB";
 }
 
-constexpr long spare_kb = 64;
+constexpr long spare_kb = 64; // pages that the allocator takes up late
 
-void must_not_have_grown(const Counted &before, const Counted &now) {
+// Throws desk::Error if it holds more than before.
+static void must_not_have_grown(const Counted &before, const Counted &now) {
     if (now.holding.private_kb <= before.holding.private_kb + spare_kb &&
         now.holding.descriptors <= before.holding.descriptors && now.holding.children == 0) {
         return;

@@ -35,9 +35,7 @@ private:
     live_blocks *live_ = nullptr;
 };
 
-// Throws desk::Error if it holds more than before: pages that the allocator takes up late are allowed.
-void must_not_have_grown(const Counted &before, const Counted &now);
-// And not a block more. Both in the same state: after told().
+// Throws desk::Error if it holds more than before, or a block more. Both in the same state: after told().
 void must_hold_the_same_blocks(const Counted &before, const Counted &now);
 
 } // namespace prove

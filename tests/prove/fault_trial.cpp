@@ -1,6 +1,5 @@
 // A trial: the daemon in its box with both preloaded libraries, and the comparisons.
 #include <algorithm>
-#include <filesystem>
 #include <fstream>
 #include <iterator>
 
@@ -12,6 +11,7 @@
 
 #include "faults.h"
 #include "panel/drawing.h"
+#include "panel/files.h"
 #include "simulator/desk/places.h"
 #include "simulator/desk/sandbox.h"
 
@@ -95,11 +95,6 @@ std::string difference(const Picture &seen, const Picture &wanted) {
 static const char *const guest_control = "/desk/state/faults";
 static const char *const guest_library = "/desk/state/libfault_shim.so";
 
-static std::string content_of(const std::string &path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
-
 static fault_control *map_control(const std::string &path) {
     const int file = open(path.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
     if (file < 0 || ftruncate(file, sizeof(fault_control)) != 0) throw desk::system_error("can't make " + path);
@@ -123,7 +118,7 @@ Trial::Trial(Random &random, bool layout, desk::Options options)
       layout_(layout),
       has_panel_(!options.no_panel),
       desk_(std::make_unique<desk::Desk>(with_faults(options, layout))) {
-    box().write(guest_library, content_of(desk::find_program("tests/prove/libfault_shim.so")));
+    box().write(guest_library, panel::load_bytes(desk::find_program("tests/prove/libfault_shim.so")));
     control_ = map_control(box().host_path(guest_control));
     mapping_ = std::shared_ptr<void>(control_, [](void *place) { munmap(place, sizeof(fault_control)); });
     look = [this] {
