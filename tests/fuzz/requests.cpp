@@ -60,7 +60,12 @@ int connected(int port) {
     return client;
 }
 
-// What promises more than it holds is waited for as long as the server is patient.
+bool is_stream(const std::string &answer) {
+    return answer.find("Content-Type: text/event-stream") < answer.find("\r\n\r\n");
+}
+
+// What promises more than it holds is waited for as long as the server is patient; and all but a stream until the
+// server hangs up, for on a busy machine there may be a while between the head and the body.
 std::string asked(int port, const std::string &request) {
     const int client = connected(port);
     for (size_t sent = 0; sent < request.size();) {
@@ -70,7 +75,7 @@ std::string asked(int port, const std::string &request) {
     }
     std::string answer;
     pollfd ready{client, POLLIN, 0};
-    while (poll(&ready, 1, answer.empty() ? longest_answer_ms : silence_ms) > 0) {
+    while (poll(&ready, 1, is_stream(answer) ? silence_ms : longest_answer_ms) > 0) {
         char part[4096];
         const ssize_t length = recv(client, part, sizeof(part), 0);
         if (length <= 0) break;
