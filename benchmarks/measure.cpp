@@ -7,7 +7,7 @@
 //   measure arm PROGRAM MS                the 32-bit ARM program under qemu-arm, in stepped time: instructions in MS
 //                                         milliseconds, after it has settled
 //   measure calls PROGRAM MS              under strace, in real time: system calls in MS milliseconds
-//   measure idle PROGRAM MS               in real time: CPU seconds, wake-ups, memory
+//   measure idle PROGRAM MS               in real time: CPU seconds, wake-ups, memory, and the time to the first picture
 //   measure latency PROGRAM COUNT         in real time: signal to changed pixel, microseconds each
 #include <chrono>
 #include <csignal>
@@ -177,6 +177,18 @@ double cpu_seconds(pid_t pid) {
     return static_cast<double>(user + system) / static_cast<double>(sysconf(_SC_CLK_TCK));
 }
 
+double ms_since(std::chrono::steady_clock::time_point begin) {
+    return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - begin).count();
+}
+
+// null if the panel stays dark for a second.
+json ms_to_first_picture(desk::Desk &desk, std::chrono::steady_clock::time_point begin) {
+    while (ms_since(begin) < 1000) {
+        if (desk.picture().count_lit() > 0) return ms_since(begin);
+    }
+    return nullptr;
+}
+
 json idle(const std::string &program, int64_t ms) {
     desk::Options options;
     options.daemon = program;
@@ -184,7 +196,8 @@ json idle(const std::string &program, int64_t ms) {
     desk::Desk desk(options);
     const auto begin = std::chrono::steady_clock::now();
     desk.start();
-    const std::chrono::duration<double, std::milli> start = std::chrono::steady_clock::now() - begin;
+    const double start_ms = ms_since(begin);
+    const json picture_ms = ms_to_first_picture(desk, begin);
     std::this_thread::sleep_for(std::chrono::milliseconds(1500));
     const pid_t pid = desk.daemon_pid();
     const std::string folder = "/proc/" + std::to_string(pid);
@@ -196,7 +209,8 @@ json idle(const std::string &program, int64_t ms) {
     const std::string memory = "\n" + read_file(folder + "/smaps_rollup");
     return {{"cpu", (cpu_seconds(pid) - cpu_before) / seconds},
             {"wake_ups", static_cast<double>(woken) / seconds},
-            {"start_ms", start.count()},
+            {"start_ms", start_ms},
+            {"picture_ms", picture_ms},
             {"rss_kb", field(memory, "Rss:")},
             {"private_kb", field(memory, "Private_Dirty:")}};
 }
