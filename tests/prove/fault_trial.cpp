@@ -1,7 +1,5 @@
 // A trial: the daemon in its box with both preloaded libraries, and the comparisons.
 #include <algorithm>
-#include <fstream>
-#include <iterator>
 
 #include <fcntl.h>
 #include <fnmatch.h>
