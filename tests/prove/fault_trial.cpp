@@ -1,6 +1,4 @@
 // A trial: the daemon in its box with both preloaded libraries, and the comparisons.
-#include <algorithm>
-
 #include <fcntl.h>
 #include <fnmatch.h>
 #include <sys/mman.h>
@@ -111,7 +109,7 @@ static desk::Options with_faults(desk::Options options, bool layout) {
     return options;
 }
 
-Trial::Trial(Random &random, bool layout, desk::Options options)
+Trial::Trial(Random &random, bool layout, const desk::Options &options)
     : random_(random),
       layout_(layout),
       has_panel_(!options.no_panel),

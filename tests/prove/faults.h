@@ -78,7 +78,7 @@ std::string difference(const panel::Picture &seen, const panel::Picture &wanted)
 class Trial {
 public:
     // The layout's panel, because it shows everything; `layout` false is the device's.
-    explicit Trial(Random &random, bool layout = true, desk::Options options = {});
+    explicit Trial(Random &random, bool layout = true, const desk::Options &options = {});
     Trial(const Trial &) = delete;
     Trial &operator=(const Trial &) = delete;
 
